@@ -1,0 +1,143 @@
+#include "aac_info.hpp"
+
+#include <cstdarg>
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "zemac.h"
+
+namespace zemdec {
+
+namespace {
+
+const char* const kProfiles[4] = {"Main", "LC", "SSR", "LTP"};
+
+// 56 bits of fixed fields, 72 of copyright, then per PCE 20 bits of buffer fullness and at
+// most 46 + 225 + 115 + 7 + 8 + 2040 bits: 16 PCEs stay below 5.3 KB.
+constexpr std::size_t kMaxAdifHeaderBytes = 6144;
+
+void say(std::FILE* out, const char* fmt, ...) {
+    if (out == nullptr)
+        return;
+    va_list args;
+    va_start(args, fmt);
+    std::vfprintf(out, fmt, args);
+    va_end(args);
+}
+
+// An ADTS header can start here: syncword 0xFFF and layer 0.
+bool adts_sync_at(const uint8_t* p) { return p[0] == 0xFF && (p[1] & 0xF6) == 0xF0; }
+
+void print_pce(std::FILE* out, int index, const ZemAacPceRec& pce) {
+    say(out,
+        "  PCE %d: tag %d, object type %d, %d Hz, front %d, side %d, back %d, lfe %d, "
+        "data %d, cc %d, comment %d bytes\n",
+        index, pce.element_instance_tag, pce.object_type,
+        aac_sample_rate(pce.sampling_frequency_index), pce.num_front_channel_elements,
+        pce.num_side_channel_elements, pce.num_back_channel_elements,
+        pce.num_lfe_channel_elements, pce.num_assoc_data_elements, pce.num_valid_cc_elements,
+        pce.comment_field_bytes);
+}
+
+WalkSummary walk_adif(const Buffer& in, std::size_t start, std::FILE* out) {
+    WalkSummary sum;
+    ZemAacAdifRec adif{};
+    std::vector<ZemAacPceRec> pces(16);
+    // The header carries no length of its own: parse a zero-padded copy as large as the
+    // largest possible header, so a truncated one cannot lead the parser out of the file.
+    const std::size_t avail = std::min(in.size - start, kMaxAdifHeaderBytes);
+    Buffer copy = make_buffer(in.data() + start, avail);
+    copy.bytes.resize(kMaxAdifHeaderBytes + kReadPadding, 0);
+    uint8_t* p = copy.bytes.data();
+    const ZemStatus st = zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), 16);
+    const std::size_t used = std::size_t(p - copy.bytes.data());
+    const std::size_t end = start + used;
+    if (st != zemStatusOk || used > avail) {
+        say(out, "ADIF header at offset %zu is truncated or invalid\n", start);
+        sum.errors = 1;
+        return sum;
+    }
+    sum.frames = 1;
+    say(out, "ADIF header at offset %zu: %s rate, %d bit/s, %d program config element(s)\n",
+        start, adif.bitstream_type ? "variable" : "constant", adif.bitrate, adif.pce_count);
+    for (int i = 0; i < adif.pce_count; ++i)
+        print_pce(out, i, pces[i]);
+    say(out, "ADIF: header ends at offset %zu, %zu bytes of raw data blocks follow\n", end,
+        in.size - end);
+    return sum;
+}
+
+WalkSummary walk_adts(const Buffer& in, std::size_t pos, std::FILE* out) {
+    WalkSummary sum;
+    std::size_t garbageStart = pos;
+    while (pos < in.size) {
+        if (in.size - pos < 2 || !adts_sync_at(in.data() + pos)) {
+            ++pos;
+            ++sum.skippedBytes;
+            continue;
+        }
+        if (pos != garbageStart)
+            say(out, "skipped %zu bytes of non-ADTS data at offset %zu\n", pos - garbageStart,
+                garbageStart);
+        ZemAacAdtsRec h{};
+        uint8_t* p = const_cast<uint8_t*>(in.data()) + pos;
+        zemsUnpackADTSFrameHeader_AAC(&p, &h);
+        const std::size_t headerBytes = std::size_t(p - in.data()) - pos;
+        const int rate = aac_sample_rate(h.sampling_frequency_index);
+        if (pos + headerBytes > in.size) {
+            say(out, "error: truncated ADTS header at offset %zu\n", pos);
+            ++sum.errors;
+            sum.skippedBytes += long(in.size - pos);
+            break;
+        }
+        if (rate == 0 || std::size_t(h.aac_frame_length) < headerBytes) {
+            say(out, "error: invalid ADTS header at offset %zu (sampling index %d, length %d)\n",
+                pos, h.sampling_frequency_index, h.aac_frame_length);
+            ++sum.errors;
+            ++pos;
+            ++sum.skippedBytes;
+            garbageStart = pos;
+            continue;
+        }
+        if (pos + std::size_t(h.aac_frame_length) > in.size) {
+            say(out, "error: frame %ld at offset %zu is truncated (%d bytes, %zu present)\n",
+                sum.frames, pos, h.aac_frame_length, in.size - pos);
+            ++sum.errors;
+            sum.skippedBytes += long(in.size - pos);
+            break;
+        }
+        say(out, "frame %ld @%zu: %d Hz, channel config %d, %s, %d bytes, %d raw data block(s)%s\n",
+            sum.frames, pos, rate, h.channel_configuration, kProfiles[h.profile & 3],
+            h.aac_frame_length, h.raw_data_block_count, h.protection_absent ? "" : ", CRC");
+        ++sum.frames;
+        pos += std::size_t(h.aac_frame_length);
+        garbageStart = pos;
+    }
+    if (pos > garbageStart && sum.skippedBytes > 0)
+        say(out, "skipped %zu bytes of non-ADTS data at offset %zu\n", pos - garbageStart,
+            garbageStart);
+    return sum;
+}
+
+} // namespace
+
+int aac_sample_rate(int index) {
+    static const int rates[12] = {96000, 88200, 64000, 48000, 44100, 32000,
+                                  24000, 22050, 16000, 12000, 11025, 8000};
+    return index >= 0 && index < 12 ? rates[index] : 0;
+}
+
+WalkSummary walk_aac(const Buffer& in, std::FILE* out) {
+    const std::size_t start = id3v2_length(in.data(), in.size);
+    if (start > 0)
+        say(out, "skipped ID3v2 tag of %zu bytes\n", start);
+    WalkSummary sum = in.size - start >= 4 && std::memcmp(in.data() + start, "ADIF", 4) == 0
+                          ? walk_adif(in, start, out)
+                          : walk_adts(in, start, out);
+    say(out, "summary: %ld %s, %ld error(s), %ld byte(s) skipped\n", sum.frames,
+        sum.frames == 1 ? "header/frame" : "headers/frames", sum.errors, sum.skippedBytes);
+    return sum;
+}
+
+} // namespace zemdec

@@ -1,0 +1,52 @@
+#include "input.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace zemdec {
+
+Buffer make_buffer(const uint8_t* data, std::size_t size) {
+    Buffer b;
+    b.bytes.assign(size + kReadPadding, 0);
+    if (size > 0)
+        std::memcpy(b.bytes.data(), data, size);
+    b.size = size;
+    return b;
+}
+
+bool load_file(const std::string& path, Buffer& out, std::string& error) {
+    FILE* f = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
+    if (f == nullptr) {
+        error = path + ": " + std::strerror(errno);
+        return false;
+    }
+    std::vector<uint8_t> data;
+    uint8_t chunk[65536];
+    std::size_t n;
+    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
+        data.insert(data.end(), chunk, chunk + n);
+    const bool failed = std::ferror(f) != 0;
+    if (f != stdin)
+        std::fclose(f);
+    if (failed) {
+        error = path + ": read error";
+        return false;
+    }
+    out = make_buffer(data.data(), data.size());
+    return true;
+}
+
+std::size_t id3v2_length(const uint8_t* d, std::size_t size) {
+    if (size < 10 || d[0] != 'I' || d[1] != 'D' || d[2] != '3' || d[3] == 0xFF || d[4] == 0xFF)
+        return 0;
+    if (((d[6] | d[7] | d[8] | d[9]) & 0x80) != 0)
+        return 0; // the size is a synchsafe integer
+    std::size_t len = 10 + ((std::size_t(d[6]) << 21) | (std::size_t(d[7]) << 14) |
+                            (std::size_t(d[8]) << 7) | d[9]);
+    if (d[5] & 0x10)
+        len += 10; // footer
+    return len <= size ? len : size;
+}
+
+} // namespace zemdec

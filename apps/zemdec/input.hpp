@@ -1,0 +1,26 @@
+// Whole-file input with readable padding past the data, as the library's bit readers expect.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zemdec {
+
+// The bit readers fetch up to three bytes past the last bit they consume; keep more than that.
+constexpr std::size_t kReadPadding = 16;
+
+struct Buffer {
+    std::vector<uint8_t> bytes; // size() == data size + kReadPadding, padding zeroed
+    std::size_t size = 0;       // bytes of real data
+    const uint8_t* data() const { return bytes.data(); }
+};
+
+Buffer make_buffer(const uint8_t* data, std::size_t size);
+bool load_file(const std::string& path, Buffer& out, std::string& error);
+
+// Length of an ID3v2 tag (header, body and footer) at the start of data, or 0.
+std::size_t id3v2_length(const uint8_t* data, std::size_t size);
+
+} // namespace zemdec

@@ -1,0 +1,15 @@
+# The linker version script, generated from the one export list in src/core/exports.inc.
+# Names of the list that are not implemented yet are simply absent from the library.
+set(ZEM_EXPORT_LIST ${CMAKE_SOURCE_DIR}/src/core/exports.inc)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ZEM_EXPORT_LIST})
+file(STRINGS ${ZEM_EXPORT_LIST} _lines REGEX "^ZEM_EXPORT\\(")
+set(_script "{\n  global:\n")
+set(ZEM_EXPORT_NAMES "")
+foreach(_line IN LISTS _lines)
+  string(REGEX REPLACE "^ZEM_EXPORT\\([0-9]+, *([A-Za-z0-9_]+)\\).*" "\\1" _name "${_line}")
+  string(APPEND _script "    ${_name};\n")
+  list(APPEND ZEM_EXPORT_NAMES ${_name})
+endforeach()
+string(APPEND _script "  local:\n    *;\n};\n")
+set(ZEM_VERSION_SCRIPT ${CMAKE_BINARY_DIR}/zemac.map)
+file(CONFIGURE OUTPUT ${ZEM_VERSION_SCRIPT} CONTENT "${_script}")

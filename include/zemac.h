@@ -1,0 +1,11 @@
+/* zemac: audio-coding primitives with a plain C ABI.
+   Bit-stream functions take a cursor (ppStream, pBitPos): the caller's byte pointer and the
+   position 0..7 of the next bit counted from the most significant bit. Readers may fetch up to
+   three bytes past the last bit they consume, so input buffers must stay readable that far. */
+#ifndef ZEMAC_H
+#define ZEMAC_H
+
+#include "zemac/core.h"
+#include "zemac/aac_stream.h"
+
+#endif

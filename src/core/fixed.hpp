@@ -1,0 +1,32 @@
+// Fixed-point helpers. Signed overflow is undefined in C++, so wrapping 32-bit arithmetic goes
+// through unsigned types; products are formed in 64 bits and hi32 keeps their upper word.
+#pragma once
+
+#include <cstdint>
+
+namespace zem {
+
+// Upper 32 bits of a 64-bit value, arithmetic shift (the product of a Qa and a Qb value
+// becomes Q(a+b-32)).
+constexpr int32_t hi32(int64_t v) { return int32_t(v >> 32); }
+constexpr int32_t mul_hi32(int32_t a, int32_t b) { return hi32(int64_t(a) * b); }
+
+// Two's-complement wrapping add, subtract, multiply, negate and left shift.
+constexpr int32_t wrap_add(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
+constexpr int32_t wrap_sub(int32_t a, int32_t b) { return int32_t(uint32_t(a) - uint32_t(b)); }
+constexpr int32_t wrap_mul(int32_t a, int32_t b) { return int32_t(uint32_t(a) * uint32_t(b)); }
+constexpr int32_t wrap_neg(int32_t a) { return int32_t(0u - uint32_t(a)); }
+constexpr int32_t wrap_shl(int32_t a, int s) { return int32_t(uint32_t(a) << s); }
+
+// Saturation to the signed 16- and 32-bit ranges.
+constexpr int16_t sat16(int64_t v) {
+    return int16_t(v > INT16_MAX ? INT16_MAX : v < INT16_MIN ? INT16_MIN : v);
+}
+constexpr int32_t sat32(int64_t v) {
+    return int32_t(v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : v);
+}
+
+// Shift right by s >= 1 with rounding half up: (v + 2^(s-1)) >> s, in 64 bits.
+constexpr int64_t round_shr(int64_t v, int s) { return (v + (int64_t(1) << (s - 1))) >> s; }
+
+} // namespace zem

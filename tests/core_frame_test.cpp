@@ -1,0 +1,112 @@
+// Version record, state-block helpers, allocation wrappers and zero fill.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "core/checks.hpp"
+#include "core/state.hpp"
+#include "zemac.h"
+#include "zemcore_testing.h"
+
+namespace {
+
+TEST(Version, ConstantRecord) {
+    const ZemLibVersion* v = zemacGetLibVersion();
+    ASSERT_EQ(v, zemacGetLibVersion());
+    EXPECT_EQ(v->versionMajor, 7);
+    EXPECT_EQ(v->versionMinor, 0);
+    EXPECT_EQ(v->buildMajor, 205);
+    EXPECT_EQ(v->buildNumber, 1017);
+    EXPECT_EQ(std::memcmp(v->cpuCode, "q5\0\0", 4), 0);
+    EXPECT_STREQ(v->libName, "zemacq5-7.0.dll");
+    EXPECT_STREQ(v->versionText, "7.0 build 205.68");
+    EXPECT_STREQ(v->buildDate, "Jul 20 2011");
+}
+
+// Every misalignment of a block start lands the state on the next 16-byte boundary, within
+// the 15 bytes of slack the size formulas include.
+TEST(StateBlock, AlignsForAllSixteenMisalignments) {
+    alignas(64) uint8_t arena[128];
+    for (int offset = 0; offset < 16; ++offset) {
+        uint8_t* block = arena + offset;
+        uint8_t* state = zem::align_up<16>(block);
+        EXPECT_TRUE(zem::is_aligned16(state));
+        EXPECT_EQ(state - block, (16 - offset) % 16) << "offset " << offset;
+        EXPECT_EQ(zem::align_up<16>(state), state);
+        uint8_t* spec = zem::align_up<32>(block);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(spec) % 32, 0u);
+        EXPECT_LT(spec - block, 32);
+    }
+    EXPECT_EQ(zem::round_up<16>(0), 0u);
+    EXPECT_EQ(zem::round_up<16>(17), 32u);
+}
+
+TEST(StateBlock, TagCheck) {
+    alignas(16) uint32_t header[8] = {};
+    header[0] = uint32_t(zem::Tag::Mp3PqmfSynthesis);
+    header[4] = uint32_t(zem::Tag::VlcEncSpec);
+    EXPECT_TRUE(zem::has_tag(header, zem::Tag::Mp3PqmfSynthesis));
+    EXPECT_FALSE(zem::has_tag(header, zem::Tag::Mp3PqmfAnalysis));
+    EXPECT_TRUE(zem::has_tag(header, zem::Tag::VlcEncSpec, 4));
+}
+
+TEST(Allocation, WrappersAndFaultInjection) {
+    const long before = zemcoreOutstandingBlocks();
+    const long calls = zemcoreAllocationCount();
+    EXPECT_EQ(zem::zemAllocBytes(0), nullptr);
+    EXPECT_EQ(zem::zemAllocWords(-3), nullptr);
+    EXPECT_EQ(zemcoreAllocationCount(), calls) << "a count below 1 must not reach zemMalloc";
+
+    void* a = zem::zemAllocBytes(10);
+    void* b = zem::zemAllocWords(10);
+    ASSERT_NE(a, nullptr);
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before + 2);
+    std::memset(b, 0xAB, 40); // four bytes per word
+    zem::zemRelease(a);
+    zem::zemRelease(b);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+
+    zemcoreFailAllocation(2);
+    void* first = zem::zemAllocBytes(8);
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(zem::zemAllocBytes(8), nullptr);
+    void* third = zem::zemAllocBytes(8);
+    EXPECT_NE(third, nullptr);
+    zem::zemRelease(first);
+    zem::zemRelease(third);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+}
+
+TEST(ZeroFill, ChecksThenClears) {
+    std::vector<uint8_t> buf(40, 0x5A);
+    EXPECT_EQ(zem::zemZeroBytes(nullptr, 4), zemStatusNullPointer);
+    EXPECT_EQ(zem::zemZeroBytes(buf.data(), 0), zemStatusBadSize);
+    EXPECT_EQ(zem::zemZeroWords(buf.data(), -1), zemStatusBadSize);
+    EXPECT_EQ(buf[0], 0x5A);
+    EXPECT_EQ(zem::zemZeroBytes(buf.data() + 1, 3), zemStatusOk);
+    EXPECT_EQ(buf[0], 0x5A);
+    EXPECT_EQ(buf[3], 0);
+    EXPECT_EQ(buf[4], 0x5A);
+    EXPECT_EQ(zem::zemZeroWords(buf.data() + 8, 3), zemStatusOk);
+    EXPECT_EQ(buf[19], 0);
+    EXPECT_EQ(buf[20], 0x5A);
+}
+
+TEST(Checks, CursorOrder) {
+    uint8_t byte = 0;
+    uint8_t* p = &byte;
+    uint8_t* nullByte = nullptr;
+    int32_t pos = 9;
+    EXPECT_EQ(zem::check_cursor(nullptr, &pos, -149), zemStatusNullPointer);
+    EXPECT_EQ(zem::check_cursor(&p, nullptr, -149), zemStatusNullPointer);
+    EXPECT_EQ(zem::check_cursor(&nullByte, &pos, -149), zemStatusNullPointer);
+    EXPECT_EQ(zem::check_cursor(&p, &pos, -193), -193);
+    pos = -1;
+    EXPECT_EQ(zem::check_cursor(&p, &pos, -5), -5);
+    pos = 7;
+    EXPECT_EQ(zem::check_cursor(&p, &pos, -5), zemStatusOk);
+}
+
+} // namespace
