@@ -6,6 +6,12 @@
 #define ZEMAC_H
 
 #include "zemac/core.h"
+#include "zemac/transform.h"
 #include "zemac/aac_stream.h"
+#include "zemac/aac_elements.h"
+#include "zemac/vlc.h"
+#include "zemac/aac_tools.h"
+#include "zemac/mp3.h"
+#include "zemac/mp3_synthesis.h"
 
 #endif

@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Sets up what is missing and runs every test in the three builds: x86-64 (g++, with the
+# benchmarks built), i686 (g++ -m32 -msse2 -mfpmath=sse) and x86-64 ASan+UBSan (clang, with
+# the fuzz targets, which then run on their seed corpora within one shared time budget).
+# Environment: ZEM_FUZZ_SECONDS (default 180), ZEM_BUILDS (default "x64 i686 asan").
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+bash "$root/scripts/setup.sh" all || exit 1
+export CCACHE_DIR=${CCACHE_DIR:-$HOME/.cache/zemac-ccache}
+jobs=$(nproc)
+total_pass=0 total_fail=0 status=0
+
+configure_and_build() { # NAME CMAKE-ARGS...
+  local name=$1; shift
+  local dir="$root/out/$name"
+  echo "=== build $name"
+  cmake -S "$root" -B "$dir" -G Ninja "$@" > "$dir.configure.log" 2>&1 \
+    || { cat "$dir.configure.log"; return 1; }
+  cmake --build "$dir" -j "$jobs" 2>&1 | tail -n 30 | grep -vE '^\[[0-9]+/[0-9]+\]' || true
+  cmake --build "$dir" -j "$jobs" > /dev/null 2>&1
+}
+
+run_tests() { # NAME
+  local dir="$root/out/$1" log
+  echo "=== test $1"
+  log=$(mktemp)
+  (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1800) > "$log" 2>&1
+  local rc=$?
+  grep -E 'tests passed|FAILED|Failed|\*\*\*' "$log" | tail -n 40
+  [ $rc -eq 0 ] || { grep -B5 -A40 'Failure\|FAIL' "$log" | head -n 200; }
+  local line total failed
+  line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1)
+  total=$(echo "$line" | sed -E 's/.*out of ([0-9]+).*/\1/')
+  failed=$(echo "$line" | sed -E 's/.* ([0-9]+) tests failed.*/\1/')
+  rm -f "$log"
+  if [ -z "$line" ]; then total_fail=$((total_fail + 1)); return 1; fi
+  total_pass=$((total_pass + total - failed)); total_fail=$((total_fail + failed))
+  return $rc
+}
+
+mkdir -p "$root/out"
+for build in ${ZEM_BUILDS:-x64 i686 asan}; do
+  case $build in
+    x64)  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc -DZEM_BENCH=ON) ;;
+    i686) args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc
+                "-DCMAKE_C_FLAGS=-m32 -msse2 -mfpmath=sse" "-DCMAKE_CXX_FLAGS=-m32 -msse2 -mfpmath=sse"
+                -DCMAKE_SHARED_LINKER_FLAGS=-m32 -DCMAKE_EXE_LINKER_FLAGS=-m32) ;;
+    asan) args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_C_COMPILER=clang-14
+                -DZEM_SANITIZE=ON -DZEM_FUZZ=ON) ;;
+    *) echo "unknown build $build"; exit 2 ;;
+  esac
+  if ! configure_and_build "$build" "${args[@]}"; then
+    echo "build $build FAILED"; status=1; total_fail=$((total_fail + 1)); continue
+  fi
+  if [ "$build" = asan ]; then export ZEM_SHORT_SWEEPS=1; else unset ZEM_SHORT_SWEEPS; fi
+  run_tests "$build" || status=1
+  if [ "$build" = asan ]; then
+    echo "=== fuzz (${ZEM_FUZZ_SECONDS:-180}s in all)"
+    if bash "$root/fuzz/run.sh" "$root/out/asan" "${ZEM_FUZZ_SECONDS:-180}"; then
+      total_pass=$((total_pass + 1))
+    else
+      total_fail=$((total_fail + 1)); status=1
+    fi
+  fi
+done
+echo "${total_pass} passed, ${total_fail} failed"
+exit $status
