@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         if (in.size() < 17 + 72 + std::size_t(maxPce) * (kMaxPceBytes + 3))
             return 0;
         ZemAacAdifRec adif;
-        std::vector<ZemAacPceRec> pce(std::size_t(maxPce));
+        std::vector<ZemAacPceRec> pce(static_cast<std::size_t>(maxPce));
         zemsUnpackADIFHeader_AAC(&p, &adif, pce.data(), maxPce);
         break;
     }

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Usage: zemdec_cli.sh ZEMDEC SAMPLE_DIR
+# Usage: [ZEM_RUN=EMULATOR] zemdec_cli.sh ZEMDEC SAMPLE_DIR
 # The sample decoder's command line: help, bundled samples, damaged and foreign input.
 set -u
-zemdec=$1 samples=$2
+samples=$2
+read -r -a zemdec <<< "${ZEM_RUN:-} $1"
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 fail=0
@@ -15,20 +16,20 @@ expect() { # expect STATUS DESCRIPTION -- COMMAND...
     echo "ok: $what"
   fi
 }
-expect 0 "--help" -- "$zemdec" --help
+expect 0 "--help" -- "${zemdec[@]}" --help
 grep -q 'usage: zemdec' "$tmp/out" || { echo "FAIL: --help prints no usage"; fail=1; }
-expect 0 "bundled samples" -- "$zemdec"
+expect 0 "bundled samples" -- "${zemdec[@]}"
 grep -q '^summary: ' "$tmp/out" || { echo "FAIL: no summary line"; fail=1; }
-expect 0 "--info on a sample" -- "$zemdec" --info "$samples/tone_stereo_44k.aac"
+expect 0 "--info on a sample" -- "${zemdec[@]}" --info "$samples/tone_stereo_44k.aac"
 grep -q 'frame 0 @0: 44100 Hz, channel config 2, LC' "$tmp/out" || { echo "FAIL: first frame line"; fail=1; }
-expect 2 "unknown option" -- "$zemdec" --bogus
-expect 2 "missing file" -- "$zemdec" "$tmp/does-not-exist.aac"
+expect 2 "unknown option" -- "${zemdec[@]}" --bogus
+expect 2 "missing file" -- "${zemdec[@]}" "$tmp/does-not-exist.aac"
 head -c 3000 /dev/urandom | tr -d '\377' > "$tmp/noise.bin"
-expect 2 "not AAC" -- "$zemdec" --info "$tmp/noise.bin"
+expect 2 "not AAC" -- "${zemdec[@]}" --info "$tmp/noise.bin"
 head -c 10000 "$samples/tone_stereo_44k.aac" > "$tmp/cut.aac"
-expect 1 "truncated" -- "$zemdec" --info "$tmp/cut.aac"
+expect 1 "truncated" -- "${zemdec[@]}" --info "$tmp/cut.aac"
 grep -q 'truncated' "$tmp/out" || { echo "FAIL: truncation not reported"; fail=1; }
 { head -c 5000 "$samples/tone_stereo_44k.aac"; printf 'garbage!'; tail -c +5001 "$samples/tone_stereo_44k.aac"; } > "$tmp/junk.aac"
-expect 1 "garbage between frames" -- "$zemdec" --info "$tmp/junk.aac"
+expect 1 "garbage between frames" -- "${zemdec[@]}" --info "$tmp/junk.aac"
 grep -q 'skipped .* bytes of non-ADTS data at offset' "$tmp/out" || { echo "FAIL: garbage not reported"; fail=1; }
 exit $fail
