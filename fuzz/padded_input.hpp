@@ -12,7 +12,7 @@ namespace zemfuzz {
 constexpr std::size_t kPadding = 3;
 
 class PaddedInput {
-public:
+  public:
     PaddedInput(const uint8_t* data, std::size_t size) : bytes_(size + kPadding, 0), size_(size) {
         if (size > 0)
             std::memcpy(bytes_.data(), data, size);
@@ -22,7 +22,7 @@ public:
     // Bytes consumed when the cursor is at p.
     std::size_t offset(const uint8_t* p) const { return std::size_t(p - bytes_.data()); }
 
-private:
+  private:
     std::vector<uint8_t> bytes_;
     std::size_t size_;
 };

@@ -5,13 +5,13 @@
 #ifndef ZEMAC_H
 #define ZEMAC_H
 
-#include "zemac/core.h"
-#include "zemac/transform.h"
-#include "zemac/aac_stream.h"
 #include "zemac/aac_elements.h"
-#include "zemac/vlc.h"
+#include "zemac/aac_stream.h"
 #include "zemac/aac_tools.h"
+#include "zemac/core.h"
 #include "zemac/mp3.h"
 #include "zemac/mp3_synthesis.h"
+#include "zemac/transform.h"
+#include "zemac/vlc.h"
 
 #endif

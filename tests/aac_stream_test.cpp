@@ -12,8 +12,8 @@ namespace {
 using zemtest::BitBuilder;
 
 struct AdtsFields {
-    int id, layer, protection_absent, profile, sfi, private_bit, chan, orig, home, cib, cis,
-        length, fullness, blocks, crc;
+    int id, layer, protection_absent, profile, sfi, private_bit, chan, orig, home, cib, cis, length,
+        fullness, blocks, crc;
 };
 
 std::vector<uint8_t> adts_bytes(const AdtsFields& f, unsigned syncword = 0xFFF) {
@@ -40,14 +40,24 @@ TEST(AdtsHeader, UnpacksEveryFieldWithAndWithoutCrc) {
         uint8_t* p = bytes.data();
         ASSERT_EQ(zemsUnpackADTSFrameHeader_AAC(&p, &h), zemStatusOk);
         EXPECT_EQ(p - bytes.data(), f.protection_absent ? 7 : 9);
-        const int32_t got[] = {h.id, h.layer, h.protection_absent, h.profile,
-                               h.sampling_frequency_index, h.private_bit,
-                               h.channel_configuration, h.original_copy, h.home,
-                               h.copyright_identification_bit, h.copyright_identification_start,
-                               h.aac_frame_length, h.adts_buffer_fullness,
+        const int32_t got[] = {h.id,
+                               h.layer,
+                               h.protection_absent,
+                               h.profile,
+                               h.sampling_frequency_index,
+                               h.private_bit,
+                               h.channel_configuration,
+                               h.original_copy,
+                               h.home,
+                               h.copyright_identification_bit,
+                               h.copyright_identification_start,
+                               h.aac_frame_length,
+                               h.adts_buffer_fullness,
                                h.raw_data_block_count};
-        const int expect[] = {f.id, f.layer, f.protection_absent, f.profile, f.sfi,
-                              f.private_bit, f.chan, f.orig, f.home, f.cib, f.cis, f.length,
+        const int expect[] = {f.id,       f.layer,     f.protection_absent,
+                              f.profile,  f.sfi,       f.private_bit,
+                              f.chan,     f.orig,      f.home,
+                              f.cib,      f.cis,       f.length,
                               f.fullness, f.blocks + 1};
         for (std::size_t i = 0; i < std::size(expect); ++i)
             EXPECT_EQ(got[i], expect[i]) << "field " << i;
@@ -225,7 +235,8 @@ TEST(AdifHeader, HeaderWithProgramConfigElements) {
                 std::vector<ZemAacPceRec> pces(16);
                 uint8_t* p = bytes.data();
                 ASSERT_EQ(zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), 16), zemStatusOk);
-                EXPECT_EQ(p, bytes.data() + bytes.size() - 4) << "ends on the byte after the header";
+                EXPECT_EQ(p, bytes.data() + bytes.size() - 4)
+                    << "ends on the byte after the header";
                 EXPECT_EQ(adif.adif_id, 0x41444946);
                 EXPECT_EQ(adif.copyright_id_present, int(copyright));
                 EXPECT_EQ(adif.copyright_id[8], copyright ? 0xC8 : 0x33);
@@ -251,7 +262,8 @@ TEST(AdifHeader, PceCountLimits) {
     for (int maxPce : {0, 17, -1}) {
         std::memset(&adif, 0x33, sizeof adif);
         uint8_t* p = bytes.data();
-        EXPECT_EQ(zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), maxPce), zemStatusAacBadPceCount);
+        EXPECT_EQ(zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), maxPce),
+                  zemStatusAacBadPceCount);
         EXPECT_EQ(p, bytes.data());
         EXPECT_EQ(adif.adif_id, 0x33333333);
     }

@@ -9,7 +9,8 @@ int main(void) {
     ZemAacAdtsRec adts;
     uint8_t frame[16] = {0xFF, 0xF1, 0x50, 0x80, 0x2E, 0x7F, 0xFC};
     uint8_t* p = frame;
-    if (v != zemacGetLibVersion() || v->versionMajor != 7 || strcmp(v->libName, "zemacq5-7.0.dll") != 0)
+    if (v != zemacGetLibVersion() || v->versionMajor != 7 ||
+        strcmp(v->libName, "zemacq5-7.0.dll") != 0)
         return 1;
     if (zemsUnpackADTSFrameHeader_AAC(&p, &adts) != zemStatusOk || p != frame + 7)
         return 1;

@@ -24,7 +24,8 @@ TEST(BitReader, MatchesBitModelAtEveryPositionAndWidth) {
                 const uint32_t v = zem::zemReadBits(p, bitPos, n);
                 const std::size_t start = byte * 8 + std::size_t(pos);
                 ASSERT_EQ(v, bits_at(data.data(), start, n)) << "pos " << pos << " n " << n;
-                ASSERT_EQ(std::size_t(p - data.data()) * 8 + std::size_t(bitPos), start + std::size_t(n));
+                ASSERT_EQ(std::size_t(p - data.data()) * 8 + std::size_t(bitPos),
+                          start + std::size_t(n));
                 ASSERT_LT(bitPos, 8);
 
                 zem::BitCursor c(data.data() + byte, pos);

@@ -17,9 +17,7 @@ zemdec::Buffer bundled_sample() {
     return in;
 }
 
-std::vector<uint8_t> data_of(const zemdec::Buffer& b) {
-    return {b.data(), b.data() + b.size};
-}
+std::vector<uint8_t> data_of(const zemdec::Buffer& b) { return {b.data(), b.data() + b.size}; }
 
 TEST(ZemdecWalk, BundledSampleIsClean) {
     const zemdec::Buffer in = bundled_sample();
@@ -31,7 +29,8 @@ TEST(ZemdecWalk, BundledSampleIsClean) {
 
 TEST(ZemdecWalk, ResynchronisesAfterGarbageAndReportsTruncation) {
     const std::vector<uint8_t> clean = data_of(bundled_sample());
-    const long frames = zemdec::walk_aac(zemdec::make_buffer(clean.data(), clean.size()), nullptr).frames;
+    const long frames =
+        zemdec::walk_aac(zemdec::make_buffer(clean.data(), clean.size()), nullptr).frames;
 
     std::vector<uint8_t> damaged(clean.begin(), clean.end());
     const std::vector<uint8_t> garbage = {0x12, 0xFF, 0x00, 0x34, 0x56, 0xFF, 0xF9, 0xFF};
@@ -51,7 +50,8 @@ TEST(ZemdecWalk, NotAacFindsNothing) {
     std::vector<uint8_t> text(5000);
     for (std::size_t i = 0; i < text.size(); ++i)
         text[i] = uint8_t("not an AAC stream "[i % 18]);
-    const zemdec::WalkSummary sum = zemdec::walk_aac(zemdec::make_buffer(text.data(), text.size()), nullptr);
+    const zemdec::WalkSummary sum =
+        zemdec::walk_aac(zemdec::make_buffer(text.data(), text.size()), nullptr);
     EXPECT_EQ(sum.frames, 0);
     EXPECT_EQ(sum.skippedBytes, 5000);
     for (std::size_t n = 0; n < 12; ++n) {

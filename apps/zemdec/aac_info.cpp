@@ -1,7 +1,7 @@
 #include "aac_info.hpp"
 
-#include <cstdarg>
 #include <algorithm>
+#include <cstdarg>
 #include <cstring>
 #include <vector>
 
@@ -35,9 +35,8 @@ void print_pce(std::FILE* out, int index, const ZemAacPceRec& pce) {
         "data %d, cc %d, comment %d bytes\n",
         index, pce.element_instance_tag, pce.object_type,
         aac_sample_rate(pce.sampling_frequency_index), pce.num_front_channel_elements,
-        pce.num_side_channel_elements, pce.num_back_channel_elements,
-        pce.num_lfe_channel_elements, pce.num_assoc_data_elements, pce.num_valid_cc_elements,
-        pce.comment_field_bytes);
+        pce.num_side_channel_elements, pce.num_back_channel_elements, pce.num_lfe_channel_elements,
+        pce.num_assoc_data_elements, pce.num_valid_cc_elements, pce.comment_field_bytes);
 }
 
 WalkSummary walk_adif(const Buffer& in, std::size_t start, std::FILE* out) {
@@ -59,8 +58,8 @@ WalkSummary walk_adif(const Buffer& in, std::size_t start, std::FILE* out) {
         return sum;
     }
     sum.frames = 1;
-    say(out, "ADIF header at offset %zu: %s rate, %d bit/s, %d program config element(s)\n",
-        start, adif.bitstream_type ? "variable" : "constant", adif.bitrate, adif.pce_count);
+    say(out, "ADIF header at offset %zu: %s rate, %d bit/s, %d program config element(s)\n", start,
+        adif.bitstream_type ? "variable" : "constant", adif.bitrate, adif.pce_count);
     for (int i = 0; i < adif.pce_count; ++i)
         print_pce(out, i, pces[i]);
     say(out, "ADIF: header ends at offset %zu, %zu bytes of raw data blocks follow\n", end,

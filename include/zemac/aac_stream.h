@@ -22,10 +22,10 @@ typedef struct ZemAacAdtsRec {
     int32_t reserved; /* never written by the unpacker */
     int32_t copyright_identification_bit;
     int32_t copyright_identification_start;
-    int32_t aac_frame_length;        /* bytes, header included */
+    int32_t aac_frame_length; /* bytes, header included */
     int32_t adts_buffer_fullness;
-    int32_t raw_data_block_count;    /* number_of_raw_data_blocks_in_frame + 1 */
-    int32_t crc_check;               /* written only when protection_absent is 0 */
+    int32_t raw_data_block_count; /* number_of_raw_data_blocks_in_frame + 1 */
+    int32_t crc_check;            /* written only when protection_absent is 0 */
 } ZemAacAdtsRec;
 
 /* ADIF header. */
@@ -36,9 +36,9 @@ typedef struct ZemAacAdifRec {
     int32_t home;
     int32_t bitstream_type;
     int32_t bitrate;
-    int32_t pce_count;                 /* num_program_config_elements + 1 */
-    int32_t adif_buffer_fullness[16];  /* written only when bitstream_type is 0 */
-    uint8_t copyright_id[9];           /* written only when copyright_id_present is 1 */
+    int32_t pce_count;                /* num_program_config_elements + 1 */
+    int32_t adif_buffer_fullness[16]; /* written only when bitstream_type is 0 */
+    uint8_t copyright_id[9];          /* written only when copyright_id_present is 1 */
 } ZemAacAdifRec;
 
 /* Program config element; arrays hold as many valid entries as their counts. */
@@ -87,8 +87,7 @@ ZEM_API ZemStatus zemsUnpackADIFHeader_AAC(uint8_t** ppStream, ZemAacAdifRec* pA
 
 /* Decodes one program config element (without its element_id) at the cursor.
    Returns zemStatusNullPointer, zemStatusAacBadBitOffset, or zemStatusOk. */
-ZEM_API ZemStatus zemsDecodePrgCfgElt_AAC(uint8_t** ppStream, int32_t* pBitPos,
-                                          ZemAacPceRec* pPce);
+ZEM_API ZemStatus zemsDecodePrgCfgElt_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacPceRec* pPce);
 
 #ifdef __cplusplus
 }

@@ -11,15 +11,15 @@ extern "C" {
 
 /* One frame header; every field right-aligned, exactly as transmitted. */
 typedef struct ZemMp3HeaderRec {
-    int32_t id;                 /* 1 = MPEG-1, 0 = MPEG-2 lower sampling frequencies */
-    int32_t layer;              /* 1 = Layer III */
-    int32_t protection_bit;     /* 0 = a CRC word follows */
+    int32_t id;             /* 1 = MPEG-1, 0 = MPEG-2 lower sampling frequencies */
+    int32_t layer;          /* 1 = Layer III */
+    int32_t protection_bit; /* 0 = a CRC word follows */
     int32_t bitrate_index;
     int32_t sampling_frequency;
     int32_t padding_bit;
     int32_t private_bit;
-    int32_t mode;               /* 0 stereo, 1 joint stereo, 2 dual channel, 3 single channel */
-    int32_t mode_extension;     /* joint stereo: 2 = M/S on, 1 = intensity on */
+    int32_t mode;           /* 0 stereo, 1 joint stereo, 2 dual channel, 3 single channel */
+    int32_t mode_extension; /* joint stereo: 2 = M/S on, 1 = intensity on */
     int32_t copyright;
     int32_t original_copy;
     int32_t emphasis;

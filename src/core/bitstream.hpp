@@ -38,7 +38,7 @@ void zemWriteBits(uint8_t*& stream, int32_t& bitPos, uint32_t value, int n);
 // 32-bit window at the current byte and skipping what was consumed. peek(n) looks at most
 // three bytes past the last bit of the n, exactly like zemReadBits.
 class BitCursor {
-public:
+  public:
     BitCursor(uint8_t* stream, int32_t bitPos) : p_(stream), pos_(bitPos) {}
 
     // The next n bits (1 <= n <= 25) without consuming them.
@@ -70,7 +70,7 @@ public:
         *pBitPos = pos_;
     }
 
-private:
+  private:
     uint8_t* p_;
     int32_t pos_;
 };

@@ -9,10 +9,7 @@
 
 namespace zem {
 
-template <typename... P>
-constexpr bool any_null(const P*... p) {
-    return ((p == nullptr) || ...);
-}
+template <typename... P> constexpr bool any_null(const P*... p) { return ((p == nullptr) || ...); }
 
 constexpr bool valid_bit_pos(int32_t pos) { return pos >= 0 && pos <= 7; }
 

@@ -4,5 +4,5 @@
 // second name is an alias of the first, defined in the same source file.
 #pragma once
 
-#define ZEM_SHARED_EXPORT(second, first) \
+#define ZEM_SHARED_EXPORT(second, first)                                                           \
     extern "C" ZEM_API decltype(first) second __attribute__((alias(#first)))

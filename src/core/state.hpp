@@ -40,16 +40,14 @@ enum class Tag : uint32_t {
 };
 
 // First address at or after p that is a multiple of Align (a power of two): p + ((-p) mod Align).
-template <std::size_t Align, typename T>
-inline T* align_up(T* p) {
+template <std::size_t Align, typename T> inline T* align_up(T* p) {
     static_assert((Align & (Align - 1)) == 0);
     const auto a = reinterpret_cast<std::uintptr_t>(p);
     return reinterpret_cast<T*>(a + ((0 - a) & (Align - 1)));
 }
 
 // Byte count rounded up to a multiple of Align.
-template <std::size_t Align>
-constexpr std::size_t round_up(std::size_t n) {
+template <std::size_t Align> constexpr std::size_t round_up(std::size_t n) {
     return (n + Align - 1) & ~(Align - 1);
 }
 

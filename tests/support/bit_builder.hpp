@@ -9,7 +9,7 @@
 namespace zemtest {
 
 class BitBuilder {
-public:
+  public:
     // Appends the low n bits of value, most significant first.
     BitBuilder& put(uint64_t value, int n) {
         for (int i = n - 1; i >= 0; --i)
@@ -31,12 +31,14 @@ public:
         return out;
     }
 
-private:
+  private:
     std::vector<bool> bits_;
 };
 
 // Bit i (MSB-first) of a byte buffer.
-inline unsigned bit_at(const uint8_t* data, std::size_t i) { return (data[i / 8] >> (7 - i % 8)) & 1; }
+inline unsigned bit_at(const uint8_t* data, std::size_t i) {
+    return (data[i / 8] >> (7 - i % 8)) & 1;
+}
 
 // n bits from bit offset `start`, the slow way.
 inline uint32_t bits_at(const uint8_t* data, std::size_t start, int n) {
