@@ -4,7 +4,7 @@
 #include "aac/mdct_core.hpp"
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
-#include "tables/aac_swb_scratch.hpp"
+#include "tables/aac_swb.hpp"
 #include "zemac.h"
 
 namespace zem::aac {

@@ -13,13 +13,14 @@ namespace {
 struct CoreTables {
     const int32_t* cs; // (C[m], S[m]) pairs
     int order;         // FFT of 2^order = N/2 points
-    const FixedFftTables* fft;
+    const int32_t* fftTwiddle;
+    const uint8_t* fftSwap;
 };
 
 CoreTables tables_for(int N) {
     if (N == 1024)
-        return {kTwiddlesLong.cs, 9, &kAacFixedFftLong};
-    return {kTwiddlesShort.cs, 6, &kAacFixedFftShort};
+        return {kTwiddlesLong.cs, 9, kFftLong.twiddle, kFftLong.swap};
+    return {kTwiddlesShort.cs, 6, kFftShort.twiddle, kFftShort.swap};
 }
 
 // Steps shared by the inverse cores: pre-twiddle Z[m] = hi((C + jS)-rotation of (X[2m], X[N-1-2m])).
@@ -153,14 +154,14 @@ void zemAacImdctNorm_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
-    zemFixedFft(X, t.order, t.fft->twiddle, t.fft->swap);
+    zemFixedFft(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PostScale{t.order - s - 3});
 }
 
 void zemAacImdct_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
-    zemFixedFft(X, t.order, t.fft->twiddle, t.fft->swap);
+    zemFixedFft(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PlainScale{});
 }
 
@@ -173,7 +174,7 @@ void zemAacMdct_32s(int32_t* x, int N) {
         x[2 * m] = int32_t((c * a + s * b + (1 << 29)) >> 30);
         x[2 * m + 1] = int32_t((c * b - s * a + (1 << 29)) >> 30);
     }
-    zemFixedFft(x, t.order, t.fft->twiddle, t.fft->swap);
+    zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
 
@@ -187,7 +188,7 @@ void zemAacMdctNorm_32s(int32_t* x, int N) {
         x[2 * m + 1] = hi32(c * b - s * a);
     }
     const int s = normalise(x, N);
-    zemFixedFft(x, t.order, t.fft->twiddle, t.fft->swap);
+    zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, PostScale{t.order - s - 3});
 }
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "core/checks.hpp"
-#include "tables/aac_swb_scratch.hpp"
+#include "tables/aac_swb.hpp"
 #include "zemac/core.h"
 
 namespace zem::aac {
