@@ -108,10 +108,12 @@ TEST(AacStereo, MidSideAndIntensity) {
     std::mt19937 rng(zemtest::seed());
     for (int p = -60; p <= 60; ++p) {
         const int32_t l = int32_t(rng() % 2000001) - 1000000;
-        int32_t r = 0;
+        const int32_t band[4] = {l, l, l, l}; // band 0 holds four values
+        int32_t rs[4] = {};
         const int16_t sp = int16_t(p);
         const uint8_t c15 = 15;
-        ASSERT_EQ(zemsDecodeIsStereo_AAC_32s(&l, &r, &sp, &c15, 1, kOneGroup, 1, 4, 1024), zemStatusOk);
+        ASSERT_EQ(zemsDecodeIsStereo_AAC_32s(band, rs, &sp, &c15, 1, kOneGroup, 1, 4, 1024), zemStatusOk);
+        const int32_t r = rs[3];
         const double exact = l * std::pow(2.0, -p / 4.0);
         // Below -3 the left value is shifted up in 32 bits first: keep it in range.
         const double shifted = std::fabs(double(l)) * std::pow(2.0, p < -3 ? (-p >> 2) + 2 : 2);

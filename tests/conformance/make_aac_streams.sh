@@ -39,6 +39,12 @@ encode stereo_44100_high 44100 2 256k
 encode stereo_44100_ms 44100 2 96k -aac_ms 1 -aac_is 0 -aac_pns 0
 encode stereo_44100_nopns 44100 2 96k -aac_pns 0
 encode surround_48000 48000 6 256k
+# Without noise substitution, so that samples compare one to one with the references.
+for rate in 8000 22050 48000 96000; do
+  encode "stereo_${rate}_nopns" "$rate" 2 64k -aac_pns 0
+done
+encode mono_16000_nopns 16000 1 32k -aac_pns 0
+encode surround_48000_nopns 48000 6 256k -aac_pns 0
 
 # ADIF and four raw data blocks per ADTS frame, repacked from one of the streams above.
 python3 "$here/repack_aac.py" adif "$out/stereo_44100_nopns.aac" "$out/stereo_44100_nopns.adif"
