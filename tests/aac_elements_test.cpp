@@ -236,6 +236,7 @@ void parse_every_frame(const char* name, bool lowComplexity) {
     std::size_t at = 0;
     int frames = 0;
     int codebooks[16] = {};
+    int eightShort = 0, tnsChannels = 0;
     while (at + 7 < file.size() - 3) {
         uint8_t* p = file.data() + at;
         ZemAacAdtsRec h;
@@ -276,6 +277,8 @@ void parse_every_frame(const char* name, bool lowComplexity) {
                                       : zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, 0, 0,
                                                                 common, 0, 2);
                     ASSERT_EQ(st, zemStatusOk) << name << " frame " << frames;
+                    eightShort += ics.window_sequence == 2;
+                    tnsChannels += chan.tns_data_present;
                     for (int i = 0; i < ics.num_window_groups * ics.max_sfb; ++i)
                         ++codebooks[cb[i]];
                 }
@@ -296,6 +299,8 @@ void parse_every_frame(const char* name, bool lowComplexity) {
         ++frames;
     }
     EXPECT_GT(frames, 10);
+    EXPECT_GT(eightShort, 0) << name << ": the clicks force short windows";
+    EXPECT_GT(tnsChannels, 0) << name;
     if (!lowComplexity) { // the stream uses noise and intensity codebooks
         EXPECT_GT(codebooks[13], 0);
         EXPECT_GT(codebooks[14] + codebooks[15], 0);

@@ -135,8 +135,8 @@ TEST(AacNoiseless, GeneralRoundTripsWithNoiseAndIntensity) {
     round_trips(Which::General, {0, 1, 4, 7, 10, 11, 13, 13, 14, 15}, 400);
 }
 
-// Every codeword of every codebook walks its tree to the leaf of its own index in exactly its
-// length.
+// Every codeword of every codebook walks its tree, and decodes through the first-level table,
+// to the leaf of its own index in exactly its length.
 TEST(AacNoiseless, TreesDecodeEveryCodeword) {
     using namespace zem::aac;
     for (int i = 0; i < 121; ++i) {
@@ -144,6 +144,10 @@ TEST(AacNoiseless, TreesDecodeEveryCodeword) {
         const uint32_t leaf = walk_tree(kSfTree.node, kSfCodes[i].code << (32 - kSfCodes[i].length), bits);
         EXPECT_EQ(bits, kSfCodes[i].length);
         EXPECT_EQ(int(leaf >> 1), i);
+        int fastBits = 0;
+        const uint32_t window = kSfCodes[i].code << (32 - kSfCodes[i].length) | (0xFFFFFFFFu >> kSfCodes[i].length);
+        EXPECT_EQ(decode_codeword(kSfDecoder.first, kSfTree.node, window, fastBits), leaf);
+        EXPECT_EQ(fastBits, bits);
     }
     const HuffCode* books[12] = {nullptr,          kSpectralCodes1, kSpectralCodes2,  kSpectralCodes3,
                                  kSpectralCodes4,  kSpectralCodes5, kSpectralCodes6,  kSpectralCodes7,
@@ -155,6 +159,10 @@ TEST(AacNoiseless, TreesDecodeEveryCodeword) {
             int bits = 0;
             const uint32_t leaf = walk_tree(spectral_tree(cb), c.code << (32 - c.length), bits);
             EXPECT_EQ(bits, c.length) << "book " << cb << " index " << i;
+            int fastBits = 0;
+            const uint32_t window = c.code << (32 - c.length) | (0x5A5A5A5Au >> c.length);
+            EXPECT_EQ(decode_codeword(spectral_decoder(cb).first, spectral_tree(cb), window, fastBits), leaf);
+            EXPECT_EQ(fastBits, bits);
             const SpectralBook& book = kSpectralBooks[cb];
             const int width = book.dim == 4 ? 3 : 6;
             int index = 0;

@@ -14,10 +14,6 @@ namespace {
 
 constexpr int kMaxChannels = 16;
 constexpr int kObjectTypeLc = 2;
-// The parsers know no buffer end: a damaged element can lead them as far as the largest element
-// reaches (a channel pair with escapes on every line, a data stream element) before the element
-// loop sees the end of the frame. Frames are decoded from copies with this much zero padding.
-constexpr std::size_t kOverreadPadding = 32768;
 
 void say(std::FILE* log, const char* fmt, ...) {
     if (log == nullptr)
@@ -318,8 +314,7 @@ std::size_t skip_tags(const Buffer& in) { return id3v2_length(in.data(), in.size
 
 AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOutput& out, std::FILE* log) {
     AacDecodeSummary sum;
-    Buffer in = make_buffer(file.data(), file.size);
-    in.bytes.resize(in.size + kOverreadPadding, 0);
+    const Buffer& in = file;
     ZemAacAdifRec adif{};
     std::vector<ZemAacPceRec> pces(16);
     uint8_t* p = const_cast<uint8_t*>(in.data()) + start;
@@ -352,13 +347,15 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOut
     return sum;
 }
 
-AacDecodeSummary decode_adts(const Buffer& in, std::size_t pos0, const PcmOutput& out, std::FILE* log) {
+AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutput& out, std::FILE* log) {
     AacDecodeSummary sum;
     std::unique_ptr<Decoder> dec;
     int sfi = -1;
     std::size_t pos = pos0;
     long adtsFrame = 0;
-    std::vector<uint8_t> frame(8192 + kOverreadPadding);
+    // Frames are decoded in place; a damaged one may lead a parser into the frames after it
+    // (checked when the block ends) or into the buffer's padding, never out of the buffer.
+    const Buffer& in = file;
     while (pos + 7 <= in.size) {
         const uint8_t* d = in.data() + pos;
         if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0)) {
@@ -390,10 +387,8 @@ AacDecodeSummary decode_adts(const Buffer& in, std::size_t pos0, const PcmOutput
             if (layout_from_configuration(h.channel_configuration, layout))
                 dec->set_layout(layout);
         }
-        std::memcpy(frame.data(), d, std::size_t(h.aac_frame_length));
-        std::memset(frame.data() + h.aac_frame_length, 0, kOverreadPadding);
-        p = frame.data() + headerBytes;
-        const uint8_t* frameEnd = frame.data() + h.aac_frame_length;
+        p = const_cast<uint8_t*>(d) + headerBytes;
+        const uint8_t* frameEnd = d + h.aac_frame_length;
         int32_t bitPos = 0;
         if (h.protection_absent == 0 && h.raw_data_block_count > 1)
             p += 2 * (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word

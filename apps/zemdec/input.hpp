@@ -8,8 +8,11 @@
 
 namespace zemdec {
 
-// The bit readers fetch up to three bytes past the last bit they consume; keep more than that.
-constexpr std::size_t kReadPadding = 16;
+// The bit readers fetch up to three bytes past the last bit they consume, and the element
+// parsers know no frame end: in a damaged frame they can run as far as the largest element
+// reaches (a channel pair with escapes on every line, a data stream element) before the
+// decoder sees the end of the frame. The zero padding keeps all of that inside the buffer.
+constexpr std::size_t kReadPadding = 32768;
 
 struct Buffer {
     std::vector<uint8_t> bytes; // size() == data size + kReadPadding, padding zeroed

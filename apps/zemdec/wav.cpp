@@ -1,5 +1,6 @@
 #include "wav.hpp"
 
+#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -75,6 +76,11 @@ void WavWriter::begin(int sampleRate, int channels, uint32_t channelMask) {
 
 void WavWriter::write(const int16_t* interleaved, std::size_t frames) {
     const std::size_t n = frames * std::size_t(channels_);
+    dataBytes_ += n * 2;
+    if constexpr (std::endian::native == std::endian::little) {
+        failed_ = failed_ || std::fwrite(interleaved, 2, n, file_) != n;
+        return;
+    }
     uint8_t buf[4096];
     for (std::size_t i = 0; i < n;) {
         std::size_t k = 0;
@@ -85,7 +91,6 @@ void WavWriter::write(const int16_t* interleaved, std::size_t frames) {
         }
         failed_ = failed_ || std::fwrite(buf, 1, k, file_) != k;
     }
-    dataBytes_ += n * 2;
 }
 
 bool WavWriter::finish() {

@@ -2,6 +2,7 @@
 // encoders, and the reordering of grouped short-window spectra.
 #include "aac/filterbank_tables.hpp"
 #include "aac/mdct_core.hpp"
+#include "aac/overlap_kernels.hpp"
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
 #include "tables/aac_swb.hpp"
@@ -114,6 +115,11 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
         return zemStatusOk;
     }
     zemAacImdctNorm_32s(pSrc, 1024);
+    if (windowSequence == OnlyLong) {
+        const OnlyLongKernel kernel = dstStep == 1 ? only_long_sse2 : only_long_scalar;
+        kernel(pSrc, pOverlap, long_window(prevWindowShape), long_window(windowShape), pDst, dstStep);
+        return zemStatusOk;
+    }
     const HalfWindow rise = first_half(windowSequence, prevWindowShape);
     const HalfWindow fall = second_half(windowSequence, windowShape);
     for (int n = 0; n < 1024; ++n) {

@@ -94,46 +94,98 @@ template <int Book> constexpr uint32_t spectral_leaf(int index) {
     return leaf;
 }
 
-inline constexpr auto kSfTree = make_tree<uint8_t>(kSfCodes, sf_leaf);
-inline constexpr auto kSpectralTree1 = make_tree<uint16_t>(kSpectralCodes1, spectral_leaf<1>);
-inline constexpr auto kSpectralTree2 = make_tree<uint16_t>(kSpectralCodes2, spectral_leaf<2>);
-inline constexpr auto kSpectralTree3 = make_tree<uint16_t>(kSpectralCodes3, spectral_leaf<3>);
-inline constexpr auto kSpectralTree4 = make_tree<uint16_t>(kSpectralCodes4, spectral_leaf<4>);
-inline constexpr auto kSpectralTree5 = make_tree<uint16_t>(kSpectralCodes5, spectral_leaf<5>);
-inline constexpr auto kSpectralTree6 = make_tree<uint16_t>(kSpectralCodes6, spectral_leaf<6>);
-inline constexpr auto kSpectralTree7 = make_tree<uint16_t>(kSpectralCodes7, spectral_leaf<7>);
-inline constexpr auto kSpectralTree8 = make_tree<uint16_t>(kSpectralCodes8, spectral_leaf<8>);
-inline constexpr auto kSpectralTree9 = make_tree<uint16_t>(kSpectralCodes9, spectral_leaf<9>);
-inline constexpr auto kSpectralTree10 = make_tree<uint16_t>(kSpectralCodes10, spectral_leaf<10>);
-inline constexpr auto kSpectralTree11 = make_tree<uint16_t>(kSpectralCodes11, spectral_leaf<11>);
+// A tree with a first-level table over the next 8 bits: each entry holds either the leaf and
+// the length of a codeword of at most 8 bits, or the node reached after 8 bits.
+template <class Node, int Count> struct HuffDecoder {
+    HuffTree<Node, Count> tree;
+    uint32_t first[256]; // leaf: 1 << 31 | length << 16 | leaf; otherwise the node index
+};
 
-static_assert(kSfTree.fits && kSpectralTree1.fits && kSpectralTree2.fits && kSpectralTree3.fits &&
-              kSpectralTree4.fits && kSpectralTree5.fits && kSpectralTree6.fits && kSpectralTree7.fits &&
-              kSpectralTree8.fits && kSpectralTree9.fits && kSpectralTree10.fits && kSpectralTree11.fits);
+inline constexpr uint32_t kFirstLeaf = 1u << 31;
+
+template <class Node, int Count> constexpr HuffDecoder<Node, Count> make_decoder(const HuffTree<Node, Count>& tree) {
+    HuffDecoder<Node, Count> d{tree, {}};
+    for (uint32_t prefix = 0; prefix < 256; ++prefix) {
+        int i = 0, depth = 0;
+        while ((tree.node[i] & 1) == 0 && depth < 8) {
+            i += ((prefix >> (7 - depth)) & 1) ? tree.node[i] >> 1 : 1;
+            ++depth;
+        }
+        d.first[prefix] = (tree.node[i] & 1) ? kFirstLeaf | uint32_t(depth) << 16 | tree.node[i] : uint32_t(i);
+    }
+    return d;
+}
+
+inline constexpr auto kSfTree = make_tree<uint8_t>(kSfCodes, sf_leaf);
+inline constexpr auto kSfDecoder = make_decoder(kSfTree);
+inline constexpr auto kSpectralTree1 = make_decoder(make_tree<uint16_t>(kSpectralCodes1, spectral_leaf<1>));
+inline constexpr auto kSpectralTree2 = make_decoder(make_tree<uint16_t>(kSpectralCodes2, spectral_leaf<2>));
+inline constexpr auto kSpectralTree3 = make_decoder(make_tree<uint16_t>(kSpectralCodes3, spectral_leaf<3>));
+inline constexpr auto kSpectralTree4 = make_decoder(make_tree<uint16_t>(kSpectralCodes4, spectral_leaf<4>));
+inline constexpr auto kSpectralTree5 = make_decoder(make_tree<uint16_t>(kSpectralCodes5, spectral_leaf<5>));
+inline constexpr auto kSpectralTree6 = make_decoder(make_tree<uint16_t>(kSpectralCodes6, spectral_leaf<6>));
+inline constexpr auto kSpectralTree7 = make_decoder(make_tree<uint16_t>(kSpectralCodes7, spectral_leaf<7>));
+inline constexpr auto kSpectralTree8 = make_decoder(make_tree<uint16_t>(kSpectralCodes8, spectral_leaf<8>));
+inline constexpr auto kSpectralTree9 = make_decoder(make_tree<uint16_t>(kSpectralCodes9, spectral_leaf<9>));
+inline constexpr auto kSpectralTree10 = make_decoder(make_tree<uint16_t>(kSpectralCodes10, spectral_leaf<10>));
+inline constexpr auto kSpectralTree11 = make_decoder(make_tree<uint16_t>(kSpectralCodes11, spectral_leaf<11>));
+
+static_assert(kSfTree.fits && kSpectralTree1.tree.fits && kSpectralTree2.tree.fits && kSpectralTree3.tree.fits &&
+              kSpectralTree4.tree.fits && kSpectralTree5.tree.fits && kSpectralTree6.tree.fits &&
+              kSpectralTree7.tree.fits && kSpectralTree8.tree.fits && kSpectralTree9.tree.fits &&
+              kSpectralTree10.tree.fits && kSpectralTree11.tree.fits);
+
+// Decoder of spectral codebook 1..11 (the first-level table, then the tree).
+struct SpectralLookup {
+    const uint32_t* first;
+    const uint16_t* tree;
+};
+
+inline SpectralLookup spectral_decoder(int book) {
+    static constexpr SpectralLookup kBooks[12] = {
+        {nullptr, nullptr},
+        {kSpectralTree1.first, kSpectralTree1.tree.node},
+        {kSpectralTree2.first, kSpectralTree2.tree.node},
+        {kSpectralTree3.first, kSpectralTree3.tree.node},
+        {kSpectralTree4.first, kSpectralTree4.tree.node},
+        {kSpectralTree5.first, kSpectralTree5.tree.node},
+        {kSpectralTree6.first, kSpectralTree6.tree.node},
+        {kSpectralTree7.first, kSpectralTree7.tree.node},
+        {kSpectralTree8.first, kSpectralTree8.tree.node},
+        {kSpectralTree9.first, kSpectralTree9.tree.node},
+        {kSpectralTree10.first, kSpectralTree10.tree.node},
+        {kSpectralTree11.first, kSpectralTree11.tree.node},
+    };
+    return kBooks[book];
+}
 
 // Tree of spectral codebook 1..11.
-inline const uint16_t* spectral_tree(int book) {
-    static constexpr const uint16_t* kTrees[12] = {
-        nullptr,
-        kSpectralTree1.node,
-        kSpectralTree2.node,
-        kSpectralTree3.node,
-        kSpectralTree4.node,
-        kSpectralTree5.node,
-        kSpectralTree6.node,
-        kSpectralTree7.node,
-        kSpectralTree8.node,
-        kSpectralTree9.node,
-        kSpectralTree10.node,
-        kSpectralTree11.node,
-    };
-    return kTrees[book];
-}
+inline const uint16_t* spectral_tree(int book) { return spectral_decoder(book).tree; }
+
 
 // Walks a tree over the left-aligned bits of `window`; returns the leaf and the bits used.
 template <class Node> inline uint32_t walk_tree(const Node* tree, uint32_t window, int& bits) {
     int i = 0;
     int n = 0;
+    while ((tree[i] & 1) == 0) {
+        i += (window & 0x80000000u) ? tree[i] >> 1 : 1;
+        window <<= 1;
+        ++n;
+    }
+    bits = n;
+    return tree[i];
+}
+
+
+// Decodes one codeword at the left-aligned bits of `window` with the first-level table.
+template <class Node> inline uint32_t decode_codeword(const uint32_t* first, const Node* tree, uint32_t window, int& bits) {
+    const uint32_t e = first[window >> 24];
+    if (e & kFirstLeaf) {
+        bits = int(e >> 16) & 0xFF;
+        return e & 0xFFFF;
+    }
+    int i = int(e), n = 8;
+    window <<= 8;
     while ((tree[i] & 1) == 0) {
         i += (window & 0x80000000u) ? tree[i] >> 1 : 1;
         window <<= 1;

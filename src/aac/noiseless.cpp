@@ -85,7 +85,7 @@ ZemStatus read_sections(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, uint
 
 int decode_sf_difference(BitCursor& bc) {
     int bits = 0;
-    const uint32_t leaf = walk_tree(kSfTree.node, bc.window(), bits);
+    const uint32_t leaf = decode_codeword(kSfDecoder.first, kSfTree.node, bc.window(), bits);
     bc.skip(bits);
     return int(leaf >> 1) - 60;
 }
@@ -173,12 +173,12 @@ bool read_escape(BitCursor& bc, int32_t& value) {
 
 // Decodes count values (a multiple of the codebook's dimension) with codebook cb.
 ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
-    const uint16_t* tree = spectral_tree(cb);
+    const SpectralLookup lookup = spectral_decoder(cb);
     const SpectralBook& book = kSpectralBooks[cb];
     const int fieldBits = book.dim == 4 ? 3 : 6;
     for (int i = 0; i < count; i += book.dim) {
         int bits = 0;
-        const uint32_t leaf = walk_tree(tree, bc.window(), bits);
+        const uint32_t leaf = decode_codeword(lookup.first, lookup.tree, bc.window(), bits);
         bc.skip(bits);
         int32_t v[4];
         for (int j = 0; j < book.dim; ++j) {

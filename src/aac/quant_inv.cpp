@@ -136,6 +136,10 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
         return zemStatusAacBadMaxSfb;
 
     ZemStatus status = zemStatusOk;
+    // Magnitudes below 16 (nearly all of them) come from a table of the band's scale factor,
+    // built again only when the scale factor changes.
+    int32_t small[16] = {};
+    int tableSf = -1;
     for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb, [&](int g, int b, int first, int count) {
         const int idx = g * maxSfb + b;
         if (status != zemStatusOk || is_unquantised(pSfbCb[idx]))
@@ -143,17 +147,25 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
         const int s = pSf[idx] - 100;
         const int e = (s + 3) >> 2;
         const int r = 4 * e - s;
+        if (pSf[idx] != tableSf) {
+            tableSf = pSf[idx];
+            for (int32_t ax = 1; ax < 16; ++ax)
+                small[ax] = dequantise(ax, e, r);
+        }
         for (int i = first; i < first + count; ++i) {
             const int32_t x = pSrcDst[i];
-            if (x == 0)
-                continue;
-            const int32_t ax = x < 0 ? wrap_neg(x) : x;
-            if (ax > 8191 || ax < 0) {
+            const int32_t sign = x >> 31;
+            const int32_t ax = wrap_sub(x ^ sign, sign);
+            int32_t y;
+            if (uint32_t(ax) < 16u) {
+                y = small[ax];
+            } else if (ax > 8191 || ax < 0) {
                 status = zemStatusAacBadSpectralValue;
                 return;
+            } else {
+                y = dequantise(ax, e, r);
             }
-            const int32_t y = dequantise(ax, e, r);
-            pSrcDst[i] = x < 0 ? wrap_neg(y) : y;
+            pSrcDst[i] = wrap_sub(y ^ sign, sign);
         }
     });
     return status;
