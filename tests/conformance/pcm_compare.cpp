@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <complex>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -52,31 +53,47 @@ bool read_wav(const char* path, Pcm& out) {
 // those the decoder synthesised (noise bands then compare by their transmitted energy).
 class BlockEnergies {
   public:
-    BlockEnergies() : cos_(2048 * 1024) {
-        for (int k = 0; k < 1024; ++k)
-            for (int n = 0; n < 2048; ++n)
-                cos_[std::size_t(k) * 2048 + std::size_t(n)] =
-                    std::sin(M_PI * (n + 0.5) / 2048.0) * std::cos(M_PI / 1024.0 * (n + 0.5 + 512.0) * (k + 0.5));
-    }
     std::vector<double> operator()(const Pcm& p, std::size_t frames, int ch, std::size_t start,
                                    const zem::aac::SwbTable& bands) const {
-        std::vector<double> x(2048, 0.0);
-        for (std::size_t i = 0; i < 2048 && start + i < frames; ++i)
-            x[i] = p.samples[(start + i) * std::size_t(p.channels) + std::size_t(ch)];
+        // X[k] = Re(e^(-i pi n0 (2k + 1) / N) FFT(x w e^(-i pi n / N))[k]), N = 2048, n0 = 512.5.
+        std::vector<std::complex<double>> z(2048);
+        for (std::size_t n = 0; n < 2048; ++n) {
+            const double v = start + n < frames ? p.samples[(start + n) * std::size_t(p.channels) + std::size_t(ch)] : 0.0;
+            z[n] = v * std::sin(M_PI * (double(n) + 0.5) / 2048.0) * std::polar(1.0, -M_PI * double(n) / 2048.0);
+        }
+        fft(z);
         std::vector<double> e(std::size_t(bands.count), 0.0);
         for (int b = 0; b < bands.count; ++b)
             for (int k = bands.offset[b]; k < bands.offset[b + 1]; ++k) {
-                const double* c = &cos_[std::size_t(k) * 2048];
-                double v = 0;
-                for (int n = 0; n < 2048; ++n)
-                    v += c[n] * x[std::size_t(n)];
+                const double v = (std::polar(1.0, -M_PI * 512.5 * (2.0 * k + 1.0) / 2048.0) * z[std::size_t(k)]).real();
                 e[std::size_t(b)] += v * v;
             }
         return e;
     }
 
   private:
-    std::vector<double> cos_;
+    static void fft(std::vector<std::complex<double>>& a) {
+        const std::size_t n = a.size();
+        for (std::size_t i = 1, j = 0; i < n; ++i) {
+            std::size_t bit = n >> 1;
+            for (; j & bit; bit >>= 1)
+                j ^= bit;
+            j ^= bit;
+            if (i < j)
+                std::swap(a[i], a[j]);
+        }
+        for (std::size_t len = 2; len <= n; len <<= 1) {
+            const std::complex<double> w = std::polar(1.0, -2 * M_PI / double(len));
+            for (std::size_t i = 0; i < n; i += len) {
+                std::complex<double> wk = 1;
+                for (std::size_t k = 0; k < len / 2; ++k, wk *= w) {
+                    const std::complex<double> u = a[i + k], v = a[i + k + len / 2] * wk;
+                    a[i + k] = u + v;
+                    a[i + k + len / 2] = u - v;
+                }
+            }
+        }
+    }
 };
 
 } // namespace
