@@ -171,33 +171,41 @@ bool read_escape(BitCursor& bc, int32_t& value) {
     return true;
 }
 
-// Decodes count values (a multiple of the codebook's dimension) with codebook cb.
+// Decodes count values (a multiple of Dim) with codebook cb of that dimension. Sign bits
+// follow the codeword, one per non-zero value; escapes (codebook 11) follow the signs.
+template <int Dim, bool HasSigns>
 ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
+    constexpr int kFieldBits = Dim == 4 ? 3 : 6;
     const SpectralLookup lookup = spectral_decoder(cb);
-    const SpectralBook& book = kSpectralBooks[cb];
-    const int fieldBits = book.dim == 4 ? 3 : 6;
-    for (int i = 0; i < count; i += book.dim) {
+    for (int i = 0; i < count; i += Dim) {
         int bits = 0;
         const uint32_t leaf = decode_codeword(lookup.first, lookup.tree, bc.window(), bits);
         bc.skip(bits);
-        int32_t v[4];
-        for (int j = 0; j < book.dim; ++j) {
-            const uint32_t field = (leaf >> (2 + fieldBits * j)) & ((1u << fieldBits) - 1);
-            v[j] = int32_t(field << (32 - fieldBits)) >> (32 - fieldBits);
+        int32_t v[Dim];
+        for (int j = 0; j < Dim; ++j) {
+            const uint32_t field = (leaf >> (2 + kFieldBits * j)) & ((1u << kFieldBits) - 1);
+            v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
         }
-        if (book.hasSigns) {
-            for (int j = 0; j < book.dim; ++j)
+        if constexpr (HasSigns) {
+            for (int j = 0; j < Dim; ++j)
                 if (v[j] != 0 && bc.read(1))
                     v[j] = -v[j];
             if (cb == 11)
-                for (int j = 0; j < 2; ++j)
+                for (int j = 0; j < Dim; ++j)
                     if ((v[j] == 16 || v[j] == -16) && !read_escape(bc, v[j]))
                         return zemStatusAacBadSpectralValue;
         }
-        for (int j = 0; j < book.dim; ++j)
+        for (int j = 0; j < Dim; ++j)
             out[i + j] = v[j];
     }
     return zemStatusOk;
+}
+
+ZemStatus decode_section_values(BitCursor& bc, int cb, int32_t* out, int count) {
+    const SpectralBook& book = kSpectralBooks[cb];
+    if (book.dim == 4)
+        return book.hasSigns ? decode_values<4, true>(bc, cb, out, count) : decode_values<4, false>(bc, cb, out, count);
+    return book.hasSigns ? decode_values<2, true>(bc, cb, out, count) : decode_values<2, false>(bc, cb, out, count);
 }
 
 ZemStatus read_spectrum(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan, int32_t* coef) {
@@ -216,7 +224,7 @@ ZemStatus read_spectrum(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan
                 return zemStatusAacBadCodebook;
             if (cb == 0 || cb >= 13) {
                 std::memset(area + p, 0, sizeof(int32_t) * size_t(n));
-            } else if (const ZemStatus st = decode_values(bc, cb, area + p, n); st != zemStatusOk) {
+            } else if (const ZemStatus st = decode_section_values(bc, cb, area + p, n); st != zemStatusOk) {
                 return st;
             }
             p += n;
