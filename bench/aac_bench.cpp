@@ -37,7 +37,8 @@ void noiseless(benchmark::State& state, bool eightShort) {
     for (auto _ : state) {
         uint8_t* p = stream.data();
         int32_t pos = 0;
-        benchmark::DoNotOptimize(zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, 0, 0, 0, 0, 2));
+        benchmark::DoNotOptimize(
+            zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, 0, 0, 0, 0, 2));
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * 1024);
@@ -81,11 +82,12 @@ void tns(benchmark::State& state) {
         v = int32_t(rng() % 2000001) - 1000000;
     const int32_t nFilt[8] = {3}, length[8] = {20, 15, 10}, order[8] = {12, 8, 4}, coefRes[8] = {4};
     const int32_t direction[8] = {0, 1, 0};
-    const int8_t coef[60] = {3, -2, 1, 4, -5, 6, -7, 2, 1, 0, -1, 2, 4, -3, 2, 1, 0, 5, -6, 7, 1, 2, 3, -4};
+    const int8_t coef[60] = {3, -2, 1, 4, -5, 6, -7, 2, 1, 0, -1, 2,
+                             4, -3, 2, 1, 0,  5, -6, 7, 1, 2, 3,  -4};
     for (auto _ : state) {
         std::memcpy(x.data(), src.data(), 4096);
-        benchmark::DoNotOptimize(
-            zemsDecodeTNS_AAC_32s_I(x.data(), nFilt, length, order, coefRes, coef, direction, 49, 0, 4, 1024));
+        benchmark::DoNotOptimize(zemsDecodeTNS_AAC_32s_I(x.data(), nFilt, length, order, coefRes,
+                                                         coef, direction, 49, 0, 4, 1024));
     }
     state.SetItemsProcessed(state.iterations() * 1024);
 }
@@ -99,7 +101,8 @@ void mdct_inv(benchmark::State& state, int windowSequence) {
     int16_t pcm[1024];
     for (auto _ : state) {
         std::memcpy(x.data(), src.data(), 4096);
-        benchmark::DoNotOptimize(zemsMDCTInv_AAC_32s16s(x.data(), pcm, overlap.data(), windowSequence, 1, 0, 1));
+        benchmark::DoNotOptimize(
+            zemsMDCTInv_AAC_32s16s(x.data(), pcm, overlap.data(), windowSequence, 1, 0, 1));
     }
     state.SetItemsProcessed(state.iterations() * 1024);
 }

@@ -26,12 +26,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     ext.pMsUsed = ms;
     const int arg = pick >> 6;
     switch ((pick >> 3) & 7) {
-    case 0: zemsDecodeChanPairElt_AAC(&p, &pos, &ics, &cpe, arg * 20); break;
-    case 1: zemsDecodeChanPairElt_MP4_AAC(&p, &pos, &ics, &cpe, &main, arg * 17, arg == 3 ? 1 : 4); break;
-    case 2: zemsDecodeDatStrElt_AAC(&p, &pos, &tag, &count, bytes); break;
-    case 3: zemsDecodeFillElt_AAC(&p, &pos, &count, bytes); break;
-    case 4: zemsDecodeMainHeader_AAC(&p, &pos, &main, 1 + (arg & 1), arg >> 1); break;
-    default: zemsDecodeExtensionHeader_AAC(&p, &pos, &ext, arg & 1, arg >> 1, 1, pick & 7, 51, pick & 3); break;
+    case 0:
+        zemsDecodeChanPairElt_AAC(&p, &pos, &ics, &cpe, arg * 20);
+        break;
+    case 1:
+        zemsDecodeChanPairElt_MP4_AAC(&p, &pos, &ics, &cpe, &main, arg * 17, arg == 3 ? 1 : 4);
+        break;
+    case 2:
+        zemsDecodeDatStrElt_AAC(&p, &pos, &tag, &count, bytes);
+        break;
+    case 3:
+        zemsDecodeFillElt_AAC(&p, &pos, &count, bytes);
+        break;
+    case 4:
+        zemsDecodeMainHeader_AAC(&p, &pos, &main, 1 + (arg & 1), arg >> 1);
+        break;
+    default:
+        zemsDecodeExtensionHeader_AAC(&p, &pos, &ext, arg & 1, arg >> 1, 1, pick & 7, 51, pick & 3);
+        break;
     }
     return 0;
 }

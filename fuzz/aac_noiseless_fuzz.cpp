@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (pick & 0x80)
         zemsNoiselessDecoder_LC_AAC(&p, &pos, commonWindow, &chan, sf, coef, cb, tns);
     else
-        zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, data[1] & 3, data[2] % 52, commonWindow,
-                                (pick >> 5) & 1, 2 - ((pick >> 6) & 1));
+        zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, data[1] & 3,
+                                data[2] % 52, commonWindow, (pick >> 5) & 1, 2 - ((pick >> 6) & 1));
     return 0;
 }

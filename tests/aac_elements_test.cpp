@@ -17,7 +17,8 @@ struct Cursor {
     std::vector<uint8_t> bytes;
     uint8_t* p;
     int32_t pos = 0;
-    explicit Cursor(const BitBuilder& b, int padding = 3) : bytes(b.bytes(std::size_t(padding))), p(bytes.data()) {}
+    explicit Cursor(const BitBuilder& b, int padding = 3)
+        : bytes(b.bytes(std::size_t(padding))), p(bytes.data()) {}
     long used() const { return long(p - bytes.data()) * 8 + pos; }
 };
 
@@ -81,7 +82,8 @@ TEST(AacElements, PredictionFlagsUpToTheLimit) {
     for (int i = 0; i < 41; ++i)
         EXPECT_EQ(ics.prediction_used[i], i < 20 ? i & 1 : 0) << i;
     Cursor d(b);
-    EXPECT_EQ(zemsDecodeChanPairElt_AAC(&d.p, &d.pos, &ics, &cpe, 42), zemStatusAacBadPredictionLimit);
+    EXPECT_EQ(zemsDecodeChanPairElt_AAC(&d.p, &d.pos, &ics, &cpe, 42),
+              zemStatusAacBadPredictionLimit);
     EXPECT_EQ(d.used(), 0);
 }
 
@@ -107,7 +109,8 @@ TEST(AacElements, Mp4PairWithLtpForBothChannels) {
     EXPECT_EQ(main.ltp[1].ltp_data_present, 0);
     EXPECT_EQ(cpe.ms_mask_present, 2);
     Cursor d(b);
-    EXPECT_EQ(zemsDecodeChanPairElt_MP4_AAC(&d.p, &d.pos, &ics, &cpe, &main, 52, 2), zemStatusAacBadMaxSfb);
+    EXPECT_EQ(zemsDecodeChanPairElt_MP4_AAC(&d.p, &d.pos, &ics, &cpe, &main, 52, 2),
+              zemStatusAacBadMaxSfb);
 }
 
 TEST(AacElements, DataStreamAndFill) {
@@ -164,7 +167,8 @@ TEST(AacElements, MainHeaderWithShortLtp) {
         ZemAacLayerMainRec m;
         std::memset(&m, 0x66, sizeof m);
         m.pMsUsed = ms;
-        EXPECT_EQ(zemsDecodeMainHeader_AAC(&c.p, &c.pos, &m, 2, mode), mode ? zemStatusModeUnsupported : zemStatusOk);
+        EXPECT_EQ(zemsDecodeMainHeader_AAC(&c.p, &c.pos, &m, 2, mode),
+                  mode ? zemStatusModeUnsupported : zemStatusOk);
         EXPECT_EQ(c.used(), long(b.bit_count()));
         EXPECT_EQ(m.num_window_groups, 1);
         EXPECT_EQ(m.window_group_length[0], 8);
@@ -196,7 +200,8 @@ TEST(AacElements, ExtensionHeader) {
     for (int g = 0; g < 4; ++g)
         for (int band = 2; band < 6; ++band)
             b.put((g + band) & 1, 1);
-    b.put(1, 1).put(1, 1).put(1, 1).put(5, 4).put(2, 3).put(1, 1).put(0, 1).put(0b0111, 4).put(0b1000, 4);
+    b.put(1, 1).put(1, 1).put(1, 1).put(5, 4).put(2, 3).put(1, 1).put(0, 1).put(0b0111, 4).put(
+        0b1000, 4);
     b.put(0, 7); // windows 1..7 without filters
     b.put(0, 1); // no TNS in the second channel
     Cursor c(b);
@@ -214,11 +219,16 @@ TEST(AacElements, ExtensionHeader) {
     EXPECT_EQ(x.tns[0].coef[0], 7);
     EXPECT_EQ(x.tns[0].coef[1], -8);
     Cursor d(b);
-    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 2, 1, 0, 2, 10, 2), zemStatusAacBadLayerFlag);
-    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 2, 0, 2, 10, 2), zemStatusAacBadStereoLayerFlag);
-    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 2, 2, 10, 2), zemStatusAacBadBandSwitchFlag);
-    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 1, 52, 10, 2), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 1, 2, 10, 4), zemStatusAacBadWindowSequence);
+    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 2, 1, 0, 2, 10, 2),
+              zemStatusAacBadLayerFlag);
+    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 2, 0, 2, 10, 2),
+              zemStatusAacBadStereoLayerFlag);
+    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 2, 2, 10, 2),
+              zemStatusAacBadBandSwitchFlag);
+    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 1, 52, 10, 2),
+              zemStatusAacBadMaxSfb);
+    EXPECT_EQ(zemsDecodeExtensionHeader_AAC(&d.p, &d.pos, &x, 1, 1, 1, 2, 10, 4),
+              zemStatusAacBadWindowSequence);
     EXPECT_EQ(d.used(), 0);
 }
 
@@ -230,7 +240,8 @@ std::vector<uint8_t> read_file(const char* path) {
 }
 
 void parse_every_frame(const char* name, bool lowComplexity) {
-    std::vector<uint8_t> file = read_file((std::string(ZEM_TEST_DATA_DIR) + "/aac/" + name).c_str());
+    std::vector<uint8_t> file =
+        read_file((std::string(ZEM_TEST_DATA_DIR) + "/aac/" + name).c_str());
     ASSERT_FALSE(file.empty()) << name;
     file.resize(file.size() + 3, 0);
     std::size_t at = 0;
@@ -273,9 +284,10 @@ void parse_every_frame(const char* name, bool lowComplexity) {
                     uint8_t cb[8 * 51];
                     int8_t tns[64];
                     const ZemStatus st =
-                        lowComplexity ? zemsNoiselessDecoder_LC_AAC(&p, &pos, common, &chan, sf, coef, cb, tns)
-                                      : zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns, &chan, 0, 0,
-                                                                common, 0, 2);
+                        lowComplexity ? zemsNoiselessDecoder_LC_AAC(&p, &pos, common, &chan, sf,
+                                                                    coef, cb, tns)
+                                      : zemsNoiselessDecode_AAC(&p, &pos, &main, sf, coef, cb, tns,
+                                                                &chan, 0, 0, common, 0, 2);
                     ASSERT_EQ(st, zemStatusOk) << name << " frame " << frames;
                     eightShort += ics.window_sequence == 2;
                     tnsChannels += chan.tns_data_present;

@@ -40,9 +40,11 @@ TEST(AacFilterbankTables, WindowsAndTwiddlesMatchTheirFormulas) {
     EXPECT_EQ(kTwiddlesLong.cs[1], 411775);
     // Every sine window and twiddle value equals the rounded libm value.
     for (int n = 0; n < 1024; ++n)
-        ASSERT_EQ(kSineLong.w[n], std::llround(std::ldexp(std::sin(M_PI * (n + 0.5) / 2048), 31))) << n;
+        ASSERT_EQ(kSineLong.w[n], std::llround(std::ldexp(std::sin(M_PI * (n + 0.5) / 2048), 31)))
+            << n;
     for (int n = 0; n < 128; ++n)
-        ASSERT_EQ(kSineShort.w[n], std::llround(std::ldexp(std::sin(M_PI * (n + 0.5) / 256), 31))) << n;
+        ASSERT_EQ(kSineShort.w[n], std::llround(std::ldexp(std::sin(M_PI * (n + 0.5) / 256), 31)))
+            << n;
     for (int m = 0; m < 512; ++m) {
         const double a = 2 * M_PI * (m + 0.125) / 2048;
         ASSERT_EQ(kTwiddlesLong.cs[2 * m], std::llround(std::ldexp(std::cos(a), 30))) << m;
@@ -78,14 +80,16 @@ TEST(AacFilterbankCore, InverseAndForwardMatchDoublePrecision) {
     for (int N : {128, 1024}) {
         for (int32_t amplitude : {1000, 1 << 20, 1 << 28}) {
             const std::vector<int32_t> spec = random_ints(rng, std::size_t(N), amplitude);
-            const std::vector<double> y = zemtest::imdct(std::vector<double>(spec.begin(), spec.end()));
+            const std::vector<double> y =
+                zemtest::imdct(std::vector<double>(spec.begin(), spec.end()));
 
             std::vector<int32_t> X = spec;
             zem::aac::zemAacImdctNorm_32s(X.data(), N);
             std::vector<double> got(std::size_t(2 * N));
             for (int n = 0; n < 2 * N; ++n)
                 got[std::size_t(n)] = imdct_sample(X.data(), N, n);
-            EXPECT_LT(max_abs_error(y, got), 2.0 + 1e-5 * peak(y)) << "normalised inverse N " << N << " amplitude " << amplitude;
+            EXPECT_LT(max_abs_error(y, got), 2.0 + 1e-5 * peak(y))
+                << "normalised inverse N " << N << " amplitude " << amplitude;
 
             if (amplitude <= (1 << 20)) { // the plain core has no headroom control
                 X = spec;
@@ -95,21 +99,25 @@ TEST(AacFilterbankCore, InverseAndForwardMatchDoublePrecision) {
                 std::vector<double> yPlain = y;
                 for (double& v : yPlain)
                     v *= N / 16.0;
-                EXPECT_LT(max_abs_error(yPlain, got), 3.0 * std::sqrt(N) + 1e-5 * peak(yPlain)) << "plain inverse N " << N;
+                EXPECT_LT(max_abs_error(yPlain, got), 3.0 * std::sqrt(N) + 1e-5 * peak(yPlain))
+                    << "plain inverse N " << N;
             }
         }
         const std::vector<int32_t> time = random_ints(rng, std::size_t(2 * N), 1 << 16);
-        const std::vector<double> ref = zemtest::mdct(std::vector<double>(time.begin(), time.end()));
+        const std::vector<double> ref =
+            zemtest::mdct(std::vector<double>(time.begin(), time.end()));
         std::vector<int32_t> x = time;
         zem::aac::zemAacMdct_32s(x.data(), N);
-        EXPECT_LT(max_abs_error(ref, std::vector<double>(x.begin(), x.begin() + N)), 6.0 * std::sqrt(N) + 1e-5 * peak(ref))
+        EXPECT_LT(max_abs_error(ref, std::vector<double>(x.begin(), x.begin() + N)),
+                  6.0 * std::sqrt(N) + 1e-5 * peak(ref))
             << "forward N " << N;
         x = time;
         zem::aac::zemAacMdctNorm_32s(x.data(), N);
         std::vector<double> refNorm = ref;
         for (double& v : refNorm)
             v /= 2.0 * N;
-        EXPECT_LT(max_abs_error(refNorm, std::vector<double>(x.begin(), x.begin() + N)), 2.0 + 1e-5 * peak(refNorm))
+        EXPECT_LT(max_abs_error(refNorm, std::vector<double>(x.begin(), x.begin() + N)),
+                  2.0 + 1e-5 * peak(refNorm))
             << "normalised forward N " << N;
     }
 }
@@ -121,7 +129,8 @@ struct Frame {
 // A stream of frames through the encoder's forward MDCT and the 16-bit inverse. Frame f spans
 // input samples [1024 f, 1024 f + 2048) and completes output samples [1024 f, 1024 f + 1024),
 // which reproduce the input at one eighth of its scale.
-std::vector<int16_t> round_trip(const std::vector<int32_t>& input, const std::vector<Frame>& frames) {
+std::vector<int16_t> round_trip(const std::vector<int32_t>& input,
+                                const std::vector<Frame>& frames) {
     std::vector<int16_t> out(input.size(), 0);
     std::vector<int32_t> overlap(1024, 0), spec(1024), work(2048), reserved(1);
     int prevShape = 0;
@@ -130,16 +139,17 @@ std::vector<int16_t> round_trip(const std::vector<int32_t>& input, const std::ve
         const int32_t* src = input.data() + f * 1024;
         if (fr.sequence == 2) {
             for (int w = 0; w < 8; ++w)
-                EXPECT_EQ(zemsMDCTFwd_AAC_32s(src + 448 + 128 * w, spec.data() + 128 * w, reserved.data(), 2,
-                                              fr.shape, w == 0 ? prevShape : fr.shape, work.data()),
+                EXPECT_EQ(zemsMDCTFwd_AAC_32s(src + 448 + 128 * w, spec.data() + 128 * w,
+                                              reserved.data(), 2, fr.shape,
+                                              w == 0 ? prevShape : fr.shape, work.data()),
                           zemStatusOk);
         } else {
-            EXPECT_EQ(zemsMDCTFwd_AAC_32s(src, spec.data(), reserved.data(), fr.sequence, fr.shape, prevShape,
-                                          work.data()),
+            EXPECT_EQ(zemsMDCTFwd_AAC_32s(src, spec.data(), reserved.data(), fr.sequence, fr.shape,
+                                          prevShape, work.data()),
                       zemStatusOk);
         }
-        EXPECT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data() + f * 1024, overlap.data(), fr.sequence,
-                                         fr.shape, prevShape, 1),
+        EXPECT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data() + f * 1024, overlap.data(),
+                                         fr.sequence, fr.shape, prevShape, 1),
                   zemStatusOk);
         prevShape = fr.shape;
     }
@@ -156,7 +166,8 @@ TEST(AacFilterbank, ForwardThenInverseReconstructsEveryTransition) {
     for (const auto& frames : sequences) {
         std::vector<int32_t> input((frames.size() + 1) * 1024);
         for (std::size_t i = 0; i < input.size(); ++i)
-            input[i] = int32_t(120000 * std::sin(0.013 * double(i)) + std::uniform_int_distribution<int>(-40000, 40000)(rng));
+            input[i] = int32_t(120000 * std::sin(0.013 * double(i)) +
+                               std::uniform_int_distribution<int>(-40000, 40000)(rng));
         const std::vector<int16_t> out = round_trip(input, frames);
         double err2 = 0;
         int worst = 0;
@@ -173,9 +184,11 @@ TEST(AacFilterbank, ForwardThenInverseReconstructsEveryTransition) {
 TEST(AacFilterbank, OutputRulesOfTheSixteenBitPath) {
     std::vector<int32_t> spec(1024, 0), overlap(1024, 0);
     std::vector<int16_t> out(2048, 77);
-    ASSERT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data(), overlap.data(), 0, 0, 0, 2), zemStatusOk);
+    ASSERT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data(), overlap.data(), 0, 0, 0, 2),
+              zemStatusOk);
     for (int n = 0; n < 2048; ++n)
-        ASSERT_EQ(out[std::size_t(n)], n % 2 ? 77 : 0) << "dstStep 2 writes the even positions only";
+        ASSERT_EQ(out[std::size_t(n)], n % 2 ? 77 : 0)
+            << "dstStep 2 writes the even positions only";
 
     // A loud spectrum saturates, and start and eight-short frames leave overlap[576..] at zero.
     for (int seq : {1, 2}) {
@@ -183,7 +196,8 @@ TEST(AacFilterbank, OutputRulesOfTheSixteenBitPath) {
         spec[10] = 1 << 30;
         spec[11] = -(1 << 30);
         std::fill(overlap.begin(), overlap.end(), 1 << 20);
-        ASSERT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data(), overlap.data(), seq, 1, 0, 1), zemStatusOk);
+        ASSERT_EQ(zemsMDCTInv_AAC_32s16s(spec.data(), out.data(), overlap.data(), seq, 1, 0, 1),
+                  zemStatusOk);
         EXPECT_TRUE(std::count(out.begin(), out.begin() + 1024, int16_t(32767)) > 0 ||
                     std::count(out.begin(), out.begin() + 1024, int16_t(-32768)) > 0);
         for (int n = 576; n < 1024; ++n)
@@ -200,12 +214,16 @@ TEST(AacFilterbank, InPlaceInverseMatchesTheSixteenBitPathScale) {
         std::vector<int32_t> a = spec, ovA(1024, 0), b = spec, ovB(1024, 0);
         std::vector<int16_t> pcm(1024);
         ASSERT_EQ(zemsMDCTInv_AAC_32s_I(a.data(), ovA.data(), seq, 1, 0, 1024), zemStatusOk);
-        ASSERT_EQ(zemsMDCTInv_AAC_32s16s(b.data(), pcm.data(), ovB.data(), seq, 1, 0, 1), zemStatusOk);
-        const double scale = seq == 2 ? 128.0 / 16 / 2 : 1024.0 / 16 / 2; // plain core, hi() products
+        ASSERT_EQ(zemsMDCTInv_AAC_32s16s(b.data(), pcm.data(), ovB.data(), seq, 1, 0, 1),
+                  zemStatusOk);
+        const double scale =
+            seq == 2 ? 128.0 / 16 / 2 : 1024.0 / 16 / 2; // plain core, hi() products
         for (int n = 0; n < 1024; ++n) {
-            ASSERT_NEAR(a[std::size_t(n)] / scale, pcm[std::size_t(n)] * 8.0, 8.0 + 1e-3 * std::fabs(pcm[std::size_t(n)] * 8.0))
+            ASSERT_NEAR(a[std::size_t(n)] / scale, pcm[std::size_t(n)] * 8.0,
+                        8.0 + 1e-3 * std::fabs(pcm[std::size_t(n)] * 8.0))
                 << "sequence " << seq << " n " << n;
-            ASSERT_NEAR(ovA[std::size_t(n)] / scale, ovB[std::size_t(n)], 8.0 + 1e-3 * std::fabs(ovB[std::size_t(n)]))
+            ASSERT_NEAR(ovA[std::size_t(n)] / scale, ovB[std::size_t(n)],
+                        8.0 + 1e-3 * std::fabs(ovB[std::size_t(n)]))
                 << "overlap, sequence " << seq << " n " << n;
         }
     }
@@ -232,10 +250,13 @@ TEST(AacFilterbank, ArgumentChecksWriteNothing) {
         {spec.data(), overlap.data(), out.data(), 0, 0, 0, 0, zemStatusAacBadOutputStride},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(zemsMDCTInv_AAC_32s16s(c.src, c.dst, c.ov, c.seq, c.shape, c.prev, c.step), c.expect);
+        EXPECT_EQ(zemsMDCTInv_AAC_32s16s(c.src, c.dst, c.ov, c.seq, c.shape, c.prev, c.step),
+                  c.expect);
     EXPECT_EQ(zemsMDCTInv_AAC_32s_I(spec.data(), overlap.data(), 0, 0, 0, 1023), zemStatusBadSize);
-    EXPECT_EQ(zemsMDCTInv_AAC_32s_I(spec.data(), overlap.data(), 0, 0, 2, 1024), zemStatusAacBadWindowShape);
-    EXPECT_EQ(zemsMDCTFwd_AAC_32s(spec.data(), work.data(), nullptr, 0, 0, 0, work.data()), zemStatusNullPointer);
+    EXPECT_EQ(zemsMDCTInv_AAC_32s_I(spec.data(), overlap.data(), 0, 0, 2, 1024),
+              zemStatusAacBadWindowShape);
+    EXPECT_EQ(zemsMDCTFwd_AAC_32s(spec.data(), work.data(), nullptr, 0, 0, 0, work.data()),
+              zemStatusNullPointer);
     EXPECT_EQ(zemsMDCTFwd_AAC_32s(spec.data(), work.data(), spec.data(), 5, 0, 0, work.data()),
               zemStatusAacBadWindowSequence);
     EXPECT_EQ(zemsMDCTFwd_AAC_32s_I(spec.data(), 0, 0, 0, 1024), zemStatusBadSize);
@@ -251,7 +272,8 @@ TEST(AacDeinterleave, GroupsBandsIntoWindowOrder) {
     std::vector<int32_t> src(1024), dst(1024, -1);
     for (int i = 0; i < 1024; ++i)
         src[std::size_t(i)] = i;
-    ASSERT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 3, groups, 2, 4, 128), zemStatusOk);
+    ASSERT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 3, groups, 2, 4, 128),
+              zemStatusOk);
     // Group 0 (windows 0..2): band 0 holds src 0..3 (w0), 4..7 (w1), 8..11 (w2); band 1 follows.
     EXPECT_EQ(dst[0], 0);
     EXPECT_EQ(dst[128 + 3], 7);
@@ -267,17 +289,25 @@ TEST(AacDeinterleave, GroupsBandsIntoWindowOrder) {
 
     std::fill(dst.begin(), dst.end(), -1);
     const int32_t eight[1] = {8};
-    ASSERT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 0, 0, 128), zemStatusOk);
+    ASSERT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 0, 0, 128),
+              zemStatusOk);
     EXPECT_TRUE(std::all_of(dst.begin(), dst.end(), [](int32_t v) { return v == 0; }));
 
     const int32_t nine[2] = {8, 1};
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 0, 0, 1024), zemStatusAacBadWindowLength);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 9, eight, 0, 0, 128), zemStatusAacBadWindowGroupCount);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 52, 0, 128), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 1, 12, 128), zemStatusAacBadSampleRateIndex);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 15, 4, 128), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 2, nine, 1, 4, 128), zemStatusAacBadWindowGroupCount);
-    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(nullptr, dst.data(), 1, eight, 1, 4, 128), zemStatusNullPointer);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 0, 0, 1024),
+              zemStatusAacBadWindowLength);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 9, eight, 0, 0, 128),
+              zemStatusAacBadWindowGroupCount);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 52, 0, 128),
+              zemStatusAacBadMaxSfb);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 1, 12, 128),
+              zemStatusAacBadSampleRateIndex);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 1, eight, 15, 4, 128),
+              zemStatusAacBadMaxSfb);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(src.data(), dst.data(), 2, nine, 1, 4, 128),
+              zemStatusAacBadWindowGroupCount);
+    EXPECT_EQ(zemsDeinterleaveSpectrum_AAC_32s(nullptr, dst.data(), 1, eight, 1, 4, 128),
+              zemStatusNullPointer);
 }
 
 } // namespace
@@ -300,8 +330,8 @@ TEST(AacFilterBankKernels, OnlyLongSse2MatchesScalar) {
         std::vector<int32_t> ovScalar = ov, ovSimd = ov;
         std::vector<int16_t> pcmScalar(1024 + 16, 0x5A5A), pcmSimd(1024 + 16, 0x5A5A);
         const std::size_t o = std::size_t(offset);
-        zem::aac::only_long_scalar(X.data() + o, ovScalar.data() + o, rise.data() + o, fall.data() + o,
-                                   pcmScalar.data() + 8 + o, 1);
+        zem::aac::only_long_scalar(X.data() + o, ovScalar.data() + o, rise.data() + o,
+                                   fall.data() + o, pcmScalar.data() + 8 + o, 1);
         zem::aac::only_long_sse2(X.data() + o, ovSimd.data() + o, rise.data() + o, fall.data() + o,
                                  pcmSimd.data() + 8 + o, 1);
         ASSERT_EQ(pcmScalar, pcmSimd) << "trial " << trial;

@@ -39,9 +39,10 @@ ZemStatus run(Which which, const BitBuilder& b, Outputs& o, long& consumed, int 
     uint8_t* p = bytes.data();
     int32_t pos = startBit;
     const ZemStatus st =
-        which == Which::Lc ? zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef)
-                           : zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, 0,
-                                                     0, 0, 0, 2);
+        which == Which::Lc
+            ? zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef)
+            : zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
+                                      0, 0, 0, 0, 2);
     consumed = long(p - bytes.data()) * 8 + pos - startBit;
     return st;
 }
@@ -141,17 +142,20 @@ TEST(AacNoiseless, TreesDecodeEveryCodeword) {
     using namespace zem::aac;
     for (int i = 0; i < 121; ++i) {
         int bits = 0;
-        const uint32_t leaf = walk_tree(kSfTree.node, kSfCodes[i].code << (32 - kSfCodes[i].length), bits);
+        const uint32_t leaf =
+            walk_tree(kSfTree.node, kSfCodes[i].code << (32 - kSfCodes[i].length), bits);
         EXPECT_EQ(bits, kSfCodes[i].length);
         EXPECT_EQ(int(leaf >> 1), i);
         int fastBits = 0;
-        const uint32_t window = kSfCodes[i].code << (32 - kSfCodes[i].length) | (0xFFFFFFFFu >> kSfCodes[i].length);
+        const uint32_t window =
+            kSfCodes[i].code << (32 - kSfCodes[i].length) | (0xFFFFFFFFu >> kSfCodes[i].length);
         EXPECT_EQ(decode_codeword(kSfDecoder.first, kSfTree.node, window, fastBits), leaf);
         EXPECT_EQ(fastBits, bits);
     }
-    const HuffCode* books[12] = {nullptr,          kSpectralCodes1, kSpectralCodes2,  kSpectralCodes3,
-                                 kSpectralCodes4,  kSpectralCodes5, kSpectralCodes6,  kSpectralCodes7,
-                                 kSpectralCodes8,  kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
+    const HuffCode* books[12] = {nullptr,         kSpectralCodes1,  kSpectralCodes2,
+                                 kSpectralCodes3, kSpectralCodes4,  kSpectralCodes5,
+                                 kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
+                                 kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
     const int sizes[12] = {0, 81, 81, 81, 81, 81, 81, 64, 64, 169, 169, 289};
     for (int cb = 1; cb <= 11; ++cb)
         for (int i = 0; i < sizes[cb]; ++i) {
@@ -161,7 +165,9 @@ TEST(AacNoiseless, TreesDecodeEveryCodeword) {
             EXPECT_EQ(bits, c.length) << "book " << cb << " index " << i;
             int fastBits = 0;
             const uint32_t window = c.code << (32 - c.length) | (0x5A5A5A5Au >> c.length);
-            EXPECT_EQ(decode_codeword(spectral_decoder(cb).first, spectral_tree(cb), window, fastBits), leaf);
+            EXPECT_EQ(
+                decode_codeword(spectral_decoder(cb).first, spectral_tree(cb), window, fastBits),
+                leaf);
             EXPECT_EQ(fastBits, bits);
             const SpectralBook& book = kSpectralBooks[cb];
             const int width = book.dim == 4 ? 3 : 6;
@@ -187,30 +193,31 @@ BitBuilder one_section(int cb, int bands, int maxSfb = -1) {
 TEST(AacNoiseless, StreamFailures) {
     Outputs o(4);
     long used = 0;
-    {   // codebook 13 is refused by the low-complexity decoder while decoding scale factors
+    { // codebook 13 is refused by the low-complexity decoder while decoding scale factors
         BitBuilder b = one_section(13, 2);
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadCodebook);
         EXPECT_EQ(used, 8 + 11 + 9);
     }
-    {   // codebook 12 in either
+    { // codebook 12 in either
         BitBuilder b = one_section(12, 2);
         EXPECT_EQ(run(Which::General, b, o, used), zemStatusAacBadCodebook);
     }
-    {   // sections beyond max_sfb: nothing written for the offending section's bands
+    { // sections beyond max_sfb: nothing written for the offending section's bands
         BitBuilder b = one_section(1, 9, 8);
         std::memset(o.sfbCb, 0xEE, sizeof o.sfbCb);
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadSectionData);
         EXPECT_EQ(o.sfbCb[0], 0xEE);
     }
-    {   // an escaped section length: 31 then 0 makes 31 bands
+    { // an escaped section length: 31 then 0 makes 31 bands
         BitBuilder b;
-        b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(31, 6).put(0, 1).put(0, 4).put(31, 5).put(0, 5);
+        b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(31, 6).put(0, 1).put(0, 4).put(31, 5).put(
+            0, 5);
         b.put(0, 3); // no pulse, TNS, gain control
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusOk);
         EXPECT_EQ(o.chan.sect_end[0], 31);
         EXPECT_EQ(used, long(b.bit_count()));
     }
-    {   // scale factor leaving 0..255
+    { // scale factor leaving 0..255
         BitBuilder b = one_section(1, 1);
         zemtest::write_aac_sf_difference(b, 60);
         zemtest::write_aac_sf_difference(b, 60);
@@ -220,7 +227,7 @@ TEST(AacNoiseless, StreamFailures) {
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadScaleFactor);
         EXPECT_EQ(used, long(b.bit_count()));
     }
-    {   // max_sfb above the band count of the rate (LC), and 52 in the ICS info
+    { // max_sfb above the band count of the rate (LC), and 52 in the ICS info
         BitBuilder b = one_section(1, 50);
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadMaxSfb);
         BitBuilder c;
@@ -251,7 +258,7 @@ TEST(AacNoiseless, TailFailures) {
         EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadPulseData);
         EXPECT_EQ(used, long(b.bit_count()));
     }
-    {   // pulses at band 48 (offset 928) walking past 1023
+    { // pulses at band 48 (offset 928) walking past 1023
         BitBuilder b = zero_band();
         b.put(1, 1).put(3, 2).put(48, 6);
         for (int i = 0; i < 4; ++i)
@@ -283,7 +290,8 @@ TEST(AacNoiseless, TailFailures) {
         if (ones == 8)
             b.put(0, 1).put(4095, 12);
         Outputs p(4);
-        EXPECT_EQ(run(Which::Lc, b, p, used), ones == 8 ? zemStatusOk : zemStatusAacBadSpectralValue);
+        EXPECT_EQ(run(Which::Lc, b, p, used),
+                  ones == 8 ? zemStatusOk : zemStatusAacBadSpectralValue);
         if (ones == 8) {
             EXPECT_EQ(p.coef[0], -8191);
         }
@@ -295,9 +303,11 @@ TEST(AacNoiseless, ArgumentChecksInOrder) {
     uint8_t data[8] = {};
     uint8_t* p = data;
     int32_t pos = 0;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, nullptr),
+              zemStatusNullPointer);
     o.chan.pIcsOfChan = nullptr;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef), zemStatusNullPointer);
+    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
+              zemStatusNullPointer);
     o.chan.pIcsOfChan = &o.ics;
     pos = 8;
     EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
@@ -315,15 +325,16 @@ TEST(AacNoiseless, ArgumentChecksInOrder) {
     EXPECT_EQ(p, data);
 
     auto general = [&](int ws, int maxSfb, int cw, int hs, int ot) {
-        return zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, ws, maxSfb, cw,
-                                       hs, ot);
+        return zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
+                                       ws, maxSfb, cw, hs, ot);
     };
     EXPECT_EQ(general(0, 0, 2, 0, 2), zemStatusAacBadCommonWindow);
     EXPECT_EQ(general(4, 0, 0, 0, 2), zemStatusAacBadWindowSequence);
     EXPECT_EQ(general(0, 0, 0, 2, 2), zemStatusAacBadHeaderSourceFlag);
     EXPECT_EQ(general(0, 0, 0, 0, 17), zemStatusAacBadObjectType);
     EXPECT_EQ(general(0, 52, 0, 0, 2), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, nullptr, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, 0, 0, 0, 0, 2),
+    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, nullptr, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
+                                      0, 0, 0, 0, 2),
               zemStatusNullPointer);
     EXPECT_EQ(p, data);
 }
@@ -341,7 +352,8 @@ TEST(AacNoiseless, HeaderFromCaller) {
     std::vector<uint8_t> bytes = b.bytes(3);
     p = bytes.data();
     int32_t pos = 0;
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, 0, 42, 0, 1, 2),
+    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
+                                      0, 42, 0, 1, 2),
               zemStatusFailed);
     EXPECT_EQ(o.chan.pulse_data_present, 77);
     b = BitBuilder();
@@ -349,7 +361,8 @@ TEST(AacNoiseless, HeaderFromCaller) {
     bytes = b.bytes(3);
     p = bytes.data();
     pos = 0;
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, 0, 40, 0, 1, 2),
+    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
+                                      0, 40, 0, 1, 2),
               zemStatusOk);
     EXPECT_EQ((p - bytes.data()) * 8 + pos, long(b.bit_count()));
 }

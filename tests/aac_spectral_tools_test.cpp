@@ -37,7 +37,8 @@ TEST(AacQuantInv, KnownAnswers) {
 TEST(AacQuantInv, MatchesTheFormula) {
     for (int sf : {40, 97, 100, 101, 102, 103, 150, 180}) {
         for (int32_t x = 1; x <= 8191; ++x) {
-            const double exact = std::pow(double(x), 4.0 / 3.0) * std::pow(2.0, (sf - 100) / 4.0) * 8.0;
+            const double exact =
+                std::pow(double(x), 4.0 / 3.0) * std::pow(2.0, (sf - 100) / 4.0) * 8.0;
             if (exact > 2e9)
                 break;
             const int32_t got = dequant(x, sf);
@@ -52,7 +53,8 @@ TEST(AacQuantInv, StopsAtAnOversizedValueAndSkipsSpecialBands) {
     spec[9] = 8192;
     const int16_t sf[4] = {100, 100, 100, 100};
     const uint8_t cb[4] = {1, 13, 1, 1};
-    EXPECT_EQ(zemsQuantInv_AAC_32s_I(spec.data(), sf, 1, kOneGroup, 4, cb, 4, 1024), zemStatusAacBadSpectralValue);
+    EXPECT_EQ(zemsQuantInv_AAC_32s_I(spec.data(), sf, 1, kOneGroup, 4, cb, 4, 1024),
+              zemStatusAacBadSpectralValue);
     EXPECT_EQ(spec[0], dequant(3, 100));
     EXPECT_EQ(spec[4], 3) << "codebook 13 is left alone";
     EXPECT_EQ(spec[8], dequant(3, 100));
@@ -61,13 +63,19 @@ TEST(AacQuantInv, StopsAtAnOversizedValueAndSkipsSpecialBands) {
     struct Case {
         int32_t groups, winLen, maxSfb, sfi;
         ZemStatus expect;
-    } cases[] = {{2, 1024, 4, 4, zemStatusAacBadWindowGroupCount}, {9, 128, 4, 4, zemStatusAacBadWindowGroupCount},
-                 {1, 256, 4, 4, zemStatusAacBadWindowLength},     {1, 1024, 52, 4, zemStatusAacBadMaxSfb},
-                 {1, 1024, 4, 12, zemStatusAacBadSampleRateIndex}, {1, 128, 15, 4, zemStatusAacBadMaxSfb}};
+    } cases[] = {{2, 1024, 4, 4, zemStatusAacBadWindowGroupCount},
+                 {9, 128, 4, 4, zemStatusAacBadWindowGroupCount},
+                 {1, 256, 4, 4, zemStatusAacBadWindowLength},
+                 {1, 1024, 52, 4, zemStatusAacBadMaxSfb},
+                 {1, 1024, 4, 12, zemStatusAacBadSampleRateIndex},
+                 {1, 128, 15, 4, zemStatusAacBadMaxSfb}};
     const int32_t lens[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
     for (const Case& c : cases)
-        EXPECT_EQ(zemsQuantInv_AAC_32s_I(spec.data(), sf, c.groups, lens, c.maxSfb, cb, c.sfi, c.winLen), c.expect);
-    EXPECT_EQ(zemsQuantInv_AAC_32s_I(spec.data(), nullptr, 1, lens, 1, cb, 4, 1024), zemStatusNullPointer);
+        EXPECT_EQ(
+            zemsQuantInv_AAC_32s_I(spec.data(), sf, c.groups, lens, c.maxSfb, cb, c.sfi, c.winLen),
+            c.expect);
+    EXPECT_EQ(zemsQuantInv_AAC_32s_I(spec.data(), nullptr, 1, lens, 1, cb, 4, 1024),
+              zemStatusNullPointer);
 }
 
 TEST(AacStereo, MidSideAndIntensity) {
@@ -83,7 +91,8 @@ TEST(AacStereo, MidSideAndIntensity) {
     ms[60 + 1] = 1; // group 1 band 1: an intensity band with the flag
     uint8_t cb[4] = {1, 15, 1, 15};
     std::vector<int32_t> l2 = L, r2 = R;
-    ASSERT_EQ(zemsDecodeMsStereo_AAC_32s_I(l2.data(), r2.data(), 1, ms, cb, 2, groups, 2, 4, 128), zemStatusOk);
+    ASSERT_EQ(zemsDecodeMsStereo_AAC_32s_I(l2.data(), r2.data(), 1, ms, cb, 2, groups, 2, 4, 128),
+              zemStatusOk);
     EXPECT_EQ(l2[0], L[0] + R[0]); // group 0 band 0 spans 3 * 4 values from 0
     EXPECT_EQ(r2[11], L[11] - R[11]);
     EXPECT_EQ(cb[1], 15) << "no flag: the intensity direction stays";
@@ -93,14 +102,17 @@ TEST(AacStereo, MidSideAndIntensity) {
     uint8_t all[4] = {1, 13, 1, 1};
     l2 = L;
     r2 = R;
-    ASSERT_EQ(zemsDecodeMsStereo_AAC_32s_I(l2.data(), r2.data(), 2, ms, all, 2, groups, 2, 4, 128), zemStatusOk);
+    ASSERT_EQ(zemsDecodeMsStereo_AAC_32s_I(l2.data(), r2.data(), 2, ms, all, 2, groups, 2, 4, 128),
+              zemStatusOk);
     EXPECT_EQ(l2[384 + 20], L[384 + 20] + R[384 + 20]) << "mode 2: every band";
     EXPECT_EQ(l2[12], L[12]) << "but never a noise band";
 
     std::vector<int32_t> right(1024, 99);
     const int16_t pos[2] = {0, 4};
     const uint8_t cbR[2] = {15, 14};
-    ASSERT_EQ(zemsDecodeIsStereo_AAC_32s(L.data(), right.data(), pos, cbR, 1, kOneGroup, 2, 4, 1024), zemStatusOk);
+    ASSERT_EQ(
+        zemsDecodeIsStereo_AAC_32s(L.data(), right.data(), pos, cbR, 1, kOneGroup, 2, 4, 1024),
+        zemStatusOk);
     EXPECT_EQ(right[0], L[0]) << "position 0 copies";
     EXPECT_EQ(right[4], -(L[4] / 2)) << "position 4 halves, codebook 14 negates";
     EXPECT_EQ(right[8], 99) << "other bands are not written";
@@ -112,7 +124,8 @@ TEST(AacStereo, MidSideAndIntensity) {
         int32_t rs[4] = {};
         const int16_t sp = int16_t(p);
         const uint8_t c15 = 15;
-        ASSERT_EQ(zemsDecodeIsStereo_AAC_32s(band, rs, &sp, &c15, 1, kOneGroup, 1, 4, 1024), zemStatusOk);
+        ASSERT_EQ(zemsDecodeIsStereo_AAC_32s(band, rs, &sp, &c15, 1, kOneGroup, 1, 4, 1024),
+                  zemStatusOk);
         const int32_t r = rs[3];
         const double exact = l * std::pow(2.0, -p / 4.0);
         // Below -3 the left value is shifted up in 32 bits first: keep it in range.
@@ -134,7 +147,9 @@ TEST(AacPns, EnergyAndCorrelation) {
         const int16_t sfs[3] = {int16_t(sf), 0, int16_t(sf)};
         std::vector<int32_t> ltp(52, 1);
         uint32_t seed = 12345;
-        ASSERT_EQ(zemsDecodePNS_AAC_32s(spec.data(), ltp.data(), cb, sfs, 3, 1, kOneGroup, 4, 1024, &seed), zemStatusOk);
+        ASSERT_EQ(zemsDecodePNS_AAC_32s(spec.data(), ltp.data(), cb, sfs, 3, 1, kOneGroup, 4, 1024,
+                                        &seed),
+                  zemStatusOk);
         EXPECT_EQ(ltp[1], 0);
         EXPECT_EQ(ltp[2], 1);
         EXPECT_EQ(ltp[3], 0);
@@ -153,11 +168,11 @@ TEST(AacPns, EnergyAndCorrelation) {
     ms[0] = ms[1] = 1;
     std::vector<uint32_t> seeds(8 * 60, 0);
     uint32_t seed = 777;
-    ASSERT_EQ(zemsDecodeMsPNS_AAC_32s(left.data(), ltp.data(), cbS, sfS.data(), 2, 2, groups, 4, 128, &seed, 0, ms,
-                                      seeds.data()),
+    ASSERT_EQ(zemsDecodeMsPNS_AAC_32s(left.data(), ltp.data(), cbS, sfS.data(), 2, 2, groups, 4,
+                                      128, &seed, 0, ms, seeds.data()),
               zemStatusOk);
-    ASSERT_EQ(zemsDecodeMsPNS_AAC_32s(right.data(), ltp.data(), cbS, sfS.data(), 2, 2, groups, 4, 128, &seed, 1, ms,
-                                      seeds.data()),
+    ASSERT_EQ(zemsDecodeMsPNS_AAC_32s(right.data(), ltp.data(), cbS, sfS.data(), 2, 2, groups, 4,
+                                      128, &seed, 1, ms, seeds.data()),
               zemStatusOk);
     // Group 0 bands 0 and 1 replay the state stored by the last window of the group.
     for (int i = 0; i < 8; ++i)
@@ -188,12 +203,14 @@ TEST(AacTns, DecodeThenEncodeRestoresTheSpectrum) {
             }
         }
         const int maxSfb = isShort ? 14 : 49;
-        ASSERT_EQ(zemsDecodeTNS_AAC_32s_I(spec.data(), numFilt.data(), len.data(), order.data(), res.data(),
-                                          coef.data(), dir.data(), maxSfb, 0, 4, winLen),
+        ASSERT_EQ(zemsDecodeTNS_AAC_32s_I(spec.data(), numFilt.data(), len.data(), order.data(),
+                                          res.data(), coef.data(), dir.data(), maxSfb, 0, 4,
+                                          winLen),
                   zemStatusOk);
         EXPECT_NE(spec, original);
-        ASSERT_EQ(zemsEncodeTNS_AAC_32s_I(spec.data(), numFilt.data(), len.data(), order.data(), res.data(),
-                                          coef.data(), dir.data(), maxSfb, 1, 4, winLen),
+        ASSERT_EQ(zemsEncodeTNS_AAC_32s_I(spec.data(), numFilt.data(), len.data(), order.data(),
+                                          res.data(), coef.data(), dir.data(), maxSfb, 1, 4,
+                                          winLen),
                   zemStatusOk);
         for (std::size_t i = 0; i < spec.size(); ++i)
             ASSERT_NEAR(spec[i], original[i], 2) << "winLen " << winLen << " index " << i;
@@ -203,19 +220,22 @@ TEST(AacTns, DecodeThenEncodeRestoresTheSpectrum) {
 TEST(AacTns, ChecksInOrder) {
     std::vector<int32_t> spec(1024, 7);
     const int32_t one[8] = {1, 1, 1, 1, 1, 1, 1, 1}, res3[8] = {3, 3, 3, 3, 3, 3, 3, 3};
-    const int32_t len[1] = {10}, ord[1] = {1}, dirOk[1] = {0}, dirBad[1] = {2}, four[1] = {4}, big[1] = {13};
+    const int32_t len[1] = {10}, ord[1] = {1}, dirOk[1] = {0}, dirBad[1] = {2}, four[1] = {4},
+                  big[1] = {13};
     const int8_t c8[1] = {-8}, c9[1] = {8};
-    auto dec = [&](const int32_t* nf, const int32_t* l, const int32_t* o, const int32_t* r, const int8_t* c,
-                   const int32_t* d, int maxSfb, int sfi, int winLen) {
+    auto dec = [&](const int32_t* nf, const int32_t* l, const int32_t* o, const int32_t* r,
+                   const int8_t* c, const int32_t* d, int maxSfb, int sfi, int winLen) {
         return zemsDecodeTNS_AAC_32s_I(spec.data(), nf, l, o, r, c, d, maxSfb, 0, sfi, winLen);
     };
-    EXPECT_EQ(dec(one, len, ord, res3, c8, dirOk, 40, 4, 1024), zemStatusOk) << "index -8 at resolution 3";
+    EXPECT_EQ(dec(one, len, ord, res3, c8, dirOk, 40, 4, 1024), zemStatusOk)
+        << "index -8 at resolution 3";
     EXPECT_EQ(dec(one, len, ord, res3, c8, nullptr, 40, 4, 1024), zemStatusNullPointer);
     EXPECT_EQ(dec(one, len, ord, res3, c8, dirOk, 40, 4, 512), zemStatusAacBadWindowLength);
     EXPECT_EQ(dec(one, len, ord, res3, c8, dirOk, 40, 12, 1024), zemStatusAacBadSampleRateIndex);
     EXPECT_EQ(dec(one, len, ord, res3, c8, dirOk, 50, 4, 1024), zemStatusAacBadMaxSfb);
     EXPECT_EQ(dec(four, len, ord, res3, c8, dirOk, 40, 4, 1024), zemStatusAacBadTnsFilterCount);
-    EXPECT_EQ(dec(one, big + 0, ord, res3, c8, dirOk, 40, 4, 1024), zemStatusOk) << "length 13 of 49 bands";
+    EXPECT_EQ(dec(one, big + 0, ord, res3, c8, dirOk, 40, 4, 1024), zemStatusOk)
+        << "length 13 of 49 bands";
     EXPECT_EQ(dec(one, len, big, res3, c8, dirOk, 40, 4, 1024), zemStatusAacBadTnsOrder);
     EXPECT_EQ(dec(one, len, ord, one, c8, dirOk, 40, 4, 1024), zemStatusAacBadTnsCoefRes);
     EXPECT_EQ(dec(one, len, ord, res3, c9, dirOk, 40, 4, 1024), zemStatusAacBadTnsCoef);

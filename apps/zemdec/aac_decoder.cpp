@@ -15,18 +15,10 @@ namespace {
 constexpr int kMaxChannels = 16;
 constexpr int kObjectTypeLc = 2;
 
-void say(std::FILE* log, const char* fmt, ...) {
-    if (log == nullptr)
-        return;
-    va_list args;
-    va_start(args, fmt);
-    std::vfprintf(log, fmt, args);
-    va_end(args);
-}
-
 // Reads n bits (n <= 25) at the cursor.
 uint32_t bits(uint8_t*& p, int32_t& pos, int n) {
-    const uint32_t word = (uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3]) << pos;
+    const uint32_t word = (uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3])
+                          << pos;
     const int end = pos + n;
     p += end >> 3;
     pos = end & 7;
@@ -55,7 +47,7 @@ struct ChannelState {
 };
 
 class Decoder {
-public:
+  public:
     Decoder(int sfi, const PcmOutput& out, std::FILE* log) : sfi_(sfi), out_(out), log_(log) {}
 
     void set_layout(const AacLayout& layout) {
@@ -67,10 +59,11 @@ public:
     bool has_layout() const { return haveLayout_; }
 
     // Decodes one raw data block from [p, end); false on an error (the block is concealed).
-    bool raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame, std::size_t offset);
+    bool raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame,
+                        std::size_t offset);
     void conceal();
 
-private:
+  private:
     bool decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int commonWindow);
     bool single(uint8_t*& p, int32_t& pos, int out);
     bool pair(uint8_t*& p, int32_t& pos, int outL, int outR);
@@ -109,12 +102,14 @@ bool Decoder::decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int com
     ch.chan.sampling_frequency_index = sfi_;
     ch.chan.predSfbLimit = 0;
     ch.chan.pIcsOfChan = &ch.ics;
-    const ZemStatus st = zemsNoiselessDecode_AAC(&p, &pos, &main_, ch.sf, ch.spec, ch.sfbCb, ch.tnsCoef, &ch.chan, 0,
-                                                 0, commonWindow, 0, kObjectTypeLc);
+    const ZemStatus st =
+        zemsNoiselessDecode_AAC(&p, &pos, &main_, ch.sf, ch.spec, ch.sfbCb, ch.tnsCoef, &ch.chan, 0,
+                                0, commonWindow, 0, kObjectTypeLc);
     if (st != zemStatusOk)
         return fail("channel stream", st);
-    const ZemStatus q = zemsQuantInv_AAC_32s_I(ch.spec, ch.sf, ch.groups(), ch.ics.window_group_length, ch.maxSfb(),
-                                               ch.sfbCb, sfi_, ch.winLen());
+    const ZemStatus q =
+        zemsQuantInv_AAC_32s_I(ch.spec, ch.sf, ch.groups(), ch.ics.window_group_length, ch.maxSfb(),
+                               ch.sfbCb, sfi_, ch.winLen());
     return q == zemStatusOk || fail("inverse quantisation", q);
 }
 
@@ -123,8 +118,8 @@ bool Decoder::decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int com
 void Decoder::to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, int channelOfPair) {
     if (ch.isShort()) {
         int32_t windowOrder[1024];
-        zemsDeinterleaveSpectrum_AAC_32s(ch.spec, windowOrder, ch.groups(), ch.ics.window_group_length, ch.maxSfb(),
-                                         sfi_, 128);
+        zemsDeinterleaveSpectrum_AAC_32s(ch.spec, windowOrder, ch.groups(),
+                                         ch.ics.window_group_length, ch.maxSfb(), sfi_, 128);
         std::memcpy(ch.spec, windowOrder, sizeof windowOrder);
     }
     const int bands = ch.groups() * ch.maxSfb();
@@ -135,30 +130,34 @@ void Decoder::to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, in
     int window = 0;
     for (int g = 0; g < ch.groups(); ++g)
         for (int w = 0; w < ch.ics.window_group_length[g]; ++w, ++window)
-            std::memcpy(sfPerWindow + window * ch.maxSfb(), ch.sf + g * ch.maxSfb(), sizeof(int16_t) * std::size_t(ch.maxSfb()));
+            std::memcpy(sfPerWindow + window * ch.maxSfb(), ch.sf + g * ch.maxSfb(),
+                        sizeof(int16_t) * std::size_t(ch.maxSfb()));
     int32_t ltpUsed[64] = {};
     if (msRows == nullptr)
         zemsDecodePNS_AAC_32s(ch.spec, ltpUsed, ch.sfbCb, sfPerWindow, ch.maxSfb(), ch.groups(),
                               ch.ics.window_group_length, sfi_, ch.winLen(), &seed_);
     else
         zemsDecodeMsPNS_AAC_32s(ch.spec, ltpUsed, ch.sfbCb, sfPerWindow, ch.maxSfb(), ch.groups(),
-                                ch.ics.window_group_length, sfi_, ch.winLen(), &seed_, channelOfPair, msRows,
-                                noiseSeeds_);
+                                ch.ics.window_group_length, sfi_, ch.winLen(), &seed_,
+                                channelOfPair, msRows, noiseSeeds_);
 }
 
 void Decoder::synthesise(ChannelData& ch, int out) {
     if (ch.chan.tns_data_present)
-        zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order, ch.chan.coef_res, ch.tnsCoef,
-                                ch.chan.direction, ch.maxSfb(), 0, sfi_, ch.winLen());
+        zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
+                                ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
+                                sfi_, ch.winLen());
     ChannelState& s = state_[out];
-    zemsMDCTInv_AAC_32s16s(ch.spec, pcm_[out], s.overlap, ch.ics.window_sequence, ch.ics.window_shape, s.prevShape, 1);
+    zemsMDCTInv_AAC_32s16s(ch.spec, pcm_[out], s.overlap, ch.ics.window_sequence,
+                           ch.ics.window_shape, s.prevShape, 1);
     s.prevShape = ch.ics.window_shape;
 }
 
 int Decoder::take_slot(AacElement type, int tag, int channels) {
     for (std::size_t i = 0; i < layout_.slots.size(); ++i) {
         const AacSlot& s = layout_.slots[i];
-        const bool typeMatches = s.type == type || (channels == 1 && s.type == AacElement::Sce && type == AacElement::Lfe);
+        const bool typeMatches = s.type == type || (channels == 1 && s.type == AacElement::Sce &&
+                                                    type == AacElement::Lfe);
         if (!slotUsed_[i] && typeMatches && (s.tag < 0 || s.tag == tag)) {
             slotUsed_[i] = true;
             return int(i);
@@ -187,7 +186,8 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
         return fail("channel pair element", st);
     if (cpe.common_window)
         R.ics = L.ics;
-    if (!decode_channel(p, pos, L, cpe.common_window) || !decode_channel(p, pos, R, cpe.common_window))
+    if (!decode_channel(p, pos, L, cpe.common_window) ||
+        !decode_channel(p, pos, R, cpe.common_window))
         return false;
 
     // Noise bands take part in neither M/S nor correlation unless both channels carry noise.
@@ -205,16 +205,18 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
                 msRows[g * 60 + b] = used && L.sfbCb[i] == 13 && R.sfbCb[i] == 13;
                 correlated = correlated || msRows[g * 60 + b];
             }
-        const ZemStatus ms = zemsDecodeMsStereo_AAC_32s_I(L.spec, R.spec, cpe.ms_mask_present, msUsed, cb, L.groups(),
-                                                          L.ics.window_group_length, n, sfi_, L.winLen());
+        const ZemStatus ms = zemsDecodeMsStereo_AAC_32s_I(
+            L.spec, R.spec, cpe.ms_mask_present, msUsed, cb, L.groups(), L.ics.window_group_length,
+            n, sfi_, L.winLen());
         if (ms != zemStatusOk)
             return fail("mid/side stereo", ms);
         for (int i = 0; i < L.groups() * n; ++i)
             if (R.sfbCb[i] == 14 || R.sfbCb[i] == 15)
                 R.sfbCb[i] = cb[i]; // an M/S flag inverts the intensity direction
     }
-    const ZemStatus is = zemsDecodeIsStereo_AAC_32s(L.spec, R.spec, R.sf, R.sfbCb, R.groups(),
-                                                    R.ics.window_group_length, R.maxSfb(), sfi_, R.winLen());
+    const ZemStatus is =
+        zemsDecodeIsStereo_AAC_32s(L.spec, R.spec, R.sf, R.sfbCb, R.groups(),
+                                   R.ics.window_group_length, R.maxSfb(), sfi_, R.winLen());
     if (is != zemStatusOk)
         return fail("intensity stereo", is);
     to_window_order_and_pns(L, correlated ? msRows : nullptr, 0);
@@ -226,7 +228,8 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
     return true;
 }
 
-bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame, std::size_t offset) {
+bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame,
+                             std::size_t offset) {
     frame_ = frame;
     offset_ = offset;
     slotUsed_.assign(layout_.slots.size(), false);
@@ -270,8 +273,10 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
                 return fail("fill element", st);
         } else { // a coupling channel element has no length: the rest of the block is lost
             if (!cceReported_)
-                say(log_, "warning: frame %ld at offset %zu: coupling channel element not supported, "
-                          "remaining channels of such blocks are silenced\n", frame, offset);
+                say(log_,
+                    "warning: frame %ld at offset %zu: coupling channel element not supported, "
+                    "remaining channels of such blocks are silenced\n",
+                    frame, offset);
             cceReported_ = true;
             break;
         }
@@ -281,7 +286,8 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
         pos = 0;
     }
     if (layout_.channels == 0)
-        return fail("no channel layout (channel configuration 0 without a program config element)", zemStatusFailed);
+        return fail("no channel layout (channel configuration 0 without a program config element)",
+                    zemStatusFailed);
     emit(decoded);
     return true;
 }
@@ -312,13 +318,15 @@ void Decoder::conceal() {
 
 std::size_t skip_tags(const Buffer& in) { return id3v2_length(in.data(), in.size); }
 
-AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOutput& out, std::FILE* log) {
+AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOutput& out,
+                             std::FILE* log) {
     AacDecodeSummary sum;
     const Buffer& in = file;
     ZemAacAdifRec adif{};
     std::vector<ZemAacPceRec> pces(16);
     uint8_t* p = const_cast<uint8_t*>(in.data()) + start;
-    if (in.size - start < 64 || zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), 16) != zemStatusOk ||
+    if (in.size - start < 64 ||
+        zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), 16) != zemStatusOk ||
         std::size_t(p - in.data()) > in.size) {
         say(log, "error: ADIF header at offset %zu is invalid or truncated\n", start);
         sum.errors = 1;
@@ -347,7 +355,8 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOut
     return sum;
 }
 
-AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutput& out, std::FILE* log) {
+AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutput& out,
+                             std::FILE* log) {
     AacDecodeSummary sum;
     std::unique_ptr<Decoder> dec;
     int sfi = -1;
@@ -366,9 +375,11 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
         uint8_t* p = const_cast<uint8_t*>(d);
         zemsUnpackADTSFrameHeader_AAC(&p, &h);
         const std::size_t headerBytes = std::size_t(p - d);
-        if (aac_sample_rate(h.sampling_frequency_index) == 0 || std::size_t(h.aac_frame_length) < headerBytes ||
+        if (aac_sample_rate(h.sampling_frequency_index) == 0 ||
+            std::size_t(h.aac_frame_length) < headerBytes ||
             pos + std::size_t(h.aac_frame_length) > in.size) {
-            if (pos + std::size_t(h.aac_frame_length) > in.size && aac_sample_rate(h.sampling_frequency_index) != 0) {
+            if (pos + std::size_t(h.aac_frame_length) > in.size &&
+                aac_sample_rate(h.sampling_frequency_index) != 0) {
                 say(log, "error: frame %ld at offset %zu is truncated\n", adtsFrame, pos);
                 ++sum.errors;
                 if (dec) {
@@ -391,7 +402,8 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
         const uint8_t* frameEnd = d + h.aac_frame_length;
         int32_t bitPos = 0;
         if (h.protection_absent == 0 && h.raw_data_block_count > 1)
-            p += 2 * (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word
+            p += 2 *
+                 (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word
         bool ok = h.sampling_frequency_index == sfi;
         if (!ok)
             say(log, "error: frame %ld at offset %zu changes the sampling rate\n", adtsFrame, pos);

@@ -8,8 +8,17 @@ namespace {
 
 // WAVE_FORMAT_EXTENSIBLE speaker bits.
 enum Speaker : uint32_t {
-    FL = 0x1, FR = 0x2, FC = 0x4, LFE = 0x8, BL = 0x10, BR = 0x20, FLC = 0x40, FRC = 0x80,
-    BC = 0x100, SL = 0x200, SR = 0x400,
+    FL = 0x1,
+    FR = 0x2,
+    FC = 0x4,
+    LFE = 0x8,
+    BL = 0x10,
+    BR = 0x20,
+    FLC = 0x40,
+    FRC = 0x80,
+    BC = 0x100,
+    SL = 0x200,
+    SR = 0x400,
 };
 
 struct Wanted {
@@ -61,14 +70,29 @@ bool layout_from_configuration(int configuration, AacLayout& layout) {
     const Wanted C{E::Sce, -1, {FC, 0}}, LR{E::Cpe, -1, {FL, FR}}, LsRs{E::Cpe, -1, {BL, BR}},
         Lfe{E::Lfe, -1, {LFE, 0}}, Cs{E::Sce, -1, {BC, 0}}, LcRc{E::Cpe, -1, {FLC, FRC}};
     switch (configuration) {
-    case 1: layout = assign({C}); break;
-    case 2: layout = assign({LR}); break;
-    case 3: layout = assign({C, LR}); break;
-    case 4: layout = assign({C, LR, Cs}); break;
-    case 5: layout = assign({C, LR, LsRs}); break;
-    case 6: layout = assign({C, LR, LsRs, Lfe}); break;
-    case 7: layout = assign({C, LcRc, LR, LsRs, Lfe}); break;
-    default: return false;
+    case 1:
+        layout = assign({C});
+        break;
+    case 2:
+        layout = assign({LR});
+        break;
+    case 3:
+        layout = assign({C, LR});
+        break;
+    case 4:
+        layout = assign({C, LR, Cs});
+        break;
+    case 5:
+        layout = assign({C, LR, LsRs});
+        break;
+    case 6:
+        layout = assign({C, LR, LsRs, Lfe});
+        break;
+    case 7:
+        layout = assign({C, LcRc, LR, LsRs, Lfe});
+        break;
+    default:
+        return false;
     }
     return true;
 }
@@ -86,21 +110,26 @@ AacLayout layout_from_pce(const ZemAacPceRec& pce) {
         const int tag = pce.front_element_tag_select[i];
         if (pce.front_element_is_cpe[i]) {
             const bool inner = frontPairs >= 2 && pairIndex++ == 0;
-            wanted.push_back({E::Cpe, tag, {inner ? uint32_t(FLC) : uint32_t(FL), inner ? uint32_t(FRC) : uint32_t(FR)}});
+            wanted.push_back(
+                {E::Cpe,
+                 tag,
+                 {inner ? uint32_t(FLC) : uint32_t(FL), inner ? uint32_t(FRC) : uint32_t(FR)}});
         } else {
             wanted.push_back({E::Sce, tag, {centre ? 0u : uint32_t(FC), 0}});
             centre = true;
         }
     }
     for (int i = 0; i < pce.num_side_channel_elements; ++i)
-        wanted.push_back({pce.side_element_is_cpe[i] ? E::Cpe : E::Sce, pce.side_element_tag_select[i],
+        wanted.push_back({pce.side_element_is_cpe[i] ? E::Cpe : E::Sce,
+                          pce.side_element_tag_select[i],
                           {pce.side_element_is_cpe[i] ? uint32_t(SL) : 0u, uint32_t(SR)}});
     bool backCentre = false;
     for (int i = 0; i < pce.num_back_channel_elements; ++i) {
         if (pce.back_element_is_cpe[i]) {
             wanted.push_back({E::Cpe, pce.back_element_tag_select[i], {BL, BR}});
         } else {
-            wanted.push_back({E::Sce, pce.back_element_tag_select[i], {backCentre ? 0u : uint32_t(BC), 0}});
+            wanted.push_back(
+                {E::Sce, pce.back_element_tag_select[i], {backCentre ? 0u : uint32_t(BC), 0}});
             backCentre = true;
         }
     }

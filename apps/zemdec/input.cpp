@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -52,6 +53,15 @@ bool load_file(const std::string& path, Buffer& out, std::string& error) {
     std::fill(bytes.begin() + std::ptrdiff_t(size), bytes.end(), uint8_t(0));
     out.size = size;
     return true;
+}
+
+void say(std::FILE* out, const char* fmt, ...) {
+    if (out == nullptr)
+        return;
+    va_list args;
+    va_start(args, fmt);
+    std::vfprintf(out, fmt, args);
+    va_end(args);
 }
 
 std::size_t id3v2_length(const uint8_t* d, std::size_t size) {

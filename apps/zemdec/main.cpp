@@ -60,7 +60,9 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
         return 2;
     }
     const zemdec::PcmOutput out{
-        [&](const zemdec::AacStreamFormat& f) { wav.begin(f.sampleRate, f.channels, f.channelMask); },
+        [&](const zemdec::AacStreamFormat& f) {
+            wav.begin(f.sampleRate, f.channels, f.channelMask);
+        },
         [&](const int16_t* pcm, std::size_t frames) { wav.write(pcm, frames); }};
     const zemdec::AacDecodeSummary sum = zemdec::decode_aac(in, out, log);
     const bool started = wav.started();
@@ -68,8 +70,8 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
         std::fprintf(stderr, "zemdec: writing %s failed\n", opt.output.c_str());
         return 2;
     }
-    std::fprintf(log, "summary: %s -> %s: %ld raw data blocks, %ld with errors\n", opt.input.c_str(),
-                 opt.output.c_str(), sum.frames, sum.errors);
+    std::fprintf(log, "summary: %s -> %s: %ld raw data blocks, %ld with errors\n",
+                 opt.input.c_str(), opt.output.c_str(), sum.frames, sum.errors);
     if (!started) {
         std::fprintf(stderr, "zemdec: %s: no decodable AAC found\n", opt.input.c_str());
         if (opt.output != "-")

@@ -108,50 +108,60 @@ typedef struct ZemAacChanRec {
    shared ICS info (prediction data limited to predSfbLimit bands) and the M/S mask.
    Returns zemStatusNullPointer, zemStatusAacBadBitOffset, zemStatusAacBadPredictionLimit
    (predSfbLimit outside 0..41), zemStatusAacBadMaxSfb (long max_sfb above 51, cursor after it). */
-ZEM_API ZemStatus zemsDecodeChanPairElt_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacIcsRec* pIcs,
-                                            ZemAacCpeRec* pCpe, int32_t predSfbLimit);
+ZEM_API ZemStatus zemsDecodeChanPairElt_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                            ZemAacIcsRec* pIcs, ZemAacCpeRec* pCpe,
+                                            int32_t predSfbLimit);
 
 /* MPEG-4 variant: objectType 1 reads prediction data, other object types read LTP data for both
    channels into pMain->ltp (pMain is needed then). predSfbLimit outside 0..51 fails with
-   zemStatusAacBadMaxSfb, outside 0..41 on the prediction path with zemStatusAacBadPredictionLimit. */
-ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacIcsRec* pIcs,
-                                                ZemAacCpeRec* pCpe, ZemAacLayerMainRec* pMain,
-                                                int32_t predSfbLimit, int32_t objectType);
+   zemStatusAacBadMaxSfb, outside 0..41 on the prediction path with zemStatusAacBadPredictionLimit.
+ */
+ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                                ZemAacIcsRec* pIcs, ZemAacCpeRec* pCpe,
+                                                ZemAacLayerMainRec* pMain, int32_t predSfbLimit,
+                                                int32_t objectType);
 
 /* Data stream element after its element_id: tag, byte count and up to 510 bytes into pData. */
 ZEM_API ZemStatus zemsDecodeDatStrElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pTag,
                                           int32_t* pCount, uint8_t* pData);
 
-/* Fill element after its element_id: byte count and up to 269 bytes into pData (not interpreted). */
+/* Fill element after its element_id: byte count and up to 269 bytes into pData (not interpreted).
+ */
 ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pCount,
                                         uint8_t* pData);
 
 /* Scalable layer main header for numChannels 1 or 2 (zemStatusAacBadLayerChannels); modeFlag 0
    or 1 (zemStatusAacBadLayerFlag); with modeFlag 1 it parses everything, then returns
    zemStatusModeUnsupported. */
-ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerMainRec* pMain,
-                                           int32_t numChannels, int32_t modeFlag);
+ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                           ZemAacLayerMainRec* pMain, int32_t numChannels,
+                                           int32_t modeFlag);
 
 /* Scalable layer extension header; the flags select what is read, bands sfbStart..sfbLimit. */
-ZEM_API ZemStatus zemsDecodeExtensionHeader_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerExtRec* pExt,
-                                                int32_t readTns, int32_t stereoLayer, int32_t readBandSwitch,
-                                                int32_t sfbStart, int32_t sfbLimit, int32_t windowSequence);
+ZEM_API ZemStatus zemsDecodeExtensionHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                                ZemAacLayerExtRec* pExt, int32_t readTns,
+                                                int32_t stereoLayer, int32_t readBandSwitch,
+                                                int32_t sfbStart, int32_t sfbLimit,
+                                                int32_t windowSequence);
 
 /* One low-complexity individual channel stream up to quantised values: 16-bit scale factors
    (pSf, group g at g * max_sfb), codebook per band (pSfbCb), 1024 values in bit-stream order
    (pCoef), TNS coefficient indices (pTnsCoef, at most 56). Noise bands fail with
    zemStatusAacBadCodebook: MPEG-4 streams with noise substitution need zemsNoiselessDecode_AAC. */
-ZEM_API ZemStatus zemsNoiselessDecoder_LC_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t commonWindow,
-                                              ZemAacChanRec* pChan, int16_t* pSf, int32_t* pCoef,
-                                              uint8_t* pSfbCb, int8_t* pTnsCoef);
+ZEM_API ZemStatus zemsNoiselessDecoder_LC_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                              int32_t commonWindow, ZemAacChanRec* pChan,
+                                              int16_t* pSf, int32_t* pCoef, uint8_t* pSfbCb,
+                                              int8_t* pTnsCoef);
 
 /* General individual channel stream decoder: prediction (objectType 1) or LTP side data, noise
    substitution, and scalable layers (headerSource 1 takes windowSequence and maxSfb from the
    arguments and the window groups from pMain, and reads no pulse, TNS or gain-control data). */
-ZEM_API ZemStatus zemsNoiselessDecode_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerMainRec* pMain,
-                                          int16_t* pSf, int32_t* pCoef, uint8_t* pSfbCb, int8_t* pTnsCoef,
-                                          ZemAacChanRec* pChan, int32_t windowSequence, int32_t maxSfb,
-                                          int32_t commonWindow, int32_t headerSource, int32_t objectType);
+ZEM_API ZemStatus zemsNoiselessDecode_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                          ZemAacLayerMainRec* pMain, int16_t* pSf, int32_t* pCoef,
+                                          uint8_t* pSfbCb, int8_t* pTnsCoef, ZemAacChanRec* pChan,
+                                          int32_t windowSequence, int32_t maxSfb,
+                                          int32_t commonWindow, int32_t headerSource,
+                                          int32_t objectType);
 
 #ifdef __cplusplus
 }

@@ -19,7 +19,8 @@ void read_ms_used(BitCursor& bc, uint8_t* rows, int groups, int maxSfb) {
 }
 
 // The common part of both channel pair parsers after the ICS info.
-ZemStatus finish_pair(BitCursor& bc, ZemStatus icsStatus, const ZemAacIcsRec& ics, ZemAacCpeRec& cpe) {
+ZemStatus finish_pair(BitCursor& bc, ZemStatus icsStatus, const ZemAacIcsRec& ics,
+                      ZemAacCpeRec& cpe) {
     if (icsStatus != zemStatusOk)
         return icsStatus;
     cpe.ms_mask_present = int32_t(bc.read(2));
@@ -35,11 +36,13 @@ void read_bytes(BitCursor& bc, uint8_t* out, int count) {
 
 } // namespace
 
-ZEM_API ZemStatus zemsDecodeChanPairElt_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacIcsRec* pIcs,
-                                            ZemAacCpeRec* pCpe, int32_t predSfbLimit) {
+ZEM_API ZemStatus zemsDecodeChanPairElt_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                            ZemAacIcsRec* pIcs, ZemAacCpeRec* pCpe,
+                                            int32_t predSfbLimit) {
     if (any_null(pIcs, pCpe))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     if (predSfbLimit < 0 || predSfbLimit > 41)
         return zemStatusAacBadPredictionLimit;
@@ -52,12 +55,14 @@ ZEM_API ZemStatus zemsDecodeChanPairElt_AAC(uint8_t** ppStream, int32_t* pBitPos
     return st;
 }
 
-ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacIcsRec* pIcs,
-                                                ZemAacCpeRec* pCpe, ZemAacLayerMainRec* pMain,
-                                                int32_t predSfbLimit, int32_t objectType) {
+ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                                ZemAacIcsRec* pIcs, ZemAacCpeRec* pCpe,
+                                                ZemAacLayerMainRec* pMain, int32_t predSfbLimit,
+                                                int32_t objectType) {
     if (any_null(pIcs, pCpe))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     if (predSfbLimit < 0 || predSfbLimit > 51)
         return zemStatusAacBadMaxSfb;
@@ -65,16 +70,18 @@ ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBi
     pCpe->common_window = int32_t(bc.read(1));
     ZemStatus st = zemStatusOk;
     if (pCpe->common_window)
-        st = finish_pair(bc, read_ics_mp4(bc, *pIcs, pMain, predSfbLimit, objectType, true), *pIcs, *pCpe);
+        st = finish_pair(bc, read_ics_mp4(bc, *pIcs, pMain, predSfbLimit, objectType, true), *pIcs,
+                         *pCpe);
     bc.store(ppStream, pBitPos);
     return st;
 }
 
-ZEM_API ZemStatus zemsDecodeDatStrElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pTag, int32_t* pCount,
-                                          uint8_t* pData) {
+ZEM_API ZemStatus zemsDecodeDatStrElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pTag,
+                                          int32_t* pCount, uint8_t* pData) {
     if (any_null(pTag, pCount, pData))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     BitCursor bc(*ppStream, *pBitPos);
     *pTag = int32_t(bc.read(4));
@@ -90,10 +97,12 @@ ZEM_API ZemStatus zemsDecodeDatStrElt_AAC(uint8_t** ppStream, int32_t* pBitPos, 
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pCount, uint8_t* pData) {
+ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pCount,
+                                        uint8_t* pData) {
     if (any_null(pCount, pData))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     BitCursor bc(*ppStream, *pBitPos);
     int count = int(bc.read(4));
@@ -105,11 +114,13 @@ ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, in
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerMainRec* pMain,
-                                           int32_t numChannels, int32_t modeFlag) {
+ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                           ZemAacLayerMainRec* pMain, int32_t numChannels,
+                                           int32_t modeFlag) {
     if (pMain == nullptr)
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     if (numChannels != 1 && numChannels != 2)
         return zemStatusAacBadLayerChannels;
@@ -123,7 +134,8 @@ ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
     if (eightShort) {
         m.max_sfb = int32_t(bc.read(4));
         m.scale_factor_grouping = int32_t(bc.read(7));
-        window_grouping(m.window_sequence, m.scale_factor_grouping, m.num_window_groups, m.window_group_length);
+        window_grouping(m.window_sequence, m.scale_factor_grouping, m.num_window_groups,
+                        m.window_group_length);
     } else {
         m.max_sfb = int32_t(bc.read(6));
         m.num_window_groups = 1;
@@ -162,12 +174,15 @@ ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
     return st;
 }
 
-ZEM_API ZemStatus zemsDecodeExtensionHeader_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerExtRec* pExt,
-                                                int32_t readTns, int32_t stereoLayer, int32_t readBandSwitch,
-                                                int32_t sfbStart, int32_t sfbLimit, int32_t windowSequence) {
+ZEM_API ZemStatus zemsDecodeExtensionHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                                ZemAacLayerExtRec* pExt, int32_t readTns,
+                                                int32_t stereoLayer, int32_t readBandSwitch,
+                                                int32_t sfbStart, int32_t sfbLimit,
+                                                int32_t windowSequence) {
     if (pExt == nullptr)
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset); st != zemStatusOk)
+    if (const ZemStatus st = check_cursor(ppStream, pBitPos, zemStatusAacBadBitOffset);
+        st != zemStatusOk)
         return st;
     if (readTns != 0 && readTns != 1)
         return zemStatusAacBadLayerFlag;

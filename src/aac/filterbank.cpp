@@ -107,17 +107,20 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
         for (int w = 0; w < 8; ++w)
             zemAacImdctNorm_32s(pSrc + 128 * w, 128);
         for (int n = 0; n < 1024; ++n) {
-            const int32_t c = n < 448 ? 0 : short_overlap_sum(pSrc, n, windowShape, prevWindowShape, 31);
+            const int32_t c =
+                n < 448 ? 0 : short_overlap_sum(pSrc, n, windowShape, prevWindowShape, 31);
             emit(n, wrap_add(pOverlap[n], c));
         }
         for (int n = 0; n < 1024; ++n)
-            pOverlap[n] = n < 576 ? short_overlap_sum(pSrc, 1024 + n, windowShape, prevWindowShape, 31) : 0;
+            pOverlap[n] =
+                n < 576 ? short_overlap_sum(pSrc, 1024 + n, windowShape, prevWindowShape, 31) : 0;
         return zemStatusOk;
     }
     zemAacImdctNorm_32s(pSrc, 1024);
     if (windowSequence == OnlyLong) {
         const OnlyLongKernel kernel = dstStep == 1 ? only_long_sse2 : only_long_scalar;
-        kernel(pSrc, pOverlap, long_window(prevWindowShape), long_window(windowShape), pDst, dstStep);
+        kernel(pSrc, pOverlap, long_window(prevWindowShape), long_window(windowShape), pDst,
+               dstStep);
         return zemStatusOk;
     }
     const HalfWindow rise = first_half(windowSequence, prevWindowShape);
@@ -148,7 +151,8 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s_I(int32_t* pSrcDst, int32_t* pOverlap, int
         for (int w = 0; w < 8; ++w)
             zemAacImdct_32s(X + 128 * w, 128);
         for (int n = 448; n < 1024; ++n)
-            pOverlap[n] = wrap_add(pOverlap[n], short_overlap_sum(X, n, windowShape, prevWindowShape, 32));
+            pOverlap[n] =
+                wrap_add(pOverlap[n], short_overlap_sum(X, n, windowShape, prevWindowShape, 32));
         // Positions 1024..1407 need blocks 3..7 and land on spent blocks 0..2; positions
         // 1408..1599 need only blocks 6 and 7.
         for (int n = 0; n < 576; ++n)
@@ -223,8 +227,8 @@ ZEM_API ZemStatus zemsMDCTFwd_AAC_32s(const int32_t* pSrc, int32_t* pDst, int32_
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsMDCTFwd_AAC_32s_I(int32_t* pSrcDst, int32_t windowSequence, int32_t windowShape,
-                                        int32_t prevWindowShape, int32_t len) {
+ZEM_API ZemStatus zemsMDCTFwd_AAC_32s_I(int32_t* pSrcDst, int32_t windowSequence,
+                                        int32_t windowShape, int32_t prevWindowShape, int32_t len) {
     if (pSrcDst == nullptr)
         return zemStatusNullPointer;
     if (const ZemStatus st = check_window(windowSequence, windowShape, prevWindowShape); st != 0)

@@ -10,25 +10,21 @@
 namespace zem::aac {
 
 // Rising half of a window of 2*Half samples; the falling half is the same read backwards.
-template <int Half>
-struct WindowHalf {
-    int32_t w[Half];
-};
+template <int Half> struct WindowHalf { int32_t w[Half]; };
 
 // w[n] = round(2^31 sin(pi (n + 1/2) / (2 Half))).
-template <int Half>
-constexpr WindowHalf<Half> make_sine_window() {
+template <int Half> constexpr WindowHalf<Half> make_sine_window() {
     WindowHalf<Half> t{};
     for (int n = 0; n < Half; ++n)
-        t.w[n] = int32_t(cmath::round_to_int(2147483648.0 *
-                                             cmath::sin(cmath::kPi * (n + 0.5) / (2.0 * Half))));
+        t.w[n] = int32_t(
+            cmath::round_to_int(2147483648.0 * cmath::sin(cmath::kPi * (n + 0.5) / (2.0 * Half))));
     return t;
 }
 
 // ISO/IEC 14496-3 KBD window of length N = 2 Half with parameter alpha:
-// w[n] = sqrt(sum_{p<=n} W'(p) / sum_{p<=Half} W'(p)), W'(p) = I0(pi alpha sqrt(1 - ((p - N/4)/(N/4))^2)).
-template <int Half>
-constexpr WindowHalf<Half> make_kbd_window(double alpha) {
+// w[n] = sqrt(sum_{p<=n} W'(p) / sum_{p<=Half} W'(p)), W'(p) = I0(pi alpha sqrt(1 - ((p -
+// N/4)/(N/4))^2)).
+template <int Half> constexpr WindowHalf<Half> make_kbd_window(double alpha) {
     double kernel[Half + 1]{};
     const double quarter = Half / 2.0;
     double total = 0.0;
@@ -46,14 +42,11 @@ constexpr WindowHalf<Half> make_kbd_window(double alpha) {
     return t;
 }
 
-// Twiddle pairs of an N-coefficient MDCT core: (C[m], S[m]) = round(2^30 (cos, sin)(2 pi (m + 1/8) / (2N))).
-template <int N>
-struct MdctTwiddles {
-    int32_t cs[N];
-};
+// Twiddle pairs of an N-coefficient MDCT core: (C[m], S[m]) = round(2^30 (cos, sin)(2 pi (m + 1/8)
+// / (2N))).
+template <int N> struct MdctTwiddles { int32_t cs[N]; };
 
-template <int N>
-constexpr MdctTwiddles<N> make_mdct_twiddles() {
+template <int N> constexpr MdctTwiddles<N> make_mdct_twiddles() {
     MdctTwiddles<N> t{};
     for (int m = 0; m < N / 2; ++m) {
         const double angle = 2.0 * cmath::kPi * (m + 0.125) / (2.0 * N);

@@ -55,7 +55,9 @@ constexpr HuffTree<Node, Count> make_tree(const HuffCode (&codes)[Count], uint32
     for (int i = 0; i < Count; ++i)
         b.order[i] = i;
     for (int i = 1; i < Count; ++i) // insertion sort by left-aligned codeword
-        for (int j = i; j > 0 && detail::left_aligned(codes[b.order[j - 1]]) > detail::left_aligned(codes[b.order[j]]); --j) {
+        for (int j = i; j > 0 && detail::left_aligned(codes[b.order[j - 1]]) >
+                                     detail::left_aligned(codes[b.order[j]]);
+             --j) {
             const int t = b.order[j];
             b.order[j] = b.order[j - 1];
             b.order[j - 1] = t;
@@ -75,9 +77,9 @@ struct SpectralBook {
 };
 
 inline constexpr SpectralBook kSpectralBooks[12] = {
-    {0, false, 0, 0}, {4, false, 3, 1},  {4, false, 3, 1},  {4, true, 3, 0},
-    {4, true, 3, 0},  {2, false, 9, 4},  {2, false, 9, 4},  {2, true, 8, 0},
-    {2, true, 8, 0},  {2, true, 13, 0},  {2, true, 13, 0},  {2, true, 17, 0},
+    {0, false, 0, 0}, {4, false, 3, 1}, {4, false, 3, 1}, {4, true, 3, 0},
+    {4, true, 3, 0},  {2, false, 9, 4}, {2, false, 9, 4}, {2, true, 8, 0},
+    {2, true, 8, 0},  {2, true, 13, 0}, {2, true, 13, 0}, {2, true, 17, 0},
 };
 
 constexpr uint32_t sf_leaf(int index) { return (uint32_t(index) << 1) | 1u; }
@@ -103,7 +105,8 @@ template <class Node, int Count> struct HuffDecoder {
 
 inline constexpr uint32_t kFirstLeaf = 1u << 31;
 
-template <class Node, int Count> constexpr HuffDecoder<Node, Count> make_decoder(const HuffTree<Node, Count>& tree) {
+template <class Node, int Count>
+constexpr HuffDecoder<Node, Count> make_decoder(const HuffTree<Node, Count>& tree) {
     HuffDecoder<Node, Count> d{tree, {}};
     for (uint32_t prefix = 0; prefix < 256; ++prefix) {
         int i = 0, depth = 0;
@@ -111,29 +114,41 @@ template <class Node, int Count> constexpr HuffDecoder<Node, Count> make_decoder
             i += ((prefix >> (7 - depth)) & 1) ? tree.node[i] >> 1 : 1;
             ++depth;
         }
-        d.first[prefix] = (tree.node[i] & 1) ? kFirstLeaf | uint32_t(depth) << 16 | tree.node[i] : uint32_t(i);
+        d.first[prefix] =
+            (tree.node[i] & 1) ? kFirstLeaf | uint32_t(depth) << 16 | tree.node[i] : uint32_t(i);
     }
     return d;
 }
 
 inline constexpr auto kSfTree = make_tree<uint8_t>(kSfCodes, sf_leaf);
 inline constexpr auto kSfDecoder = make_decoder(kSfTree);
-inline constexpr auto kSpectralTree1 = make_decoder(make_tree<uint16_t>(kSpectralCodes1, spectral_leaf<1>));
-inline constexpr auto kSpectralTree2 = make_decoder(make_tree<uint16_t>(kSpectralCodes2, spectral_leaf<2>));
-inline constexpr auto kSpectralTree3 = make_decoder(make_tree<uint16_t>(kSpectralCodes3, spectral_leaf<3>));
-inline constexpr auto kSpectralTree4 = make_decoder(make_tree<uint16_t>(kSpectralCodes4, spectral_leaf<4>));
-inline constexpr auto kSpectralTree5 = make_decoder(make_tree<uint16_t>(kSpectralCodes5, spectral_leaf<5>));
-inline constexpr auto kSpectralTree6 = make_decoder(make_tree<uint16_t>(kSpectralCodes6, spectral_leaf<6>));
-inline constexpr auto kSpectralTree7 = make_decoder(make_tree<uint16_t>(kSpectralCodes7, spectral_leaf<7>));
-inline constexpr auto kSpectralTree8 = make_decoder(make_tree<uint16_t>(kSpectralCodes8, spectral_leaf<8>));
-inline constexpr auto kSpectralTree9 = make_decoder(make_tree<uint16_t>(kSpectralCodes9, spectral_leaf<9>));
-inline constexpr auto kSpectralTree10 = make_decoder(make_tree<uint16_t>(kSpectralCodes10, spectral_leaf<10>));
-inline constexpr auto kSpectralTree11 = make_decoder(make_tree<uint16_t>(kSpectralCodes11, spectral_leaf<11>));
+inline constexpr auto kSpectralTree1 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes1, spectral_leaf<1>));
+inline constexpr auto kSpectralTree2 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes2, spectral_leaf<2>));
+inline constexpr auto kSpectralTree3 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes3, spectral_leaf<3>));
+inline constexpr auto kSpectralTree4 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes4, spectral_leaf<4>));
+inline constexpr auto kSpectralTree5 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes5, spectral_leaf<5>));
+inline constexpr auto kSpectralTree6 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes6, spectral_leaf<6>));
+inline constexpr auto kSpectralTree7 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes7, spectral_leaf<7>));
+inline constexpr auto kSpectralTree8 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes8, spectral_leaf<8>));
+inline constexpr auto kSpectralTree9 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes9, spectral_leaf<9>));
+inline constexpr auto kSpectralTree10 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes10, spectral_leaf<10>));
+inline constexpr auto kSpectralTree11 =
+    make_decoder(make_tree<uint16_t>(kSpectralCodes11, spectral_leaf<11>));
 
-static_assert(kSfTree.fits && kSpectralTree1.tree.fits && kSpectralTree2.tree.fits && kSpectralTree3.tree.fits &&
-              kSpectralTree4.tree.fits && kSpectralTree5.tree.fits && kSpectralTree6.tree.fits &&
-              kSpectralTree7.tree.fits && kSpectralTree8.tree.fits && kSpectralTree9.tree.fits &&
-              kSpectralTree10.tree.fits && kSpectralTree11.tree.fits);
+static_assert(kSfTree.fits && kSpectralTree1.tree.fits && kSpectralTree2.tree.fits &&
+              kSpectralTree3.tree.fits && kSpectralTree4.tree.fits && kSpectralTree5.tree.fits &&
+              kSpectralTree6.tree.fits && kSpectralTree7.tree.fits && kSpectralTree8.tree.fits &&
+              kSpectralTree9.tree.fits && kSpectralTree10.tree.fits && kSpectralTree11.tree.fits);
 
 // Decoder of spectral codebook 1..11 (the first-level table, then the tree).
 struct SpectralLookup {
@@ -162,7 +177,6 @@ inline SpectralLookup spectral_decoder(int book) {
 // Tree of spectral codebook 1..11.
 inline const uint16_t* spectral_tree(int book) { return spectral_decoder(book).tree; }
 
-
 // Walks a tree over the left-aligned bits of `window`; returns the leaf and the bits used.
 template <class Node> inline uint32_t walk_tree(const Node* tree, uint32_t window, int& bits) {
     int i = 0;
@@ -176,23 +190,19 @@ template <class Node> inline uint32_t walk_tree(const Node* tree, uint32_t windo
     return tree[i];
 }
 
-
 // Decodes one codeword at the left-aligned bits of `window` with the first-level table.
-template <class Node> inline uint32_t decode_codeword(const uint32_t* first, const Node* tree, uint32_t window, int& bits) {
+template <class Node>
+inline uint32_t decode_codeword(const uint32_t* first, const Node* tree, uint32_t window,
+                                int& bits) {
     const uint32_t e = first[window >> 24];
     if (e & kFirstLeaf) {
         bits = int(e >> 16) & 0xFF;
         return e & 0xFFFF;
     }
-    int i = int(e), n = 8;
-    window <<= 8;
-    while ((tree[i] & 1) == 0) {
-        i += (window & 0x80000000u) ? tree[i] >> 1 : 1;
-        window <<= 1;
-        ++n;
-    }
-    bits = n;
-    return tree[i];
+    int rest = 0;
+    const uint32_t leaf = walk_tree(tree + e, window << 8, rest); // links are relative
+    bits = 8 + rest;
+    return leaf;
 }
 
 } // namespace zem::aac

@@ -42,12 +42,14 @@ ZemStatus read_prediction(BitCursor& bc, ZemAacIcsRec& ics, int32_t predSfbLimit
 }
 
 void finish_grouping(ZemAacIcsRec& ics) {
-    window_grouping(ics.window_sequence, ics.scale_factor_grouping, ics.num_window_groups, ics.window_group_length);
+    window_grouping(ics.window_sequence, ics.scale_factor_grouping, ics.num_window_groups,
+                    ics.window_group_length);
 }
 
 } // namespace
 
-void window_grouping(int32_t windowSequence, int32_t grouping, int32_t& numGroups, int32_t* groupLength) {
+void window_grouping(int32_t windowSequence, int32_t grouping, int32_t& numGroups,
+                     int32_t* groupLength) {
     groupLength[0] = 1;
     numGroups = 1;
     if (windowSequence != kEightShort)
@@ -74,8 +76,8 @@ ZemStatus read_ics_prediction(BitCursor& bc, ZemAacIcsRec& ics, int32_t predSfbL
     return zemStatusOk;
 }
 
-ZemStatus read_ics_mp4(BitCursor& bc, ZemAacIcsRec& ics, ZemAacLayerMainRec* main, int32_t predSfbLimit,
-                       int32_t objectType, bool pair) {
+ZemStatus read_ics_mp4(BitCursor& bc, ZemAacIcsRec& ics, ZemAacLayerMainRec* main,
+                       int32_t predSfbLimit, int32_t objectType, bool pair) {
     const bool ltp = objectType != 1;
     if (ltp && main == nullptr)
         return zemStatusNullPointer;

@@ -23,8 +23,9 @@ CoreTables tables_for(int N) {
     return {kTwiddlesShort.cs, 6, kFftShort.twiddle, kFftShort.swap};
 }
 
-// Steps shared by the inverse cores: pre-twiddle Z[m] = hi((C + jS)-rotation of (X[2m], X[N-1-2m])).
-// Z[m] lands on X[2m], X[2m+1]; m and M-1-m touch the same four slots, so they go together.
+// Steps shared by the inverse cores: pre-twiddle Z[m] = hi((C + jS)-rotation of (X[2m],
+// X[N-1-2m])). Z[m] lands on X[2m], X[2m+1]; m and M-1-m touch the same four slots, so they go
+// together.
 void inverse_pre_twiddle(int32_t* X, int N, const int32_t* cs) {
     const int M = N / 2;
     for (int m = 0; m < M / 2; ++m) {
@@ -71,8 +72,7 @@ struct PlainScale {
 
 // Post-twiddle of the inverse cores: A = C Re Y + S Im Y, B = C Im Y - S Re Y, scattered into
 // the compact output order. The four m of one i read and write the same eight slots.
-template <typename Scale>
-void inverse_post_twiddle(int32_t* X, int N, const int32_t* cs, Scale R) {
+template <typename Scale> void inverse_post_twiddle(int32_t* X, int N, const int32_t* cs, Scale R) {
     const int M = N / 2, Q = N / 4;
     auto rotate = [&](int m, int64_t re, int64_t im, int32_t& a, int32_t& b) {
         const int64_t c = cs[2 * m], s = cs[2 * m + 1];
@@ -130,8 +130,17 @@ void fold(int32_t* x, int N) {
     reverse(x, 1, N - 1, 2);
 }
 
-template <typename Scale>
-void forward_post_twiddle(int32_t* X, int N, const int32_t* cs, Scale R) {
+// Pre-twiddle of the forward cores: Z[m] = (C a + S b, C b - S a) for the pair (a, b) at m.
+template <typename Scale> void forward_pre_twiddle(int32_t* x, int N, const int32_t* cs, Scale R) {
+    for (int m = 0; m < N / 2; ++m) {
+        const int64_t c = cs[2 * m], s = cs[2 * m + 1];
+        const int64_t a = x[2 * m], b = x[2 * m + 1];
+        x[2 * m] = R(c * a + s * b);
+        x[2 * m + 1] = R(c * b - s * a);
+    }
+}
+
+template <typename Scale> void forward_post_twiddle(int32_t* X, int N, const int32_t* cs, Scale R) {
     for (int i = 0; i < N / 4; ++i) {
         const int j = N / 2 - 1 - i;
         const int64_t ci = cs[2 * i], si = cs[2 * i + 1], cj = cs[2 * j], sj = cs[2 * j + 1];
@@ -168,12 +177,7 @@ void zemAacImdct_32s(int32_t* X, int N) {
 void zemAacMdct_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
-    for (int m = 0; m < N / 2; ++m) {
-        const int64_t c = t.cs[2 * m], s = t.cs[2 * m + 1];
-        const int64_t a = x[2 * m], b = x[2 * m + 1];
-        x[2 * m] = int32_t((c * a + s * b + (1 << 29)) >> 30);
-        x[2 * m + 1] = int32_t((c * b - s * a + (1 << 29)) >> 30);
-    }
+    forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
     zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
@@ -181,12 +185,7 @@ void zemAacMdct_32s(int32_t* x, int N) {
 void zemAacMdctNorm_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
-    for (int m = 0; m < N / 2; ++m) {
-        const int64_t c = t.cs[2 * m], s = t.cs[2 * m + 1];
-        const int64_t a = x[2 * m], b = x[2 * m + 1];
-        x[2 * m] = hi32(c * a + s * b);
-        x[2 * m + 1] = hi32(c * b - s * a);
-    }
+    forward_pre_twiddle(x, N, t.cs, PlainScale{});
     const int s = normalise(x, N);
     zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, PostScale{t.order - s - 3});

@@ -90,8 +90,8 @@ int decode_sf_difference(BitCursor& bc) {
     return int(leaf >> 1) - 60;
 }
 
-ZemStatus read_scale_factors(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan, Variant variant,
-                             const uint8_t* sfbCb, int16_t* sf) {
+ZemStatus read_scale_factors(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan,
+                             Variant variant, const uint8_t* sfbCb, int16_t* sf) {
     int scale = chan.global_gain, position = 0, noise = 0;
     bool firstNoise = true;
     for (int g = 0; g < f.numGroups; ++g) {
@@ -204,8 +204,10 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
 ZemStatus decode_section_values(BitCursor& bc, int cb, int32_t* out, int count) {
     const SpectralBook& book = kSpectralBooks[cb];
     if (book.dim == 4)
-        return book.hasSigns ? decode_values<4, true>(bc, cb, out, count) : decode_values<4, false>(bc, cb, out, count);
-    return book.hasSigns ? decode_values<2, true>(bc, cb, out, count) : decode_values<2, false>(bc, cb, out, count);
+        return book.hasSigns ? decode_values<4, true>(bc, cb, out, count)
+                             : decode_values<4, false>(bc, cb, out, count);
+    return book.hasSigns ? decode_values<2, true>(bc, cb, out, count)
+                         : decode_values<2, false>(bc, cb, out, count);
 }
 
 ZemStatus read_spectrum(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan, int32_t* coef) {
@@ -224,7 +226,8 @@ ZemStatus read_spectrum(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan
                 return zemStatusAacBadCodebook;
             if (cb == 0 || cb >= 13) {
                 std::memset(area + p, 0, sizeof(int32_t) * size_t(n));
-            } else if (const ZemStatus st = decode_section_values(bc, cb, area + p, n); st != zemStatusOk) {
+            } else if (const ZemStatus st = decode_section_values(bc, cb, area + p, n);
+                       st != zemStatusOk) {
                 return st;
             }
             p += n;
@@ -236,7 +239,8 @@ ZemStatus read_spectrum(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan
 }
 
 // Pulse, TNS and gain-control fields that follow the scale factors.
-ZemStatus read_tail_fields(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, int8_t* tnsCoef, Pulses& pulses) {
+ZemStatus read_tail_fields(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, int8_t* tnsCoef,
+                           Pulses& pulses) {
     chan.pulse_data_present = int32_t(bc.read(1));
     if (chan.pulse_data_present)
         if (const ZemStatus st = read_pulses(bc, f, pulses); st != zemStatusOk)
@@ -244,7 +248,8 @@ ZemStatus read_tail_fields(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, i
     chan.n_filt[0] = 0;
     chan.tns_data_present = int32_t(bc.read(1));
     if (chan.tns_data_present) {
-        const TnsFields out{chan.n_filt, chan.coef_res, chan.length, chan.order, chan.direction, tnsCoef};
+        const TnsFields out{chan.n_filt, chan.coef_res,  chan.length,
+                            chan.order,  chan.direction, tnsCoef};
         if (const ZemStatus st = read_tns_data(bc, f.eightShort, out); st != zemStatusOk)
             return st;
     }
@@ -253,8 +258,9 @@ ZemStatus read_tail_fields(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, i
 }
 
 // Sections through pulses, once the window information is known.
-ZemStatus decode_body(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, Variant variant, bool tailFields,
-                      int16_t* sf, int32_t* coef, uint8_t* sfbCb, int8_t* tnsCoef) {
+ZemStatus decode_body(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, Variant variant,
+                      bool tailFields, int16_t* sf, int32_t* coef, uint8_t* sfbCb,
+                      int8_t* tnsCoef) {
     if (const ZemStatus st = read_sections(bc, f, chan, sfbCb); st != zemStatusOk)
         return st;
     if (const ZemStatus st = read_scale_factors(bc, f, chan, variant, sfbCb, sf); st != zemStatusOk)
@@ -270,23 +276,56 @@ ZemStatus decode_body(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, Varian
     return zemStatusOk;
 }
 
-Frame frame_of(const ZemAacIcsRec& ics) {
-    return {ics.window_sequence == kEightShort, ics.max_sfb, ics.num_window_groups, ics.window_group_length,
-            nullptr, 0};
+// The window information checked, then everything after it. The low-complexity decoder
+// holds max_sfb to the band count; the general one catches sections beyond the band table
+// while decoding the spectrum.
+ZemStatus decode_frame(BitCursor& bc, Frame f, ZemAacChanRec& chan, Variant variant,
+                       bool tailFields, int16_t* sf, int32_t* coef, uint8_t* sfbCb,
+                       int8_t* tnsCoef) {
+    describe_frame(chan, f);
+    const int limit = variant == Variant::LowComplexity ? f.bands->count : 51;
+    if (f.maxSfb < 0 || f.maxSfb > limit)
+        return zemStatusAacBadMaxSfb;
+    if (!valid_groups(f))
+        return zemStatusAacBadWindowGroupCount;
+    return decode_body(bc, f, chan, variant, tailFields, sf, coef, sfbCb, tnsCoef);
 }
 
-} // namespace
-
-ZEM_API ZemStatus zemsNoiselessDecoder_LC_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t commonWindow,
-                                              ZemAacChanRec* pChan, int16_t* pSf, int32_t* pCoef,
-                                              uint8_t* pSfbCb, int8_t* pTnsCoef) {
-    if (ppStream == nullptr || pBitPos == nullptr || any_null(pChan, pSf, pCoef, pSfbCb, pTnsCoef) ||
-        *ppStream == nullptr || pChan->pIcsOfChan == nullptr)
+// The checks both decoders start with: null pointers (the decoder's own record last), the bit
+// offset, the common-window flag.
+ZemStatus check_channel_args(uint8_t** ppStream, const int32_t* pBitPos, const ZemAacChanRec* pChan,
+                             const int16_t* pSf, const int32_t* pCoef, const uint8_t* pSfbCb,
+                             const int8_t* pTnsCoef, const void* record, int32_t commonWindow) {
+    if (ppStream == nullptr || pBitPos == nullptr ||
+        any_null(pChan, pSf, pCoef, pSfbCb, pTnsCoef) || *ppStream == nullptr || record == nullptr)
         return zemStatusNullPointer;
     if (!valid_bit_pos(*pBitPos))
         return zemStatusAacBadBitOffset;
     if (commonWindow != 0 && commonWindow != 1)
         return zemStatusAacBadCommonWindow;
+    return zemStatusOk;
+}
+
+Frame frame_of(const ZemAacIcsRec& ics) {
+    return {ics.window_sequence == kEightShort,
+            ics.max_sfb,
+            ics.num_window_groups,
+            ics.window_group_length,
+            nullptr,
+            0};
+}
+
+} // namespace
+
+ZEM_API ZemStatus zemsNoiselessDecoder_LC_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                              int32_t commonWindow, ZemAacChanRec* pChan,
+                                              int16_t* pSf, int32_t* pCoef, uint8_t* pSfbCb,
+                                              int8_t* pTnsCoef) {
+    if (const ZemStatus st =
+            check_channel_args(ppStream, pBitPos, pChan, pSf, pCoef, pSfbCb, pTnsCoef,
+                               pChan == nullptr ? nullptr : pChan->pIcsOfChan, commonWindow);
+        st != zemStatusOk)
+        return st;
     if (pChan->sampling_frequency_index < 0 || pChan->sampling_frequency_index > 11)
         return zemStatusAacBadSampleRateIndex;
     if (pChan->predSfbLimit != 0)
@@ -298,31 +337,23 @@ ZEM_API ZemStatus zemsNoiselessDecoder_LC_AAC(uint8_t** ppStream, int32_t* pBitP
     chan.global_gain = int32_t(bc.read(8));
     if (commonWindow == 0)
         st = read_ics_prediction(bc, ics, 0);
-    if (st == zemStatusOk) {
-        Frame f = frame_of(ics);
-        describe_frame(chan, f);
-        if (f.maxSfb < 0 || f.maxSfb > f.bands->count)
-            st = zemStatusAacBadMaxSfb;
-        else if (!valid_groups(f))
-            st = zemStatusAacBadWindowGroupCount;
-        else
-            st = decode_body(bc, f, chan, Variant::LowComplexity, true, pSf, pCoef, pSfbCb, pTnsCoef);
-    }
+    if (st == zemStatusOk)
+        st = decode_frame(bc, frame_of(ics), chan, Variant::LowComplexity, true, pSf, pCoef, pSfbCb,
+                          pTnsCoef);
     bc.store(ppStream, pBitPos);
     return st;
 }
 
-ZEM_API ZemStatus zemsNoiselessDecode_AAC(uint8_t** ppStream, int32_t* pBitPos, ZemAacLayerMainRec* pMain,
-                                          int16_t* pSf, int32_t* pCoef, uint8_t* pSfbCb, int8_t* pTnsCoef,
-                                          ZemAacChanRec* pChan, int32_t windowSequence, int32_t maxSfb,
-                                          int32_t commonWindow, int32_t headerSource, int32_t objectType) {
-    if (ppStream == nullptr || pBitPos == nullptr || any_null(pChan, pSf, pCoef, pSfbCb, pTnsCoef) ||
-        *ppStream == nullptr || pMain == nullptr)
-        return zemStatusNullPointer;
-    if (!valid_bit_pos(*pBitPos))
-        return zemStatusAacBadBitOffset;
-    if (commonWindow != 0 && commonWindow != 1)
-        return zemStatusAacBadCommonWindow;
+ZEM_API ZemStatus zemsNoiselessDecode_AAC(uint8_t** ppStream, int32_t* pBitPos,
+                                          ZemAacLayerMainRec* pMain, int16_t* pSf, int32_t* pCoef,
+                                          uint8_t* pSfbCb, int8_t* pTnsCoef, ZemAacChanRec* pChan,
+                                          int32_t windowSequence, int32_t maxSfb,
+                                          int32_t commonWindow, int32_t headerSource,
+                                          int32_t objectType) {
+    if (const ZemStatus st = check_channel_args(ppStream, pBitPos, pChan, pSf, pCoef, pSfbCb,
+                                                pTnsCoef, pMain, commonWindow);
+        st != zemStatusOk)
+        return st;
     if (windowSequence < 0 || windowSequence > 3)
         return zemStatusAacBadWindowSequence;
     if (headerSource != 0 && headerSource != 1)
@@ -342,16 +373,13 @@ ZEM_API ZemStatus zemsNoiselessDecode_AAC(uint8_t** ppStream, int32_t* pBitPos, 
     if (commonWindow == 0 && headerSource == 0)
         st = read_ics_mp4(bc, *chan.pIcsOfChan, pMain, chan.predSfbLimit, objectType, false);
     if (st == zemStatusOk) {
-        Frame f = headerSource == 0 ? frame_of(*chan.pIcsOfChan)
-                                    : Frame{windowSequence == kEightShort, maxSfb, pMain->num_window_groups,
-                                            pMain->window_group_length, nullptr, 0};
-        describe_frame(chan, f);
-        if (f.maxSfb < 0 || f.maxSfb > 51)
-            st = zemStatusAacBadMaxSfb;
-        else if (!valid_groups(f))
-            st = zemStatusAacBadWindowGroupCount;
-        else
-            st = decode_body(bc, f, chan, Variant::General, headerSource == 0, pSf, pCoef, pSfbCb, pTnsCoef);
+        const Frame f =
+            headerSource == 0
+                ? frame_of(*chan.pIcsOfChan)
+                : Frame{windowSequence == kEightShort, maxSfb,  pMain->num_window_groups,
+                        pMain->window_group_length,    nullptr, 0};
+        st = decode_frame(bc, f, chan, Variant::General, headerSource == 0, pSf, pCoef, pSfbCb,
+                          pTnsCoef);
     }
     bc.store(ppStream, pBitPos);
     return st;

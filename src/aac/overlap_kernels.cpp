@@ -14,8 +14,8 @@ int16_t to_pcm(int32_t sum) { return sat16(int64_t(wrap_add(sum, 4) >> 3)); }
 
 // The compact output unfolds quarter by quarter: y[n] = X[n] and y[1023 - n] = -X[n] for
 // n < 512; y[1024 + n] = X[512 + n] and y[2047 - n] = X[512 + n] for n < 512.
-void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall, int16_t* pcm,
-                      int dstStep) {
+void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                      int16_t* pcm, int dstStep) {
     for (int n = 0; n < 512; ++n)
         pcm[n * dstStep] = to_pcm(wrap_add(windowed(rise[n], X[n]), overlap[n]));
     for (int n = 512; n < 1024; ++n)
@@ -26,8 +26,8 @@ void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, c
         overlap[n] = windowed(fall[1023 - n], X[1535 - n]);
 }
 
-void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall, int16_t* pcm,
-                    int) {
+void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                    int16_t* pcm, int) {
     using namespace simd;
     const I32x4 zero = splat(0), round = splat(4);
     for (int n = 0; n < 1024; n += 8) {

@@ -93,8 +93,7 @@ ZemStatus check_pns(const PnsArgs& a) {
 }
 
 // Runs over every noise band of every window; `generator(g, b)` picks the state to draw from.
-template <typename Generator>
-void substitute(const PnsArgs& a, Generator&& generator) {
+template <typename Generator> void substitute(const PnsArgs& a, Generator&& generator) {
     const SwbTable& bands = swb_table(a.sfIndex, a.winLen);
     int window = 0;
     for (int g = 0; g < a.numWinGrp; ++g) {
@@ -105,8 +104,8 @@ void substitute(const PnsArgs& a, Generator&& generator) {
                 if (a.numWinGrp == 1)
                     a.ltpUsed[b + 1] = 0;
                 const int lo = bands.offset[b];
-                fill_noise(a.spec + window * a.winLen + lo, bands.offset[b + 1] - lo, generator(g, b),
-                           uint16_t(a.sf[window * a.maxSfb + b]));
+                fill_noise(a.spec + window * a.winLen + lo, bands.offset[b + 1] - lo,
+                           generator(g, b), uint16_t(a.sf[window * a.maxSfb + b]));
             }
         }
     }
@@ -123,19 +122,22 @@ ZEM_API ZemStatus zemsDecodePNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, con
                                         const int16_t* pSf, int32_t maxSfb, int32_t numWinGrp,
                                         const int32_t* pWinGrpLen, int32_t sfIndex, int32_t winLen,
                                         uint32_t* pSeed) {
-    const PnsArgs a{pSrcDst, pLtpUsed, pSfbCb, pSf, maxSfb, numWinGrp, pWinGrpLen, sfIndex, winLen, pSeed};
+    const PnsArgs a{pSrcDst,   pLtpUsed,   pSfbCb,  pSf,    maxSfb,
+                    numWinGrp, pWinGrpLen, sfIndex, winLen, pSeed};
     if (const ZemStatus st = check_pns(a); st != 0)
         return st;
     substitute(a, [&](int, int) -> uint32_t& { return *pSeed; });
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, const uint8_t* pSfbCb,
-                                          const int16_t* pSf, int32_t maxSfb, int32_t numWinGrp,
-                                          const int32_t* pWinGrpLen, int32_t sfIndex, int32_t winLen,
-                                          uint32_t* pSeed, int32_t channel, const uint8_t* pMsUsedRows,
+ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed,
+                                          const uint8_t* pSfbCb, const int16_t* pSf, int32_t maxSfb,
+                                          int32_t numWinGrp, const int32_t* pWinGrpLen,
+                                          int32_t sfIndex, int32_t winLen, uint32_t* pSeed,
+                                          int32_t channel, const uint8_t* pMsUsedRows,
                                           uint32_t* pNoiseSeeds) {
-    const PnsArgs a{pSrcDst, pLtpUsed, pSfbCb, pSf, maxSfb, numWinGrp, pWinGrpLen, sfIndex, winLen, pSeed};
+    const PnsArgs a{pSrcDst,   pLtpUsed,   pSfbCb,  pSf,    maxSfb,
+                    numWinGrp, pWinGrpLen, sfIndex, winLen, pSeed};
     if (const ZemStatus st = check_pns(a); st != 0)
         return st;
     uint32_t copy = 0;

@@ -44,7 +44,8 @@ constexpr PowTables kPow = make_pow_tables();
 constexpr int32_t kInvQuarterQ31[4] = {2147483647, 1805811301, 1518500250, 1276901417};
 // 2^(1/3), 1, 2^(2/3) twice, in Q30/Q31, and the exponents that go with them, by the
 // normalisation count c = 1..6 of the polynomial path.
-constexpr int32_t kCbrtGain[7] = {0, 1352829926, 2147483647, 1704458900, 1352829926, 2147483647, 1704458900};
+constexpr int32_t kCbrtGain[7] = {0,          1352829926, 2147483647, 1704458900,
+                                  1352829926, 2147483647, 1704458900};
 constexpr int kCbrtExp[7] = {0, 13, 15, 16, 17, 19, 20};
 
 int32_t shr_clamped(int32_t v, int shift) {
@@ -73,8 +74,8 @@ int32_t pow43_poly(int32_t ax, int& n) {
         m <<= 1;
         c += 1;
     }
-    constexpr int32_t kPoly[] = {1445956062, -2036421417, 1707815404, -991941369, 535739478, 127541088,
-                                 -1613111};
+    constexpr int32_t kPoly[] = {1445956062, -2036421417, 1707815404, -991941369,
+                                 535739478,  127541088,   -1613111};
     int32_t a = -457633446;
     for (int32_t coef : kPoly)
         a = wrap_add(mul_hi32(a, m), coef);
@@ -121,16 +122,12 @@ using namespace zem;
 using namespace zem::aac;
 
 ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, int32_t numWinGrp,
-                                         const int32_t* pWinGrpLen, int32_t maxSfb, const uint8_t* pSfbCb,
-                                         int32_t sfIndex, int32_t winLen) {
+                                         const int32_t* pWinGrpLen, int32_t maxSfb,
+                                         const uint8_t* pSfbCb, int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcDst, pSf, pWinGrpLen, pSfbCb))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_grouping(winLen, numWinGrp); st != 0)
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != zemStatusOk)
         return st;
-    if (maxSfb < 0 || maxSfb > 51)
-        return zemStatusAacBadMaxSfb;
-    if (sfIndex < 0 || sfIndex > 11)
-        return zemStatusAacBadSampleRateIndex;
     const SwbTable& bands = swb_table(sfIndex, winLen);
     if (maxSfb > bands.count)
         return zemStatusAacBadMaxSfb;
@@ -140,33 +137,34 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
     // built again only when the scale factor changes.
     int32_t small[16] = {};
     int tableSf = -1;
-    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb, [&](int g, int b, int first, int count) {
-        const int idx = g * maxSfb + b;
-        if (status != zemStatusOk || is_unquantised(pSfbCb[idx]))
-            return;
-        const int s = pSf[idx] - 100;
-        const int e = (s + 3) >> 2;
-        const int r = 4 * e - s;
-        if (pSf[idx] != tableSf) {
-            tableSf = pSf[idx];
-            for (int32_t ax = 1; ax < 16; ++ax)
-                small[ax] = dequantise(ax, e, r);
-        }
-        for (int i = first; i < first + count; ++i) {
-            const int32_t x = pSrcDst[i];
-            const int32_t sign = x >> 31;
-            const int32_t ax = wrap_sub(x ^ sign, sign);
-            int32_t y;
-            if (uint32_t(ax) < 16u) {
-                y = small[ax];
-            } else if (ax > 8191 || ax < 0) {
-                status = zemStatusAacBadSpectralValue;
-                return;
-            } else {
-                y = dequantise(ax, e, r);
-            }
-            pSrcDst[i] = wrap_sub(y ^ sign, sign);
-        }
-    });
+    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
+                          [&](int g, int b, int first, int count) {
+                              const int idx = g * maxSfb + b;
+                              if (status != zemStatusOk || is_unquantised(pSfbCb[idx]))
+                                  return;
+                              const int s = pSf[idx] - 100;
+                              const int e = (s + 3) >> 2;
+                              const int r = 4 * e - s;
+                              if (pSf[idx] != tableSf) {
+                                  tableSf = pSf[idx];
+                                  for (int32_t ax = 1; ax < 16; ++ax)
+                                      small[ax] = dequantise(ax, e, r);
+                              }
+                              for (int i = first; i < first + count; ++i) {
+                                  const int32_t x = pSrcDst[i];
+                                  const int32_t sign = x >> 31;
+                                  const int32_t ax = wrap_sub(x ^ sign, sign);
+                                  int32_t y;
+                                  if (uint32_t(ax) < 16u) {
+                                      y = small[ax];
+                                  } else if (ax > 8191 || ax < 0) {
+                                      status = zemStatusAacBadSpectralValue;
+                                      return;
+                                  } else {
+                                      y = dequantise(ax, e, r);
+                                  }
+                                  pSrcDst[i] = wrap_sub(y ^ sign, sign);
+                              }
+                          });
     return status;
 }

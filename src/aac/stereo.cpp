@@ -11,13 +11,9 @@ namespace {
 constexpr int kMsRow = 60; // bytes per group row of M/S flags
 
 // round(2^30 2^(k/4)) for k = first, first + step, ...
-template <int Count>
-struct QuarterPowers {
-    int32_t v[Count];
-};
+template <int Count> struct QuarterPowers { int32_t v[Count]; };
 
-template <int Count>
-constexpr QuarterPowers<Count> quarter_powers(int first, int step) {
+template <int Count> constexpr QuarterPowers<Count> quarter_powers(int first, int step) {
     QuarterPowers<Count> t{};
     for (int i = 0; i < Count; ++i)
         t.v[i] = int32_t(cmath::round_to_int(1073741824.0 * cmath::pow2_quarter(first + step * i)));
@@ -42,16 +38,6 @@ int32_t intensity_scale(int32_t L, int p) {
     return mul_hi32(kIsGainUp.v[q & 3], shift >= 32 ? 0 : wrap_shl(L, shift));
 }
 
-ZemStatus check_bands(int32_t winLen, int32_t numWinGrp, int32_t maxSfb, int32_t sfIndex) {
-    if (const ZemStatus st = check_grouping(winLen, numWinGrp); st != 0)
-        return st;
-    if (maxSfb < 0 || maxSfb > 51)
-        return zemStatusAacBadMaxSfb;
-    if (sfIndex < 0 || sfIndex > 11)
-        return zemStatusAacBadSampleRateIndex;
-    return zemStatusOk;
-}
-
 } // namespace
 
 } // namespace zem::aac
@@ -59,10 +45,11 @@ ZemStatus check_bands(int32_t winLen, int32_t numWinGrp, int32_t maxSfb, int32_t
 using namespace zem;
 using namespace zem::aac;
 
-ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR, int32_t msMaskPresent,
-                                               const uint8_t* pMsUsedRows, uint8_t* pSfbCb, int32_t numWinGrp,
-                                               const int32_t* pWinGrpLen, int32_t maxSfb, int32_t sfIndex,
-                                               int32_t winLen) {
+ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR,
+                                               int32_t msMaskPresent, const uint8_t* pMsUsedRows,
+                                               uint8_t* pSfbCb, int32_t numWinGrp,
+                                               const int32_t* pWinGrpLen, int32_t maxSfb,
+                                               int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcDstL, pSrcDstR, pMsUsedRows, pSfbCb, pWinGrpLen))
         return zemStatusNullPointer;
     if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != 0)
@@ -73,27 +60,30 @@ ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcD
     if (maxSfb > bands.count)
         return zemStatusAacBadMaxSfb;
 
-    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb, [&](int g, int b, int first, int count) {
-        uint8_t& cb = pSfbCb[g * maxSfb + b];
-        const bool used = pMsUsedRows[g * kMsRow + b] != 0;
-        if (cb == 14 || cb == 15) {
-            // An M/S flag on an intensity band inverts the intensity direction instead.
-            if (msMaskPresent == 1 && used)
-                cb = cb == 14 ? 15 : 14;
-            return;
-        }
-        if ((msMaskPresent == 2 || used) && cb != 13)
-            for (int i = first; i < first + count; ++i) {
-                const int32_t l = pSrcDstL[i], r = pSrcDstR[i];
-                pSrcDstL[i] = wrap_add(l, r);
-                pSrcDstR[i] = wrap_sub(l, r);
-            }
-    });
+    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
+                          [&](int g, int b, int first, int count) {
+                              uint8_t& cb = pSfbCb[g * maxSfb + b];
+                              const bool used = pMsUsedRows[g * kMsRow + b] != 0;
+                              if (cb == 14 || cb == 15) {
+                                  // An M/S flag on an intensity band inverts the intensity
+                                  // direction instead.
+                                  if (msMaskPresent == 1 && used)
+                                      cb = cb == 14 ? 15 : 14;
+                                  return;
+                              }
+                              if ((msMaskPresent == 2 || used) && cb != 13)
+                                  for (int i = first; i < first + count; ++i) {
+                                      const int32_t l = pSrcDstL[i], r = pSrcDstR[i];
+                                      pSrcDstL[i] = wrap_add(l, r);
+                                      pSrcDstR[i] = wrap_sub(l, r);
+                                  }
+                          });
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR, const int16_t* pSf,
-                                             const uint8_t* pSfbCb, int32_t numWinGrp, const int32_t* pWinGrpLen,
+ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR,
+                                             const int16_t* pSf, const uint8_t* pSfbCb,
+                                             int32_t numWinGrp, const int32_t* pWinGrpLen,
                                              int32_t maxSfb, int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcL, pDstR, pSf, pSfbCb, pWinGrpLen))
         return zemStatusNullPointer;
@@ -103,16 +93,17 @@ ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDst
     if (maxSfb > bands.count)
         return zemStatusAacBadMaxSfb;
 
-    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb, [&](int g, int b, int first, int count) {
-        const int idx = g * maxSfb + b;
-        const int cb = pSfbCb[idx];
-        if (cb != 14 && cb != 15)
-            return;
-        const int p = pSf[idx];
-        for (int i = first; i < first + count; ++i) {
-            const int32_t r = intensity_scale(pSrcL[i], p);
-            pDstR[i] = cb == 14 ? wrap_neg(r) : r;
-        }
-    });
+    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
+                          [&](int g, int b, int first, int count) {
+                              const int idx = g * maxSfb + b;
+                              const int cb = pSfbCb[idx];
+                              if (cb != 14 && cb != 15)
+                                  return;
+                              const int p = pSf[idx];
+                              for (int i = first; i < first + count; ++i) {
+                                  const int32_t r = intensity_scale(pSrcL[i], p);
+                                  pDstR[i] = cb == 14 ? wrap_neg(r) : r;
+                              }
+                          });
     return zemStatusOk;
 }

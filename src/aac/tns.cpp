@@ -123,11 +123,12 @@ ZemStatus apply_tns(const TnsArgs& a, bool decode) {
                 const bool downward = *dir++ == 1;
                 int32_t lpc[kMaxOrder + 1];
                 const int e = direct_form(k, order, lpc);
-                const int start = bands.offset[std::min(bottom, limit)], end = bands.offset[std::min(top, limit)];
+                const int start = bands.offset[std::min(bottom, limit)],
+                          end = bands.offset[std::min(top, limit)];
                 int32_t* base = a.spec + (isShort ? 128 * w : 0);
                 if (end > start)
-                    run_filter(downward ? base + end - 1 : base + start, end - start, downward ? -1 : 1, lpc,
-                               order, e, decode);
+                    run_filter(downward ? base + end - 1 : base + start, end - start,
+                               downward ? -1 : 1, lpc, order, e, decode);
             }
             top = bottom;
         }
@@ -158,12 +159,15 @@ ZemStatus check_bands(const TnsArgs& a) {
 using namespace zem;
 using namespace zem::aac;
 
-ZEM_API ZemStatus zemsDecodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt, const int32_t* pRegionLen,
-                                          const int32_t* pOrder, const int32_t* pCoefRes, const int8_t* pCoef,
-                                          const int32_t* pDirection, int32_t maxSfb, int32_t reserved,
-                                          int32_t samplingFreqIndex, int32_t winLen) {
+ZEM_API ZemStatus zemsDecodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt,
+                                          const int32_t* pRegionLen, const int32_t* pOrder,
+                                          const int32_t* pCoefRes, const int8_t* pCoef,
+                                          const int32_t* pDirection, int32_t maxSfb,
+                                          int32_t reserved, int32_t samplingFreqIndex,
+                                          int32_t winLen) {
     (void)reserved;
-    const TnsArgs a{pSrcDst, pNumFilt, pRegionLen, pOrder, pCoefRes, pCoef, pDirection, maxSfb, samplingFreqIndex, winLen};
+    const TnsArgs a{pSrcDst,    pNumFilt, pRegionLen,        pOrder, pCoefRes, pCoef,
+                    pDirection, maxSfb,   samplingFreqIndex, winLen};
     if (const ZemStatus st = check_tns(a); st != 0)
         return st;
     if (const ZemStatus st = check_bands(a); st != 0)
@@ -171,11 +175,13 @@ ZEM_API ZemStatus zemsDecodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumF
     return apply_tns(a, true);
 }
 
-ZEM_API ZemStatus zemsEncodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt, const int32_t* pRegionLen,
-                                          const int32_t* pOrder, const int32_t* pCoefRes, const int8_t* pCoef,
+ZEM_API ZemStatus zemsEncodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt,
+                                          const int32_t* pRegionLen, const int32_t* pOrder,
+                                          const int32_t* pCoefRes, const int8_t* pCoef,
                                           const int32_t* pDirection, int32_t maxSfb, int32_t mode,
                                           int32_t samplingFreqIndex, int32_t winLen) {
-    const TnsArgs a{pSrcDst, pNumFilt, pRegionLen, pOrder, pCoefRes, pCoef, pDirection, maxSfb, samplingFreqIndex, winLen};
+    const TnsArgs a{pSrcDst,    pNumFilt, pRegionLen,        pOrder, pCoefRes, pCoef,
+                    pDirection, maxSfb,   samplingFreqIndex, winLen};
     if (const ZemStatus st = check_tns(a); st != 0)
         return st;
     if (mode != 1)

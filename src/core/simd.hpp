@@ -11,7 +11,9 @@ struct I32x4 {
     __m128i v;
 };
 
-inline I32x4 load(const int32_t* p) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))}; }
+inline I32x4 load(const int32_t* p) {
+    return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
+}
 inline void store(int32_t* p, I32x4 a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
 inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
@@ -27,7 +29,8 @@ inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1,
 // bits 31 and up of the result by w << 1.
 inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
     const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w.v, y.v), 31);
-    const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(w.v, 32), _mm_srli_epi64(y.v, 32)), 31);
+    const __m128i odd =
+        _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(w.v, 32), _mm_srli_epi64(y.v, 32)), 31);
     const __m128i low = _mm_set_epi32(0, -1, 0, -1);
     const I32x4 r{_mm_or_si128(_mm_and_si128(even, low), _mm_slli_epi64(odd, 32))};
     return r - (sar(y, 31) & shl(w, 1));

@@ -5,12 +5,13 @@
 // whole stream (in dB, bands at least 60 dB below full scale left out).
 //
 // usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]
-// prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB> band_stream_max=<dB>]
+// prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB>
+// band_stream_max=<dB>]
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstdint>
 #include <cstdio>
-#include <complex>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -31,7 +32,10 @@ bool read_wav(const char* path, Pcm& out) {
     const std::vector<uint8_t> b{std::istreambuf_iterator<char>(f), {}};
     if (b.size() < 12 || std::memcmp(b.data(), "RIFF", 4) != 0)
         return false;
-    auto le32 = [&](std::size_t i) { return uint32_t(b[i]) | uint32_t(b[i + 1]) << 8 | uint32_t(b[i + 2]) << 16 | uint32_t(b[i + 3]) << 24; };
+    auto le32 = [&](std::size_t i) {
+        return uint32_t(b[i]) | uint32_t(b[i + 1]) << 8 | uint32_t(b[i + 2]) << 16 |
+               uint32_t(b[i + 3]) << 24;
+    };
     for (std::size_t i = 12; i + 8 <= b.size();) {
         const uint32_t size = le32(i + 4);
         if (std::memcmp(&b[i], "fmt ", 4) == 0)
@@ -58,14 +62,20 @@ class BlockEnergies {
         // X[k] = Re(e^(-i pi n0 (2k + 1) / N) FFT(x w e^(-i pi n / N))[k]), N = 2048, n0 = 512.5.
         std::vector<std::complex<double>> z(2048);
         for (std::size_t n = 0; n < 2048; ++n) {
-            const double v = start + n < frames ? p.samples[(start + n) * std::size_t(p.channels) + std::size_t(ch)] : 0.0;
-            z[n] = v * std::sin(M_PI * (double(n) + 0.5) / 2048.0) * std::polar(1.0, -M_PI * double(n) / 2048.0);
+            const double v =
+                start + n < frames
+                    ? p.samples[(start + n) * std::size_t(p.channels) + std::size_t(ch)]
+                    : 0.0;
+            z[n] = v * std::sin(M_PI * (double(n) + 0.5) / 2048.0) *
+                   std::polar(1.0, -M_PI * double(n) / 2048.0);
         }
         fft(z);
         std::vector<double> e(std::size_t(bands.count), 0.0);
         for (int b = 0; b < bands.count; ++b)
             for (int k = bands.offset[b]; k < bands.offset[b + 1]; ++k) {
-                const double v = (std::polar(1.0, -M_PI * 512.5 * (2.0 * k + 1.0) / 2048.0) * z[std::size_t(k)]).real();
+                const double v =
+                    (std::polar(1.0, -M_PI * 512.5 * (2.0 * k + 1.0) / 2048.0) * z[std::size_t(k)])
+                        .real();
                 e[std::size_t(b)] += v * v;
             }
         return e;
@@ -100,7 +110,8 @@ class BlockEnergies {
 
 int main(int argc, char** argv) {
     if (argc < 3) {
-        std::fprintf(stderr, "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]\n");
+        std::fprintf(stderr,
+                     "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]\n");
         return 2;
     }
     long skip = 0;
@@ -117,7 +128,9 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::size_t ch = std::size_t(a.channels);
-    r.samples.erase(r.samples.begin(), r.samples.begin() + std::min<std::size_t>(r.samples.size(), std::size_t(skip) * ch));
+    r.samples.erase(r.samples.begin(),
+                    r.samples.begin() +
+                        std::min<std::size_t>(r.samples.size(), std::size_t(skip) * ch));
     const std::size_t frames = std::min(a.samples.size(), r.samples.size()) / ch;
     double sum = 0;
     long count = 0, worst = 0;
@@ -129,7 +142,8 @@ int main(int argc, char** argv) {
         worst = std::max<long>(worst, std::labs(long(x) - long(y)));
         ++count;
     }
-    std::printf("rms=%.3f max=%ld samples=%ld", count ? std::sqrt(sum / double(count)) : 0.0, worst, count);
+    std::printf("rms=%.3f max=%ld samples=%ld", count ? std::sqrt(sum / double(count)) : 0.0, worst,
+                count);
     if (sfi >= 0 && sfi < 12) {
         const zem::aac::SwbTable& bands = zem::aac::swb_long(sfi);
         const double floor = 1024.0 * 32768.0 * 32768.0 * 1e-6; // 60 dB below a full-scale band
@@ -150,11 +164,15 @@ int main(int argc, char** argv) {
         double streamMax = 0;
         for (std::size_t i = 0; i < ta.size(); ++i)
             if (std::max(ta[i], tr[i]) > floor * double(frames / 1024))
-                streamMax = std::max(streamMax, std::fabs(10 * std::log10((ta[i] + 1) / (tr[i] + 1))));
+                streamMax =
+                    std::max(streamMax, std::fabs(10 * std::log10((ta[i] + 1) / (tr[i] + 1))));
         std::sort(perFrame.begin(), perFrame.end());
-        auto pct = [&](double q) { return perFrame.empty() ? 0.0 : perFrame[std::size_t(q * double(perFrame.size() - 1))]; };
-        std::printf(" band_frame_p50=%.3f band_frame_p95=%.3f band_frame_max=%.3f band_stream_max=%.3f", pct(0.5), pct(0.95),
-                    pct(1.0), streamMax);
+        auto pct = [&](double q) {
+            return perFrame.empty() ? 0.0 : perFrame[std::size_t(q * double(perFrame.size() - 1))];
+        };
+        std::printf(
+            " band_frame_p50=%.3f band_frame_p95=%.3f band_frame_max=%.3f band_stream_max=%.3f",
+            pct(0.5), pct(0.95), pct(1.0), streamMax);
     }
     std::printf("\n");
     return 0;

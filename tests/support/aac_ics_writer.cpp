@@ -158,7 +158,8 @@ void write_aac_channel(BitBuilder& b, const AacChannel& ch) {
             const int end = start + s.length;
             if (s.cb >= 1 && s.cb <= 11) {
                 const int dim = zem::aac::kSpectralBooks[s.cb].dim;
-                for (int i = bands.offset[start] * groups[g]; i < bands.offset[end] * groups[g]; i += dim)
+                for (int i = bands.offset[start] * groups[g]; i < bands.offset[end] * groups[g];
+                     i += dim)
                     write_codeword(b, s.cb, area + i);
             }
             start = end;
@@ -167,8 +168,8 @@ void write_aac_channel(BitBuilder& b, const AacChannel& ch) {
     }
 }
 
-AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort, const std::vector<int>& books,
-                              bool withPulsesAndTns) {
+AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
+                              const std::vector<int>& books, bool withPulsesAndTns) {
     auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
     AacChannel ch;
     ch.sfIndex = sfIndex;
@@ -186,7 +187,8 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort, c
     for (int g : groups) {
         std::vector<AacSection> sections;
         for (int k = 0; k < ch.maxSfb;) {
-            const AacSection s{books[std::size_t(pick(0, int(books.size()) - 1))], pick(1, ch.maxSfb - k)};
+            const AacSection s{books[std::size_t(pick(0, int(books.size()) - 1))],
+                               pick(1, ch.maxSfb - k)};
             sections.push_back(s);
             for (int band = k; band < k + s.length; ++band) {
                 int v = 0;
@@ -204,8 +206,10 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort, c
                 } else if (s.cb == 14 || s.cb == 15) {
                     v = pick(-100, 100);
                 } else if (s.cb == 13) {
-                    noise = firstNoise ? pick(std::max(0, ch.globalGain - 346), std::min(255, ch.globalGain + 165))
-                                       : noise + pick(std::max(-60, -noise), std::min(60, 255 - noise));
+                    noise = firstNoise
+                                ? pick(std::max(0, ch.globalGain - 346),
+                                       std::min(255, ch.globalGain + 165))
+                                : noise + pick(std::max(-60, -noise), std::min(60, 255 - noise));
                     firstNoise = false;
                     v = noise;
                 }

@@ -36,9 +36,9 @@ struct AacChannel {
     bool pulsesPresent = false;
     AacPulses pulses;
     bool tnsPresent = false;
-    std::vector<int> tnsCoefRes;                    // per window
-    std::vector<std::vector<AacTnsFilter>> tns;     // per window
-    std::vector<int32_t> coef;                      // 1024 values in bit-stream order, before pulses
+    std::vector<int> tnsCoefRes;                // per window
+    std::vector<std::vector<AacTnsFilter>> tns; // per window
+    std::vector<int32_t> coef;                  // 1024 values in bit-stream order, before pulses
 };
 
 // Window groups of a grouping value (eight-short) or the single long group.
@@ -53,7 +53,7 @@ void write_aac_sf_difference(BitBuilder& b, int d);
 // A random valid channel: sections with codebooks from `books`, values within each codebook's
 // range (codebook 11 with escapes up to 8191), scale factors within range, optionally pulses
 // and TNS. sfIndex selects the band tables.
-AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort, const std::vector<int>& books,
-                              bool withPulsesAndTns);
+AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
+                              const std::vector<int>& books, bool withPulsesAndTns);
 
 } // namespace zemtest
