@@ -53,6 +53,13 @@ class Decoder {
     void set_layout(const AacLayout& layout) {
         if (started_ && layout.channels != layout_.channels)
             return; // keep the output format of the first frame
+        if (layout.channels > kMaxChannels) {
+            if (!wideReported_)
+                say(log_, "error: a program config element with %d channels (at most %d are decoded) is ignored\n",
+                    layout.channels, kMaxChannels);
+            wideReported_ = true;
+            return;
+        }
         layout_ = layout;
         haveLayout_ = true;
     }
@@ -80,6 +87,7 @@ class Decoder {
     bool haveLayout_ = false;
     bool started_ = false;
     bool cceReported_ = false;
+    bool wideReported_ = false;
     long frame_ = 0;
     std::size_t offset_ = 0;
     ChannelState state_[kMaxChannels] = {};
