@@ -13,7 +13,10 @@ constexpr std::size_t kPadding = 3;
 
 class PaddedInput {
   public:
-    PaddedInput(const uint8_t* data, std::size_t size) : bytes_(size + kPadding, 0), size_(size) {
+    // minSize: parsers without a length limit (an element within a frame) read as far as the
+    // largest element reaches; the zeros after the data keep them inside the buffer.
+    PaddedInput(const uint8_t* data, std::size_t size, std::size_t minSize = 0)
+        : bytes_((size > minSize ? size : minSize) + kPadding, 0), size_(size) {
         if (size > 0)
             std::memcpy(bytes_.data(), data, size);
     }

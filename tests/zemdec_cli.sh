@@ -18,8 +18,14 @@ expect() { # expect STATUS DESCRIPTION -- COMMAND...
 }
 expect 0 "--help" -- "${zemdec[@]}" --help
 grep -q 'usage: zemdec' "$tmp/out" || { echo "FAIL: --help prints no usage"; fail=1; }
-expect 0 "bundled samples" -- "${zemdec[@]}"
+pushd "$tmp" > /dev/null; expect 0 "bundled samples" -- "${zemdec[@]}"; popd > /dev/null
 grep -q '^summary: ' "$tmp/out" || { echo "FAIL: no summary line"; fail=1; }
+[ "$(head -c 4 "$tmp/tone_stereo_44k.wav")" = RIFF ] || { echo "FAIL: bundled sample not decoded to WAV"; fail=1; }
+expect 0 "decode to a file" -- "${zemdec[@]}" "$samples/tone_stereo_44k.aac" "$tmp/a.wav"
+# A pipe cannot be rewound: the header keeps the largest sizes; the audio equals the file's.
+"${zemdec[@]}" "$samples/tone_stereo_44k.aac" - 2> "$tmp/err" | cat > "$tmp/piped.wav"
+[ "$(od -An -tx1 -j40 -N4 "$tmp/piped.wav" | tr -d ' ')" = ffffffff ] || { echo "FAIL: piped data size"; fail=1; }
+cmp -s <(tail -c +45 "$tmp/a.wav") <(tail -c +45 "$tmp/piped.wav") || { echo "FAIL: piped audio differs"; fail=1; }
 expect 0 "--info on a sample" -- "${zemdec[@]}" --info "$samples/tone_stereo_44k.aac"
 grep -q 'frame 0 @0: 44100 Hz, channel config 2, LC' "$tmp/out" || { echo "FAIL: first frame line"; fail=1; }
 expect 2 "unknown option" -- "${zemdec[@]}" --bogus
@@ -29,6 +35,14 @@ expect 2 "not AAC" -- "${zemdec[@]}" --info "$tmp/noise.bin"
 head -c 10000 "$samples/tone_stereo_44k.aac" > "$tmp/cut.aac"
 expect 1 "truncated" -- "${zemdec[@]}" --info "$tmp/cut.aac"
 grep -q 'truncated' "$tmp/out" || { echo "FAIL: truncation not reported"; fail=1; }
+expect 1 "decode truncated" -- "${zemdec[@]}" "$tmp/cut.aac" "$tmp/cut.wav"
+grep -q 'error: frame .* at offset .* is truncated' "$tmp/out" || { echo "FAIL: truncated decode not reported"; fail=1; }
+expect 2 "decode not AAC" -- "${zemdec[@]}" "$tmp/noise.bin" "$tmp/noise.wav"
+# Corrupt bytes inside frames: reported, concealed, and decoding goes on to the end.
+cp "$samples/tone_stereo_44k.aac" "$tmp/bad.aac"
+printf '\x55\xaa\x55\xaa\x55\xaa\x55\xaa' | dd of="$tmp/bad.aac" bs=1 seek=4000 conv=notrunc 2> /dev/null
+expect 1 "decode corrupted" -- "${zemdec[@]}" "$tmp/bad.aac" "$tmp/bad.wav"
+[ "$(stat -c %s "$tmp/bad.wav")" = "$(stat -c %s "$tmp/a.wav")" ] || { echo "FAIL: concealment changed the length"; fail=1; }
 { head -c 5000 "$samples/tone_stereo_44k.aac"; printf 'garbage!'; tail -c +5001 "$samples/tone_stereo_44k.aac"; } > "$tmp/junk.aac"
 expect 1 "garbage between frames" -- "${zemdec[@]}" --info "$tmp/junk.aac"
 grep -q 'skipped .* bytes of non-ADTS data at offset' "$tmp/out" || { echo "FAIL: garbage not reported"; fail=1; }

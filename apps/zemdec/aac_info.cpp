@@ -17,15 +17,6 @@ const char* const kProfiles[4] = {"Main", "LC", "SSR", "LTP"};
 // most 46 + 225 + 115 + 7 + 8 + 2040 bits: 16 PCEs stay below 5.3 KB.
 constexpr std::size_t kMaxAdifHeaderBytes = 6144;
 
-void say(std::FILE* out, const char* fmt, ...) {
-    if (out == nullptr)
-        return;
-    va_list args;
-    va_start(args, fmt);
-    std::vfprintf(out, fmt, args);
-    va_end(args);
-}
-
 // An ADTS header can start here: syncword 0xFFF and layer 0.
 bool adts_sync_at(const uint8_t* p) { return p[0] == 0xFF && (p[1] & 0xF6) == 0xF0; }
 

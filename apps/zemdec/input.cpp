@@ -1,6 +1,8 @@
 #include "input.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -21,11 +23,25 @@ bool load_file(const std::string& path, Buffer& out, std::string& error) {
         error = path + ": " + std::strerror(errno);
         return false;
     }
-    std::vector<uint8_t> data;
-    uint8_t chunk[65536];
-    std::size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
-        data.insert(data.end(), chunk, chunk + n);
+    // Read straight into the buffer, sized from the file's length where it has one.
+    std::vector<uint8_t>& bytes = out.bytes;
+    bytes.clear();
+    if (f != stdin && std::fseek(f, 0, SEEK_END) == 0) {
+        const long length = std::ftell(f);
+        if (length > 0)
+            bytes.reserve(std::size_t(length) + kReadPadding + 1);
+        std::rewind(f);
+    }
+    std::size_t size = 0;
+    for (;;) {
+        if (bytes.capacity() < size + 65536)
+            bytes.reserve(std::max(2 * bytes.capacity(), size + 65536));
+        bytes.resize(bytes.capacity());
+        const std::size_t n = std::fread(bytes.data() + size, 1, bytes.size() - size, f);
+        if (n == 0)
+            break;
+        size += n;
+    }
     const bool failed = std::ferror(f) != 0;
     if (f != stdin)
         std::fclose(f);
@@ -33,8 +49,19 @@ bool load_file(const std::string& path, Buffer& out, std::string& error) {
         error = path + ": read error";
         return false;
     }
-    out = make_buffer(data.data(), data.size());
+    bytes.resize(size + kReadPadding);
+    std::fill(bytes.begin() + std::ptrdiff_t(size), bytes.end(), uint8_t(0));
+    out.size = size;
     return true;
+}
+
+void say(std::FILE* out, const char* fmt, ...) {
+    if (out == nullptr)
+        return;
+    va_list args;
+    va_start(args, fmt);
+    std::vfprintf(out, fmt, args);
+    va_end(args);
 }
 
 std::size_t id3v2_length(const uint8_t* d, std::size_t size) {

@@ -3,13 +3,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 namespace zemdec {
 
-// The bit readers fetch up to three bytes past the last bit they consume; keep more than that.
-constexpr std::size_t kReadPadding = 16;
+// The bit readers fetch up to three bytes past the last bit they consume, and the element
+// parsers know no frame end: in a damaged frame they can run as far as the largest element
+// reaches (a channel pair with escapes on every line, a data stream element) before the
+// decoder sees the end of the frame. The zero padding keeps all of that inside the buffer.
+constexpr std::size_t kReadPadding = 32768;
 
 struct Buffer {
     std::vector<uint8_t> bytes; // size() == data size + kReadPadding, padding zeroed
@@ -19,6 +23,9 @@ struct Buffer {
 
 Buffer make_buffer(const uint8_t* data, std::size_t size);
 bool load_file(const std::string& path, Buffer& out, std::string& error);
+
+// printf to out, or nothing when out is null (quiet runs, fuzzing).
+void say(std::FILE* out, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
 // Length of an ID3v2 tag (header, body and footer) at the start of data, or 0.
 std::size_t id3v2_length(const uint8_t* data, std::size_t size);

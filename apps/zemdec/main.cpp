@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "aac_decoder.hpp"
 #include "aac_info.hpp"
 #include "input.hpp"
+#include "wav.hpp"
 
 namespace {
 
@@ -15,18 +17,20 @@ const char kUsage[] =
     "usage: zemdec [--info] INPUT [OUTPUT]\n"
     "       zemdec --help\n"
     "\n"
-    "Reads an AAC stream (ADTS frames, or an ADIF header) from INPUT and reports\n"
-    "what its headers say: per frame the sampling rate, channel configuration,\n"
-    "profile, frame length and number of raw data blocks; for ADIF the program\n"
-    "config elements. Garbage between frames is reported with its byte offset and\n"
-    "skipped; the walk resynchronises on the next ADTS header.\n"
+    "Decodes an AAC-LC stream (ADTS frames, or an ADIF header and raw data\n"
+    "blocks) from INPUT to a 16-bit WAV file in WAV channel order. Damaged frames\n"
+    "are reported with their number and byte offset and replaced by silence;\n"
+    "decoding resumes at the next frame.\n"
     "\n"
-    "  --info    print the headers only\n"
+    "  --info    print what the headers say instead of decoding: per frame the\n"
+    "            sampling rate, channel configuration, profile, frame length and\n"
+    "            number of raw data blocks; for ADIF the program config elements\n"
     "  --help    print this text\n"
     "  OUTPUT    WAV file to write; defaults to INPUT with the extension .wav,\n"
     "            '-' writes to standard output\n"
     "\n"
-    "With no INPUT, zemdec runs on the bundled sample streams.\n"
+    "With no INPUT, zemdec decodes the bundled sample streams into the current\n"
+    "directory.\n"
     "Exit status: 0 when the whole input was valid, 1 when errors were found,\n"
     "2 when nothing valid was found or the command line was wrong.\n";
 
@@ -36,13 +40,7 @@ struct Options {
     std::string output;
 };
 
-int run_one(const Options& opt) {
-    zemdec::Buffer in;
-    std::string error;
-    if (!zemdec::load_file(opt.input, in, error)) {
-        std::fprintf(stderr, "zemdec: %s\n", error.c_str());
-        return 2;
-    }
+int walk(const Options& opt, const zemdec::Buffer& in) {
     std::printf("%s:\n", opt.input.c_str());
     const zemdec::WalkSummary sum = zemdec::walk_aac(in, stdout);
     if (sum.frames == 0) {
@@ -50,6 +48,47 @@ int run_one(const Options& opt) {
         return 2;
     }
     return sum.errors > 0 || sum.skippedBytes > 0 ? 1 : 0;
+}
+
+int decode(const Options& opt, const zemdec::Buffer& in) {
+    // With the audio on standard output, every message goes to standard error.
+    std::FILE* log = opt.output == "-" ? stderr : stdout;
+    zemdec::WavWriter wav;
+    std::string error;
+    if (!wav.open(opt.output, error)) {
+        std::fprintf(stderr, "zemdec: %s\n", error.c_str());
+        return 2;
+    }
+    const zemdec::PcmOutput out{
+        [&](const zemdec::AacStreamFormat& f) {
+            wav.begin(f.sampleRate, f.channels, f.channelMask);
+        },
+        [&](const int16_t* pcm, std::size_t frames) { wav.write(pcm, frames); }};
+    const zemdec::AacDecodeSummary sum = zemdec::decode_aac(in, out, log);
+    const bool started = wav.started();
+    if (!wav.finish()) {
+        std::fprintf(stderr, "zemdec: writing %s failed\n", opt.output.c_str());
+        return 2;
+    }
+    std::fprintf(log, "summary: %s -> %s: %ld raw data blocks, %ld with errors\n",
+                 opt.input.c_str(), opt.output.c_str(), sum.frames, sum.errors);
+    if (!started) {
+        std::fprintf(stderr, "zemdec: %s: no decodable AAC found\n", opt.input.c_str());
+        if (opt.output != "-")
+            std::remove(opt.output.c_str());
+        return 2;
+    }
+    return sum.errors > 0 ? 1 : 0;
+}
+
+int run_one(const Options& opt) {
+    zemdec::Buffer in;
+    std::string error;
+    if (!zemdec::load_file(opt.input, in, error)) {
+        std::fprintf(stderr, "zemdec: %s\n", error.c_str());
+        return 2;
+    }
+    return opt.info ? walk(opt, in) : decode(opt, in);
 }
 
 std::vector<std::string> bundled_samples() {
@@ -67,6 +106,11 @@ std::vector<std::string> bundled_samples() {
 std::string default_output(const std::string& input) {
     std::filesystem::path p(input);
     return p.replace_extension(".wav").string();
+}
+
+// Bundled samples decode into the current directory, not next to the sources.
+std::string bundled_output(const std::string& input) {
+    return std::filesystem::path(input).filename().replace_extension(".wav").string();
 }
 
 } // namespace
@@ -102,7 +146,7 @@ int main(int argc, char** argv) {
         int worst = 0;
         for (const std::string& s : samples) {
             opt.input = s;
-            opt.output = default_output(s);
+            opt.output = bundled_output(s);
             worst = std::max(worst, run_one(opt));
         }
         return worst;

@@ -1,0 +1,446 @@
+#include "aac_decoder.hpp"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <memory>
+
+#include "aac_info.hpp"
+#include "zemac.h"
+
+namespace zemdec {
+
+namespace {
+
+constexpr int kMaxChannels = 16;
+constexpr int kObjectTypeLc = 2;
+
+// Reads n bits (n <= 25) at the cursor.
+uint32_t bits(uint8_t*& p, int32_t& pos, int n) {
+    const uint32_t word = (uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3])
+                          << pos;
+    const int end = pos + n;
+    p += end >> 3;
+    pos = end & 7;
+    return word >> (32 - n);
+}
+
+// One channel of one element: the noiseless decoder's outputs and the spectrum.
+struct ChannelData {
+    ZemAacIcsRec ics;
+    ZemAacChanRec chan;
+    int16_t sf[8 * 64];
+    uint8_t sfbCb[8 * 64];
+    int32_t spec[1024];
+    int8_t tnsCoef[64];
+
+    int maxSfb() const { return ics.max_sfb; }
+    int groups() const { return ics.num_window_groups; }
+    int winLen() const { return chan.frame_length; }
+    bool isShort() const { return ics.window_sequence == 2; }
+};
+
+// What outlives a raw data block: the filter bank's overlap and the previous window shape.
+struct ChannelState {
+    int32_t overlap[1024];
+    int prevShape;
+};
+
+class Decoder {
+  public:
+    Decoder(int sfi, const PcmOutput& out, std::FILE* log) : sfi_(sfi), out_(out), log_(log) {}
+
+    void set_layout(const AacLayout& layout) {
+        if (started_ && layout.channels != layout_.channels)
+            return; // keep the output format of the first frame
+        if (layout.channels > kMaxChannels) {
+            if (!wideReported_)
+                say(log_, "error: a program config element with %d channels (at most %d are decoded) is ignored\n",
+                    layout.channels, kMaxChannels);
+            wideReported_ = true;
+            return;
+        }
+        layout_ = layout;
+        haveLayout_ = true;
+    }
+    bool has_layout() const { return haveLayout_; }
+
+    // Decodes one raw data block from [p, end); false on an error (the block is concealed).
+    bool raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame,
+                        std::size_t offset);
+    void conceal();
+
+  private:
+    bool decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int commonWindow);
+    bool single(uint8_t*& p, int32_t& pos, int out);
+    bool pair(uint8_t*& p, int32_t& pos, int outL, int outR);
+    void to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, int channelOfPair);
+    void synthesise(ChannelData& ch, int out);
+    int take_slot(AacElement type, int tag, int channels);
+    void emit(const bool* decoded);
+    bool fail(const char* what, ZemStatus st);
+
+    int sfi_;
+    const PcmOutput& out_;
+    std::FILE* log_;
+    AacLayout layout_;
+    bool haveLayout_ = false;
+    bool started_ = false;
+    bool cceReported_ = false;
+    bool wideReported_ = false;
+    long frame_ = 0;
+    std::size_t offset_ = 0;
+    ChannelState state_[kMaxChannels] = {};
+    int16_t pcm_[kMaxChannels][1024] = {};
+    std::vector<bool> slotUsed_;
+    ZemAacLayerMainRec main_{};
+    ChannelData pairData_[2] = {};
+    ChannelData scratch_{};
+    uint32_t seed_ = 0x1F2E3D4C;
+    uint32_t noiseSeeds_[8 * 60] = {};
+    std::vector<int16_t> interleaved_;
+};
+
+bool Decoder::fail(const char* what, ZemStatus st) {
+    say(log_, "error: frame %ld at offset %zu: %s (status %d)\n", frame_, offset_, what, int(st));
+    return false;
+}
+
+bool Decoder::decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int commonWindow) {
+    ch.chan.sampling_frequency_index = sfi_;
+    ch.chan.predSfbLimit = 0;
+    ch.chan.pIcsOfChan = &ch.ics;
+    const ZemStatus st =
+        zemsNoiselessDecode_AAC(&p, &pos, &main_, ch.sf, ch.spec, ch.sfbCb, ch.tnsCoef, &ch.chan, 0,
+                                0, commonWindow, 0, kObjectTypeLc);
+    if (st != zemStatusOk)
+        return fail("channel stream", st);
+    const ZemStatus q =
+        zemsQuantInv_AAC_32s_I(ch.spec, ch.sf, ch.groups(), ch.ics.window_group_length, ch.maxSfb(),
+                               ch.sfbCb, sfi_, ch.winLen());
+    return q == zemStatusOk || fail("inverse quantisation", q);
+}
+
+// Deinterleaves eight-short spectra into window order and fills noise bands; msRows, for the
+// second channel of a pair, marks the bands whose noise repeats the first channel's.
+void Decoder::to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, int channelOfPair) {
+    if (ch.isShort()) {
+        int32_t windowOrder[1024];
+        zemsDeinterleaveSpectrum_AAC_32s(ch.spec, windowOrder, ch.groups(),
+                                         ch.ics.window_group_length, ch.maxSfb(), sfi_, 128);
+        std::memcpy(ch.spec, windowOrder, sizeof windowOrder);
+    }
+    const int bands = ch.groups() * ch.maxSfb();
+    if (std::find(ch.sfbCb, ch.sfbCb + bands, uint8_t(13)) == ch.sfbCb + bands)
+        return;
+    // One scale-factor row per window, the group's row repeated.
+    int16_t sfPerWindow[8 * 64];
+    int window = 0;
+    for (int g = 0; g < ch.groups(); ++g)
+        for (int w = 0; w < ch.ics.window_group_length[g]; ++w, ++window)
+            std::memcpy(sfPerWindow + window * ch.maxSfb(), ch.sf + g * ch.maxSfb(),
+                        sizeof(int16_t) * std::size_t(ch.maxSfb()));
+    int32_t ltpUsed[64] = {};
+    if (msRows == nullptr)
+        zemsDecodePNS_AAC_32s(ch.spec, ltpUsed, ch.sfbCb, sfPerWindow, ch.maxSfb(), ch.groups(),
+                              ch.ics.window_group_length, sfi_, ch.winLen(), &seed_);
+    else
+        zemsDecodeMsPNS_AAC_32s(ch.spec, ltpUsed, ch.sfbCb, sfPerWindow, ch.maxSfb(), ch.groups(),
+                                ch.ics.window_group_length, sfi_, ch.winLen(), &seed_,
+                                channelOfPair, msRows, noiseSeeds_);
+}
+
+void Decoder::synthesise(ChannelData& ch, int out) {
+    if (ch.chan.tns_data_present)
+        zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
+                                ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
+                                sfi_, ch.winLen());
+    ChannelState& s = state_[out];
+    zemsMDCTInv_AAC_32s16s(ch.spec, pcm_[out], s.overlap, ch.ics.window_sequence,
+                           ch.ics.window_shape, s.prevShape, 1);
+    s.prevShape = ch.ics.window_shape;
+}
+
+int Decoder::take_slot(AacElement type, int tag, int channels) {
+    for (std::size_t i = 0; i < layout_.slots.size(); ++i) {
+        const AacSlot& s = layout_.slots[i];
+        const bool typeMatches = s.type == type || (channels == 1 && s.type == AacElement::Sce &&
+                                                    type == AacElement::Lfe);
+        if (!slotUsed_[i] && typeMatches && (s.tag < 0 || s.tag == tag)) {
+            slotUsed_[i] = true;
+            return int(i);
+        }
+    }
+    return -1;
+}
+
+bool Decoder::single(uint8_t*& p, int32_t& pos, int out) {
+    ChannelData& ch = out >= 0 ? pairData_[0] : scratch_;
+    if (!decode_channel(p, pos, ch, 0))
+        return false;
+    to_window_order_and_pns(ch, nullptr, 0);
+    if (out >= 0)
+        synthesise(ch, out);
+    return true;
+}
+
+bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
+    ZemAacCpeRec cpe;
+    std::memset(&cpe, 0, sizeof cpe);
+    ChannelData& L = pairData_[0];
+    ChannelData& R = pairData_[1];
+    const ZemStatus st = zemsDecodeChanPairElt_AAC(&p, &pos, &L.ics, &cpe, 0);
+    if (st != zemStatusOk)
+        return fail("channel pair element", st);
+    if (cpe.common_window)
+        R.ics = L.ics;
+    if (!decode_channel(p, pos, L, cpe.common_window) ||
+        !decode_channel(p, pos, R, cpe.common_window))
+        return false;
+
+    // Noise bands take part in neither M/S nor correlation unless both channels carry noise.
+    const uint8_t* msUsed = reinterpret_cast<const uint8_t*>(cpe.ms_used);
+    uint8_t msRows[8 * 60] = {};
+    bool correlated = false;
+    if (cpe.common_window && (cpe.ms_mask_present == 1 || cpe.ms_mask_present == 2)) {
+        uint8_t cb[8 * 64];
+        const int n = L.maxSfb();
+        for (int g = 0; g < L.groups(); ++g)
+            for (int b = 0; b < n; ++b) {
+                const int i = g * n + b;
+                const bool used = cpe.ms_mask_present == 2 || msUsed[g * 60 + b] != 0;
+                cb[i] = L.sfbCb[i] == 13 ? 13 : R.sfbCb[i];
+                msRows[g * 60 + b] = used && L.sfbCb[i] == 13 && R.sfbCb[i] == 13;
+                correlated = correlated || msRows[g * 60 + b];
+            }
+        const ZemStatus ms = zemsDecodeMsStereo_AAC_32s_I(
+            L.spec, R.spec, cpe.ms_mask_present, msUsed, cb, L.groups(), L.ics.window_group_length,
+            n, sfi_, L.winLen());
+        if (ms != zemStatusOk)
+            return fail("mid/side stereo", ms);
+        for (int i = 0; i < L.groups() * n; ++i)
+            if (R.sfbCb[i] == 14 || R.sfbCb[i] == 15)
+                R.sfbCb[i] = cb[i]; // an M/S flag inverts the intensity direction
+    }
+    const ZemStatus is =
+        zemsDecodeIsStereo_AAC_32s(L.spec, R.spec, R.sf, R.sfbCb, R.groups(),
+                                   R.ics.window_group_length, R.maxSfb(), sfi_, R.winLen());
+    if (is != zemStatusOk)
+        return fail("intensity stereo", is);
+    to_window_order_and_pns(L, correlated ? msRows : nullptr, 0);
+    to_window_order_and_pns(R, correlated ? msRows : nullptr, 1);
+    if (outL >= 0) {
+        synthesise(L, outL);
+        synthesise(R, outR);
+    }
+    return true;
+}
+
+bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame,
+                             std::size_t offset) {
+    frame_ = frame;
+    offset_ = offset;
+    slotUsed_.assign(layout_.slots.size(), false);
+    bool decoded[kMaxChannels] = {};
+    for (;;) {
+        if (p >= end)
+            return fail("raw data block runs past the frame", zemStatusFailed);
+        const auto id = AacElement(bits(p, pos, 3));
+        if (id == AacElement::End)
+            break;
+        if (id == AacElement::Sce || id == AacElement::Lfe || id == AacElement::Cpe) {
+            const int tag = int(bits(p, pos, 4));
+            const int slot = take_slot(id, tag, id == AacElement::Cpe ? 2 : 1);
+            const int outL = slot >= 0 ? layout_.slots[std::size_t(slot)].out[0] : -1;
+            const int outR = slot >= 0 ? layout_.slots[std::size_t(slot)].out[1] : -1;
+            const bool ok = id == AacElement::Cpe ? pair(p, pos, outL, outR) : single(p, pos, outL);
+            if (!ok)
+                return false;
+            if (outL >= 0)
+                decoded[outL] = true;
+            if (id == AacElement::Cpe && outR >= 0)
+                decoded[outR] = true;
+        } else if (id == AacElement::Dse) {
+            int32_t tag, count;
+            uint8_t data[512];
+            const ZemStatus st = zemsDecodeDatStrElt_AAC(&p, &pos, &tag, &count, data);
+            if (st != zemStatusOk)
+                return fail("data stream element", st);
+        } else if (id == AacElement::Pce) {
+            ZemAacPceRec pce;
+            const ZemStatus st = zemsDecodePrgCfgElt_AAC(&p, &pos, &pce);
+            if (st != zemStatusOk)
+                return fail("program config element", st);
+            set_layout(layout_from_pce(pce));
+            slotUsed_.assign(layout_.slots.size(), false);
+        } else if (id == AacElement::Fil) {
+            int32_t count;
+            uint8_t data[272];
+            const ZemStatus st = zemsDecodeFillElt_AAC(&p, &pos, &count, data);
+            if (st != zemStatusOk)
+                return fail("fill element", st);
+        } else { // a coupling channel element has no length: the rest of the block is lost
+            if (!cceReported_)
+                say(log_,
+                    "warning: frame %ld at offset %zu: coupling channel element not supported, "
+                    "remaining channels of such blocks are silenced\n",
+                    frame, offset);
+            cceReported_ = true;
+            break;
+        }
+    }
+    if (pos != 0) {
+        ++p;
+        pos = 0;
+    }
+    if (layout_.channels == 0)
+        return fail("no channel layout (channel configuration 0 without a program config element)",
+                    zemStatusFailed);
+    emit(decoded);
+    return true;
+}
+
+void Decoder::emit(const bool* decoded) {
+    if (!started_) {
+        out_.begin({aac_sample_rate(sfi_), layout_.channels, layout_.channelMask});
+        started_ = true;
+    }
+    const int nch = layout_.channels;
+    interleaved_.resize(std::size_t(nch) * 1024);
+    for (int c = 0; c < nch; ++c) {
+        if (!decoded[c]) {
+            std::memset(pcm_[c], 0, sizeof pcm_[c]);
+            std::memset(state_[c].overlap, 0, sizeof state_[c].overlap);
+        }
+        for (int n = 0; n < 1024; ++n)
+            interleaved_[std::size_t(n * nch + c)] = pcm_[c][n];
+    }
+    out_.write(interleaved_.data(), 1024);
+}
+
+void Decoder::conceal() {
+    const bool none[kMaxChannels] = {};
+    if (layout_.channels > 0)
+        emit(none);
+}
+
+std::size_t skip_tags(const Buffer& in) { return id3v2_length(in.data(), in.size); }
+
+AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOutput& out,
+                             std::FILE* log) {
+    AacDecodeSummary sum;
+    const Buffer& in = file;
+    ZemAacAdifRec adif{};
+    std::vector<ZemAacPceRec> pces(16);
+    uint8_t* p = const_cast<uint8_t*>(in.data()) + start;
+    if (in.size - start < 64 ||
+        zemsUnpackADIFHeader_AAC(&p, &adif, pces.data(), 16) != zemStatusOk ||
+        std::size_t(p - in.data()) > in.size) {
+        say(log, "error: ADIF header at offset %zu is invalid or truncated\n", start);
+        sum.errors = 1;
+        return sum;
+    }
+    const int sfi = pces[0].sampling_frequency_index;
+    if (aac_sample_rate(sfi) == 0) {
+        say(log, "error: ADIF program config element names no valid sampling rate\n");
+        sum.errors = 1;
+        return sum;
+    }
+    auto dec = std::make_unique<Decoder>(sfi, out, log);
+    dec->set_layout(layout_from_pce(pces[0]));
+    const uint8_t* end = in.data() + in.size;
+    int32_t pos = 0;
+    while (p < end) {
+        const std::size_t offset = std::size_t(p - in.data());
+        if (!dec->raw_data_block(p, pos, end, sum.frames, offset)) {
+            ++sum.errors;
+            dec->conceal();
+            ++sum.frames;
+            break; // ADIF has no sync words to resume at
+        }
+        ++sum.frames;
+    }
+    return sum;
+}
+
+AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutput& out,
+                             std::FILE* log) {
+    AacDecodeSummary sum;
+    std::unique_ptr<Decoder> dec;
+    int sfi = -1;
+    std::size_t pos = pos0;
+    long adtsFrame = 0;
+    // Frames are decoded in place; a damaged one may lead a parser into the frames after it
+    // (checked when the block ends) or into the buffer's padding, never out of the buffer.
+    const Buffer& in = file;
+    while (pos + 7 <= in.size) {
+        const uint8_t* d = in.data() + pos;
+        if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0)) {
+            ++pos;
+            continue;
+        }
+        ZemAacAdtsRec h{};
+        uint8_t* p = const_cast<uint8_t*>(d);
+        zemsUnpackADTSFrameHeader_AAC(&p, &h);
+        const std::size_t headerBytes = std::size_t(p - d);
+        if (aac_sample_rate(h.sampling_frequency_index) == 0 ||
+            std::size_t(h.aac_frame_length) < headerBytes ||
+            pos + std::size_t(h.aac_frame_length) > in.size) {
+            if (pos + std::size_t(h.aac_frame_length) > in.size &&
+                aac_sample_rate(h.sampling_frequency_index) != 0) {
+                say(log, "error: frame %ld at offset %zu is truncated\n", adtsFrame, pos);
+                ++sum.errors;
+                if (dec) {
+                    dec->conceal();
+                    ++sum.frames;
+                }
+                break;
+            }
+            ++pos;
+            continue;
+        }
+        if (!dec) {
+            sfi = h.sampling_frequency_index;
+            dec = std::make_unique<Decoder>(sfi, out, log);
+            AacLayout layout;
+            if (layout_from_configuration(h.channel_configuration, layout))
+                dec->set_layout(layout);
+        }
+        p = const_cast<uint8_t*>(d) + headerBytes;
+        const uint8_t* frameEnd = d + h.aac_frame_length;
+        int32_t bitPos = 0;
+        if (h.protection_absent == 0 && h.raw_data_block_count > 1)
+            p += 2 *
+                 (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word
+        bool ok = h.sampling_frequency_index == sfi;
+        if (!ok)
+            say(log, "error: frame %ld at offset %zu changes the sampling rate\n", adtsFrame, pos);
+        for (int b = 0; b < h.raw_data_block_count; ++b) {
+            if (ok) {
+                ok = dec->raw_data_block(p, bitPos, frameEnd, adtsFrame, pos) && p <= frameEnd;
+                if (ok && h.protection_absent == 0 && h.raw_data_block_count > 1)
+                    p += 2; // the block's CRC word
+            }
+            if (!ok) {
+                ++sum.errors;
+                if (dec->has_layout())
+                    dec->conceal();
+            }
+            ++sum.frames;
+        }
+        pos += std::size_t(h.aac_frame_length);
+        ++adtsFrame;
+    }
+    return sum;
+}
+
+} // namespace
+
+AacDecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log) {
+    const std::size_t start = skip_tags(in);
+    if (in.size - start >= 4 && std::memcmp(in.data() + start, "ADIF", 4) == 0)
+        return decode_adif(in, start, out, log);
+    return decode_adts(in, start, out, log);
+}
+
+} // namespace zemdec

@@ -1,0 +1,49 @@
+#include "aac/overlap_kernels.hpp"
+
+#include "core/fixed.hpp"
+#include "core/simd.hpp"
+
+namespace zem::aac {
+namespace {
+
+int32_t windowed(int64_t w, int32_t y) { return int32_t(uint32_t(uint64_t((w * y) >> 31))); }
+
+int16_t to_pcm(int32_t sum) { return sat16(int64_t(wrap_add(sum, 4) >> 3)); }
+
+} // namespace
+
+// The compact output unfolds quarter by quarter: y[n] = X[n] and y[1023 - n] = -X[n] for
+// n < 512; y[1024 + n] = X[512 + n] and y[2047 - n] = X[512 + n] for n < 512.
+void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                      int16_t* pcm, int dstStep) {
+    for (int n = 0; n < 512; ++n)
+        pcm[n * dstStep] = to_pcm(wrap_add(windowed(rise[n], X[n]), overlap[n]));
+    for (int n = 512; n < 1024; ++n)
+        pcm[n * dstStep] = to_pcm(wrap_add(windowed(rise[n], wrap_neg(X[1023 - n])), overlap[n]));
+    for (int n = 0; n < 512; ++n)
+        overlap[n] = windowed(fall[1023 - n], X[512 + n]);
+    for (int n = 512; n < 1024; ++n)
+        overlap[n] = windowed(fall[1023 - n], X[1535 - n]);
+}
+
+void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                    int16_t* pcm, int) {
+    using namespace simd;
+    const I32x4 zero = splat(0), round = splat(4);
+    for (int n = 0; n < 1024; n += 8) {
+        I32x4 y[2];
+        for (int h = 0; h < 2; ++h) {
+            const int m = n + 4 * h;
+            const I32x4 x = m < 512 ? load(X + m) : zero - reverse(load(X + 1020 - m));
+            y[h] = sar(mul_shr31(load(rise + m), x) + load(overlap + m) + round, 3);
+        }
+        store_sat16(pcm + n, y[0], y[1]);
+    }
+    for (int n = 0; n < 1024; n += 4) {
+        const I32x4 w = reverse(load(fall + 1020 - n));
+        const I32x4 x = n < 512 ? load(X + 512 + n) : reverse(load(X + 1532 - n));
+        store(overlap + n, mul_shr31(w, x));
+    }
+}
+
+} // namespace zem::aac

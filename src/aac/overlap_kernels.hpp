@@ -1,0 +1,21 @@
+// Windowing and overlap-add of an only-long frame into 16-bit PCM, after the normalised inverse
+// core: a scalar reference and an SSE2 version with identical results.
+#pragma once
+
+#include <cstdint>
+
+namespace zem::aac {
+
+// X: compact IMDCT output (see mdct_core.hpp); rise/fall: the rising halves of the previous and
+// the current long window (Q31); overlap: 1024 values, read and replaced; pcm: 1024 samples at
+// stride dstStep, each (sum + 4) >> 3 saturated.
+using OnlyLongKernel = void (*)(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                                const int32_t* fall, int16_t* pcm, int dstStep);
+
+void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                      int16_t* pcm, int dstStep);
+// Unit stride only.
+void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                    int16_t* pcm, int dstStep);
+
+} // namespace zem::aac

@@ -1,0 +1,109 @@
+// Joint stereo on the grouped spectrum: mid/side and intensity stereo.
+#include "aac/spectrum_layout.hpp"
+#include "core/constexpr_math.hpp"
+#include "core/fixed.hpp"
+#include "zemac.h"
+
+namespace zem::aac {
+
+namespace {
+
+constexpr int kMsRow = 60; // bytes per group row of M/S flags
+
+// round(2^30 2^(k/4)) for k = first, first + step, ...
+template <int Count> struct QuarterPowers { int32_t v[Count]; };
+
+template <int Count> constexpr QuarterPowers<Count> quarter_powers(int first, int step) {
+    QuarterPowers<Count> t{};
+    for (int i = 0; i < Count; ++i)
+        t.v[i] = int32_t(cmath::round_to_int(1073741824.0 * cmath::pow2_quarter(first + step * i)));
+    return t;
+}
+
+// Intensity gains 2^(-p/4) in Q30 for positions p = -3..7, and 2^(k/4), k = 0..3, for the
+// positions below -3.
+constexpr QuarterPowers<11> kIsGain = quarter_powers<11>(3, -1);
+constexpr QuarterPowers<4> kIsGainUp = quarter_powers<4>(0, 1);
+
+int32_t shr_sign(int32_t v, int shift) { return shift >= 32 ? (v < 0 ? -1 : 0) : v >> shift; }
+
+// R = L 2^(-p/4) in the fixed-point steps of each position range.
+int32_t intensity_scale(int32_t L, int p) {
+    if (p >= -3 && p <= 7)
+        return mul_hi32(kIsGain.v[p + 3], wrap_shl(L, 2));
+    if (p >= 8)
+        return shr_sign(mul_hi32(kIsGain.v[3 + (p & 3)], L), (p >> 2) - 2);
+    const int q = -p;
+    const int shift = (q >> 2) + 2;
+    return mul_hi32(kIsGainUp.v[q & 3], shift >= 32 ? 0 : wrap_shl(L, shift));
+}
+
+} // namespace
+
+} // namespace zem::aac
+
+using namespace zem;
+using namespace zem::aac;
+
+ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR,
+                                               int32_t msMaskPresent, const uint8_t* pMsUsedRows,
+                                               uint8_t* pSfbCb, int32_t numWinGrp,
+                                               const int32_t* pWinGrpLen, int32_t maxSfb,
+                                               int32_t sfIndex, int32_t winLen) {
+    if (any_null(pSrcDstL, pSrcDstR, pMsUsedRows, pSfbCb, pWinGrpLen))
+        return zemStatusNullPointer;
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != 0)
+        return st;
+    if (msMaskPresent != 1 && msMaskPresent != 2)
+        return zemStatusAacBadMsMaskPresent;
+    const SwbTable& bands = swb_table(sfIndex, winLen);
+    if (maxSfb > bands.count)
+        return zemStatusAacBadMaxSfb;
+
+    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
+                          [&](int g, int b, int first, int count) {
+                              uint8_t& cb = pSfbCb[g * maxSfb + b];
+                              const bool used = pMsUsedRows[g * kMsRow + b] != 0;
+                              if (cb == 14 || cb == 15) {
+                                  // An M/S flag on an intensity band inverts the intensity
+                                  // direction instead.
+                                  if (msMaskPresent == 1 && used)
+                                      cb = cb == 14 ? 15 : 14;
+                                  return;
+                              }
+                              if ((msMaskPresent == 2 || used) && cb != 13)
+                                  for (int i = first; i < first + count; ++i) {
+                                      const int32_t l = pSrcDstL[i], r = pSrcDstR[i];
+                                      pSrcDstL[i] = wrap_add(l, r);
+                                      pSrcDstR[i] = wrap_sub(l, r);
+                                  }
+                          });
+    return zemStatusOk;
+}
+
+ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR,
+                                             const int16_t* pSf, const uint8_t* pSfbCb,
+                                             int32_t numWinGrp, const int32_t* pWinGrpLen,
+                                             int32_t maxSfb, int32_t sfIndex, int32_t winLen) {
+    if (any_null(pSrcL, pDstR, pSf, pSfbCb, pWinGrpLen))
+        return zemStatusNullPointer;
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != 0)
+        return st;
+    const SwbTable& bands = swb_table(sfIndex, winLen);
+    if (maxSfb > bands.count)
+        return zemStatusAacBadMaxSfb;
+
+    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
+                          [&](int g, int b, int first, int count) {
+                              const int idx = g * maxSfb + b;
+                              const int cb = pSfbCb[idx];
+                              if (cb != 14 && cb != 15)
+                                  return;
+                              const int p = pSf[idx];
+                              for (int i = first; i < first + count; ++i) {
+                                  const int32_t r = intensity_scale(pSrcL[i], p);
+                                  pDstR[i] = cb == 14 ? wrap_neg(r) : r;
+                              }
+                          });
+    return zemStatusOk;
+}

@@ -1,0 +1,44 @@
+// Thin wrapper over the SSE2 integer operations the kernels use: four int32 lanes.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+
+namespace zem::simd {
+
+struct I32x4 {
+    __m128i v;
+};
+
+inline I32x4 load(const int32_t* p) {
+    return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
+}
+inline void store(int32_t* p, I32x4 a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
+inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
+inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
+inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
+inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
+inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
+// Lanes in reverse order.
+inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+
+// Low 32 bits of (w * y) >> 31 per lane, the 64-bit product exact, for 0 <= w < 2^31 and any
+// signed y: the unsigned product is corrected by w << 32 where y is negative, which changes
+// bits 31 and up of the result by w << 1.
+inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
+    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w.v, y.v), 31);
+    const __m128i odd =
+        _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(w.v, 32), _mm_srli_epi64(y.v, 32)), 31);
+    const __m128i low = _mm_set_epi32(0, -1, 0, -1);
+    const I32x4 r{_mm_or_si128(_mm_and_si128(even, low), _mm_slli_epi64(odd, 32))};
+    return r - (sar(y, 31) & shl(w, 1));
+}
+
+// Eight int16 values: a then b, each lane saturated.
+inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a.v, b.v));
+}
+
+} // namespace zem::simd

@@ -1,0 +1,76 @@
+// Fixed-point complex FFT: split-radix decimation in frequency on interleaved int32 (re, im)
+// pairs, with Q30 twiddles and a byte swap table that owners build once per order. All sums
+// wrap; callers keep enough headroom.
+#pragma once
+
+#include "core/constexpr_math.hpp"
+
+#include <cstdint>
+
+namespace zem {
+
+// Twiddle rounding of a table: the product with 2^30 truncated toward zero, or truncated after
+// adding one half.
+enum class TwiddleRounding { Truncate, AddHalf };
+
+// Tables of one order: four runs of N/8 - 1 Q30 values (cos 2pi k/N, cos 6pi k/N, sin 2pi k/N,
+// sin 6pi k/N for k = 1..N/8-1), then the swap list: pairs (a, b) ended by 0, then single
+// values ended by the next 0.
+template <int Order> struct FixedFftTable {
+    static_assert(Order >= 2 && Order <= 9, "swap entries are bytes");
+    static constexpr int kLength = 1 << Order;
+    static constexpr int kRun = kLength / 8 > 1 ? kLength / 8 - 1 : 0;
+    int32_t twiddle[kRun > 0 ? 4 * kRun : 1];
+    uint8_t swap[kLength / 4 + 1];
+};
+
+namespace detail {
+
+constexpr int bit_reverse(int v, int bits) {
+    int r = 0;
+    for (int b = 0; b < bits; ++b)
+        r |= ((v >> b) & 1) << (bits - 1 - b);
+    return r;
+}
+
+constexpr int32_t q30(double v, TwiddleRounding rounding) {
+    const double scaled = v * 1073741824.0 + (rounding == TwiddleRounding::AddHalf ? 0.5 : 0.0);
+    return int32_t(scaled); // conversion truncates toward zero
+}
+
+} // namespace detail
+
+template <int Order, TwiddleRounding Rounding> constexpr FixedFftTable<Order> make_fixed_fft_table() {
+    using Table = FixedFftTable<Order>;
+    Table t{};
+    const int n = Table::kLength;
+    const int run = Table::kRun;
+    for (int k = 1; k <= run; ++k) {
+        const double a = 2.0 * cmath::kPi * k / n;
+        t.twiddle[k - 1] = detail::q30(cmath::cos(a), Rounding);
+        t.twiddle[run + k - 1] = detail::q30(cmath::cos(3.0 * a), Rounding);
+        t.twiddle[2 * run + k - 1] = detail::q30(cmath::sin(a), Rounding);
+        t.twiddle[3 * run + k - 1] = detail::q30(cmath::sin(3.0 * a), Rounding);
+    }
+    // Even indices below N/2 either pair up with their reversal or are their own reversal; the
+    // exchanges of the other three quarters follow from the pair.
+    int p = 0;
+    for (int a = 2; a < n / 2; a += 2) {
+        const int b = detail::bit_reverse(a, Order);
+        if (b > a) {
+            t.swap[p++] = uint8_t(a);
+            t.swap[p++] = uint8_t(b);
+        }
+    }
+    t.swap[p++] = 0;
+    for (int c = 2; c < n / 2; c += 2)
+        if (detail::bit_reverse(c, Order) == c)
+            t.swap[p++] = uint8_t(c);
+    t.swap[p] = 0;
+    return t;
+}
+
+// In-place forward FFT of 2^order complex values (order 2..9 with tables of that order).
+void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+
+} // namespace zem

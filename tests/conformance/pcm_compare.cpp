@@ -1,0 +1,179 @@
+// Compares two 16-bit WAV files sample by sample (RMS and largest difference in LSB, samples
+// that either side clipped excluded) after dropping `skip` leading frames of the reference
+// (its priming delay), and, with --bands SFI, by the energies of the AAC long-window
+// scale-factor bands on the 1024-sample frame grid: per frame and band, and per band over the
+// whole stream (in dB, bands at least 60 dB below full scale left out).
+//
+// usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]
+// prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB>
+// band_stream_max=<dB>]
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tables/aac_swb.hpp"
+
+namespace {
+
+struct Pcm {
+    int channels = 0;
+    std::vector<int16_t> samples; // interleaved
+};
+
+bool read_wav(const char* path, Pcm& out) {
+    std::ifstream f(path, std::ios::binary);
+    const std::vector<uint8_t> b{std::istreambuf_iterator<char>(f), {}};
+    if (b.size() < 12 || std::memcmp(b.data(), "RIFF", 4) != 0)
+        return false;
+    auto le32 = [&](std::size_t i) {
+        return uint32_t(b[i]) | uint32_t(b[i + 1]) << 8 | uint32_t(b[i + 2]) << 16 |
+               uint32_t(b[i + 3]) << 24;
+    };
+    for (std::size_t i = 12; i + 8 <= b.size();) {
+        const uint32_t size = le32(i + 4);
+        if (std::memcmp(&b[i], "fmt ", 4) == 0)
+            out.channels = b[i + 10] | b[i + 11] << 8;
+        if (std::memcmp(&b[i], "data", 4) == 0) {
+            const std::size_t n = std::min<std::size_t>(size, b.size() - i - 8) / 2;
+            out.samples.resize(n);
+            for (std::size_t k = 0; k < n; ++k)
+                out.samples[k] = int16_t(b[i + 8 + 2 * k] | b[i + 9 + 2 * k] << 8);
+            return out.channels > 0;
+        }
+        i += 8 + size + (size & 1);
+    }
+    return false;
+}
+
+// Band energies of one channel for the block starting at `start`: an MDCT of 2048 samples with
+// the sine window on the decoder's own frame grid, so that for long blocks the coefficients are
+// those the decoder synthesised (noise bands then compare by their transmitted energy).
+class BlockEnergies {
+  public:
+    std::vector<double> operator()(const Pcm& p, std::size_t frames, int ch, std::size_t start,
+                                   const zem::aac::SwbTable& bands) const {
+        // X[k] = Re(e^(-i pi n0 (2k + 1) / N) FFT(x w e^(-i pi n / N))[k]), N = 2048, n0 = 512.5.
+        std::vector<std::complex<double>> z(2048);
+        for (std::size_t n = 0; n < 2048; ++n) {
+            const double v =
+                start + n < frames
+                    ? p.samples[(start + n) * std::size_t(p.channels) + std::size_t(ch)]
+                    : 0.0;
+            z[n] = v * std::sin(M_PI * (double(n) + 0.5) / 2048.0) *
+                   std::polar(1.0, -M_PI * double(n) / 2048.0);
+        }
+        fft(z);
+        std::vector<double> e(std::size_t(bands.count), 0.0);
+        for (int b = 0; b < bands.count; ++b)
+            for (int k = bands.offset[b]; k < bands.offset[b + 1]; ++k) {
+                const double v =
+                    (std::polar(1.0, -M_PI * 512.5 * (2.0 * k + 1.0) / 2048.0) * z[std::size_t(k)])
+                        .real();
+                e[std::size_t(b)] += v * v;
+            }
+        return e;
+    }
+
+  private:
+    static void fft(std::vector<std::complex<double>>& a) {
+        const std::size_t n = a.size();
+        for (std::size_t i = 1, j = 0; i < n; ++i) {
+            std::size_t bit = n >> 1;
+            for (; j & bit; bit >>= 1)
+                j ^= bit;
+            j ^= bit;
+            if (i < j)
+                std::swap(a[i], a[j]);
+        }
+        for (std::size_t len = 2; len <= n; len <<= 1) {
+            const std::complex<double> w = std::polar(1.0, -2 * M_PI / double(len));
+            for (std::size_t i = 0; i < n; i += len) {
+                std::complex<double> wk = 1;
+                for (std::size_t k = 0; k < len / 2; ++k, wk *= w) {
+                    const std::complex<double> u = a[i + k], v = a[i + k + len / 2] * wk;
+                    a[i + k] = u + v;
+                    a[i + k + len / 2] = u - v;
+                }
+            }
+        }
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        std::fprintf(stderr,
+                     "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]\n");
+        return 2;
+    }
+    long skip = 0;
+    int sfi = -1;
+    for (int i = 3; i + 1 < argc; i += 2) {
+        if (std::string(argv[i]) == "--skip")
+            skip = std::atol(argv[i + 1]);
+        else if (std::string(argv[i]) == "--bands")
+            sfi = std::atoi(argv[i + 1]);
+    }
+    Pcm a, r;
+    if (!read_wav(argv[1], a) || !read_wav(argv[2], r) || a.channels != r.channels) {
+        std::fprintf(stderr, "pcm_compare: unreadable WAV or channel counts differ\n");
+        return 2;
+    }
+    const std::size_t ch = std::size_t(a.channels);
+    r.samples.erase(r.samples.begin(),
+                    r.samples.begin() +
+                        std::min<std::size_t>(r.samples.size(), std::size_t(skip) * ch));
+    const std::size_t frames = std::min(a.samples.size(), r.samples.size()) / ch;
+    double sum = 0;
+    long count = 0, worst = 0;
+    for (std::size_t i = 0; i < frames * ch; ++i) {
+        const int x = a.samples[i], y = r.samples[i];
+        if (x == 32767 || x == -32768 || y == 32767 || y == -32768)
+            continue;
+        sum += double(x - y) * double(x - y);
+        worst = std::max<long>(worst, std::labs(long(x) - long(y)));
+        ++count;
+    }
+    std::printf("rms=%.3f max=%ld samples=%ld", count ? std::sqrt(sum / double(count)) : 0.0, worst,
+                count);
+    if (sfi >= 0 && sfi < 12) {
+        const zem::aac::SwbTable& bands = zem::aac::swb_long(sfi);
+        const double floor = 1024.0 * 32768.0 * 32768.0 * 1e-6; // 60 dB below a full-scale band
+        std::vector<double> perFrame;
+        std::vector<double> ta(ch * std::size_t(bands.count)), tr(ta.size());
+        const BlockEnergies band_energies;
+        for (std::size_t f = 0; (f + 2) * 1024 <= frames; ++f)
+            for (std::size_t c = 0; c < ch; ++c) {
+                const std::vector<double> ea = band_energies(a, frames, int(c), f * 1024, bands);
+                const std::vector<double> er = band_energies(r, frames, int(c), f * 1024, bands);
+                for (std::size_t b = 0; b < ea.size(); ++b) {
+                    ta[c * ea.size() + b] += ea[b];
+                    tr[c * ea.size() + b] += er[b];
+                    if (std::max(ea[b], er[b]) > floor)
+                        perFrame.push_back(std::fabs(10 * std::log10((ea[b] + 1) / (er[b] + 1))));
+                }
+            }
+        double streamMax = 0;
+        for (std::size_t i = 0; i < ta.size(); ++i)
+            if (std::max(ta[i], tr[i]) > floor * double(frames / 1024))
+                streamMax =
+                    std::max(streamMax, std::fabs(10 * std::log10((ta[i] + 1) / (tr[i] + 1))));
+        std::sort(perFrame.begin(), perFrame.end());
+        auto pct = [&](double q) {
+            return perFrame.empty() ? 0.0 : perFrame[std::size_t(q * double(perFrame.size() - 1))];
+        };
+        std::printf(
+            " band_frame_p50=%.3f band_frame_p95=%.3f band_frame_max=%.3f band_stream_max=%.3f",
+            pct(0.5), pct(0.95), pct(1.0), streamMax);
+    }
+    std::printf("\n");
+    return 0;
+}

@@ -1,0 +1,139 @@
+#include "core/constexpr_math.hpp"
+#include "support/seed.hpp"
+#include "transform/fixed_fft.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <random>
+#include <vector>
+
+namespace {
+
+using zem::TwiddleRounding;
+
+constexpr auto kOrder5 = zem::make_fixed_fft_table<5, TwiddleRounding::Truncate>();
+constexpr auto kOrder6 = zem::make_fixed_fft_table<6, TwiddleRounding::AddHalf>();
+constexpr auto kOrder7 = zem::make_fixed_fft_table<7, TwiddleRounding::Truncate>();
+constexpr auto kOrder9 = zem::make_fixed_fft_table<9, TwiddleRounding::AddHalf>();
+
+struct AnyTable {
+    int order;
+    const int32_t* twiddle;
+    const uint8_t* swap;
+};
+
+template <int Order> AnyTable any(const zem::FixedFftTable<Order>& t) { return {Order, t.twiddle, t.swap}; }
+
+constexpr auto kOrder2 = zem::make_fixed_fft_table<2, TwiddleRounding::AddHalf>();
+constexpr auto kOrder3 = zem::make_fixed_fft_table<3, TwiddleRounding::AddHalf>();
+constexpr auto kOrder4 = zem::make_fixed_fft_table<4, TwiddleRounding::AddHalf>();
+constexpr auto kOrder8 = zem::make_fixed_fft_table<8, TwiddleRounding::AddHalf>();
+
+std::vector<AnyTable> all_tables() {
+    return {any(kOrder2), any(kOrder3), any(kOrder4), any(kOrder5), any(kOrder6),
+            any(kOrder7), any(kOrder8), any(kOrder9)};
+}
+
+TEST(ConstexprMath, MatchesLibm) {
+    for (double x = -40.0; x <= 40.0; x += 0.0137) {
+        EXPECT_NEAR(zem::cmath::sin(x), std::sin(x), 4e-16) << x;
+        EXPECT_NEAR(zem::cmath::cos(x), std::cos(x), 4e-16) << x;
+    }
+    for (double x : {1e-9, 0.5, 2.0, 3.0, 1e6, 12345.678})
+        EXPECT_DOUBLE_EQ(zem::cmath::sqrt(x), std::sqrt(x));
+    for (double x : {0.0, 0.5, 4.0, 12.6, 50.0})
+        EXPECT_NEAR(zem::cmath::bessel_i0(x) / std::cyl_bessel_i(0.0, x), 1.0, 1e-14) << x;
+    for (double x : {1.0, 8.0, 0.3, 8191.0})
+        EXPECT_NEAR(zem::cmath::cbrt(x), std::cbrt(x), 1e-15 * std::cbrt(x));
+    for (int k = -20; k <= 20; ++k)
+        EXPECT_NEAR(zem::cmath::pow2_quarter(k) / std::pow(2.0, k / 4.0), 1.0, 1e-15) << k;
+}
+
+TEST(FixedFftTables, DocumentedValues) {
+    EXPECT_EQ(kOrder5.twiddle[0], 1053110175);
+    EXPECT_EQ(kOrder5.twiddle[1], 992008094);
+    EXPECT_EQ(kOrder5.twiddle[2], 892783698);
+    const uint8_t swap32[] = {2, 8, 6, 12, 0, 4, 10, 14, 0};
+    for (int i = 0; i < 9; ++i)
+        EXPECT_EQ(kOrder5.swap[i], swap32[i]) << i;
+    const int run6 = 64 / 8 - 1;
+    EXPECT_EQ(kOrder6.twiddle[run6 + 5], -209476637);
+    EXPECT_EQ(kOrder6.twiddle[run6 + 6], -506158391);
+    EXPECT_EQ(kOrder9.twiddle[0], 1073660973);
+    EXPECT_EQ(kOrder9.twiddle[1], 1073418433);
+}
+
+TEST(FixedFftTables, SwapListIsTheBitReversal) {
+    for (const AnyTable& t : all_tables()) {
+        const int n = 1 << t.order;
+        std::vector<int> perm(n);
+        for (int i = 0; i < n; ++i)
+            perm[i] = i;
+        const uint8_t* s = t.swap;
+        for (; *s; s += 2) {
+            std::swap(perm[s[0]], perm[s[1]]);
+            std::swap(perm[s[0] + 1], perm[s[1] + n / 2]);
+            std::swap(perm[s[0] + n / 2], perm[s[1] + 1]);
+            std::swap(perm[s[0] + n / 2 + 1], perm[s[1] + n / 2 + 1]);
+        }
+        do {
+            std::swap(perm[*s + 1], perm[*s + n / 2]);
+            ++s;
+        } while (*s);
+        for (int i = 0; i < n; ++i)
+            EXPECT_EQ(perm[i], zem::detail::bit_reverse(i, t.order)) << "order " << t.order << " at " << i;
+    }
+}
+
+TEST(FixedFft, ImpulseGivesAllOnes) {
+    for (const AnyTable& t : all_tables()) {
+        const int n = 1 << t.order;
+        std::vector<int32_t> x(2 * n, 0);
+        x[0] = 1;
+        zem::zemFixedFft(x.data(), t.order, t.twiddle, t.swap);
+        for (int i = 0; i < n; ++i) {
+            EXPECT_EQ(x[2 * i], 1) << "order " << t.order << " bin " << i;
+            EXPECT_EQ(x[2 * i + 1], 0) << "order " << t.order << " bin " << i;
+        }
+    }
+}
+
+// With headroom the transform is the forward DFT up to the Q30 twiddles' rounding.
+TEST(FixedFft, MatchesDoublePrecisionDft) {
+    std::mt19937 rng(zemtest::seed());
+    for (const AnyTable& t : all_tables()) {
+        const int n = 1 << t.order;
+        std::uniform_int_distribution<int32_t> value(-(1 << 20), 1 << 20);
+        std::vector<int32_t> x(2 * n);
+        for (int32_t& v : x)
+            v = value(rng);
+        std::vector<std::complex<double>> want(n);
+        for (int k = 0; k < n; ++k)
+            for (int m = 0; m < n; ++m)
+                want[k] += std::complex<double>(x[2 * m], x[2 * m + 1]) * std::polar(1.0, -2.0 * M_PI * k * m / n);
+        zem::zemFixedFft(x.data(), t.order, t.twiddle, t.swap);
+        double err = 0, ref = 0;
+        for (int k = 0; k < n; ++k) {
+            err += std::norm(std::complex<double>(x[2 * k], x[2 * k + 1]) - want[k]);
+            ref += std::norm(want[k]);
+        }
+        EXPECT_LT(std::sqrt(err / ref), 2e-6) << "order " << t.order;
+    }
+}
+
+// Full-scale inputs overflow by design: the sums wrap (the sanitizer build would flag
+// undefined overflow) and the result stays a deterministic function of the input.
+TEST(FixedFft, FullScaleInputWrapsSilently) {
+    std::mt19937 rng(zemtest::seed());
+    std::vector<int32_t> x(2 * 512);
+    for (int32_t& v : x)
+        v = (rng() & 1) ? INT32_MAX : INT32_MIN;
+    std::vector<int32_t> y = x;
+    zem::zemFixedFft(x.data(), 9, kOrder9.twiddle, kOrder9.swap);
+    zem::zemFixedFft(y.data(), 9, kOrder9.twiddle, kOrder9.swap);
+    EXPECT_EQ(x, y);
+}
+
+} // namespace
