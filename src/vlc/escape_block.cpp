@@ -215,6 +215,26 @@ Entry entry(const ZemVlcEncSpec& s, int x, int y, int limit, int stride) {
 
 int magnitude(int v) { return v < 0 ? -v : v; }
 
+// Entry lengths of the clamped pairs plus extra(m) for every magnitude m at or above limit.
+template <typename Extra>
+ZemStatus count_bits(const int16_t* pSrc, int32_t len, int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec, int limit,
+                     int stride, Extra extra) {
+    if (any_null(pSrc, pBitCount, pVlcSpec))
+        return zemStatusNullPointer;
+    const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
+    if (s.tag != kEncTag)
+        return zemStatusContextMismatch;
+    int32_t bits = 0;
+    for (int i = 0; i + 1 < len; i += 2) {
+        bits += entry(s, pSrc[i], pSrc[i + 1], limit, stride).length;
+        for (int k = 0; k < 2; ++k)
+            if (magnitude(pSrc[i + k]) >= limit)
+                bits += extra(magnitude(pSrc[i + k]));
+    }
+    *pBitCount = bits;
+    return zemStatusOk;
+}
+
 } // namespace
 
 ZEM_API ZemStatus zemsVLCDecodeEscBlock_AAC_1u16s(uint8_t** ppStream, int32_t* pBitPos,
@@ -291,40 +311,12 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_MP3_16s1u(const int16_t* pSrc, int32_t l
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len,
-                                                 int32_t* pBitCount,
+ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len, int32_t* pBitCount,
                                                  const ZemVlcEncSpec* pVlcSpec) {
-    if (any_null(pSrc, pBitCount, pVlcSpec))
-        return zemStatusNullPointer;
-    const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
-    if (s.tag != kEncTag)
-        return zemStatusContextMismatch;
-    int32_t bits = 0;
-    for (int i = 0; i + 1 < len; i += 2) {
-        bits += entry(s, pSrc[i], pSrc[i + 1], 16, 64).length;
-        for (int k = 0; k < 2; ++k)
-            if (magnitude(pSrc[i + k]) >= 16)
-                bits += escape_bits(magnitude(pSrc[i + k]));
-    }
-    *pBitCount = bits;
-    return zemStatusOk;
+    return count_bits(pSrc, len, pBitCount, pVlcSpec, 16, 64, [](int m) { return escape_bits(m); });
 }
 
 ZEM_API ZemStatus zemsVLCCountEscBits_MP3_16s32s(const int16_t* pSrc, int32_t len, int32_t linbits,
-                                                 int32_t* pBitCount,
-                                                 const ZemVlcEncSpec* pVlcSpec) {
-    if (any_null(pSrc, pBitCount, pVlcSpec))
-        return zemStatusNullPointer;
-    const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
-    if (s.tag != kEncTag)
-        return zemStatusContextMismatch;
-    int32_t bits = 0;
-    for (int i = 0; i + 1 < len; i += 2) {
-        bits += entry(s, pSrc[i], pSrc[i + 1], 15, 32).length;
-        for (int k = 0; k < 2; ++k)
-            if (magnitude(pSrc[i + k]) >= 15)
-                bits += linbits;
-    }
-    *pBitCount = bits;
-    return zemStatusOk;
+                                                 int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec) {
+    return count_bits(pSrc, len, pBitCount, pVlcSpec, 15, 32, [linbits](int) { return linbits; });
 }
