@@ -50,6 +50,12 @@ class BitCursor {
         p_ += end >> 3;
         pos_ = end & 7;
     }
+    // Gives back the last n bits read.
+    void rewind(int n) {
+        const int at = pos_ - n;
+        p_ += at >> 3; // arithmetic: a negative offset steps back whole bytes
+        pos_ = at & 7;
+    }
     uint32_t read(int n) {
         const uint32_t v = peek(n);
         skip(n);

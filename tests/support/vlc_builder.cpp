@@ -1,0 +1,187 @@
+#include "support/vlc_builder.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "aac/huffman_tree.hpp"
+#include "tables/aac_huffman.hpp"
+
+namespace zemtest {
+namespace {
+
+// A code with its decoded pair, as the decoding table sees it.
+struct Leaf {
+    uint32_t code;
+    int length;
+    int x, y;
+};
+
+// Appends a level for the leaves sharing their first `depth` bits; returns its position.
+// Plain leaves put x above bit L + 9 and y + 128 in bits L + 1..L + 8; tuple leaves put x at
+// bit L + 6 and y at bit L + 1 (V = 5, S = 10).
+int build_level(std::vector<int32_t>& table, const std::vector<Leaf>& leaves, int depth,
+                int firstWidth, bool tuple, int lengthBits) {
+    int longest = 0;
+    for (const Leaf& l : leaves)
+        longest = std::max(longest, l.length - depth);
+    const int width = std::min(longest, depth == 0 ? firstWidth : 3);
+    const int at = int(table.size());
+    table.push_back(width);
+    table.resize(table.size() + (std::size_t(1) << width), 0);
+    std::vector<std::vector<Leaf>> deeper(std::size_t(1) << width);
+    for (const Leaf& l : leaves) {
+        const int rest = l.length - depth;
+        const uint32_t bits =
+            l.code & ((rest >= 32 ? 0u : (1u << rest)) - 1); // the bits after depth
+        if (rest <= width) {
+            const uint32_t first = bits << (width - rest);
+            const int32_t value = tuple ? (l.x << (lengthBits + 6)) | (l.y << (lengthBits + 1))
+                                        : int32_t(uint32_t(l.x) << (lengthBits + 9)) |
+                                              ((l.y + 128) << (lengthBits + 1));
+            for (uint32_t k = 0; k < (1u << (width - rest)); ++k)
+                table[std::size_t(at + 1) + first + k] = value | (rest << 1) | 1;
+        } else {
+            deeper[bits >> (rest - width)].push_back(l);
+        }
+    }
+    for (std::size_t i = 0; i < deeper.size(); ++i)
+        if (!deeper[i].empty()) { // a link counts elements from the start of the table
+            const int child =
+                build_level(table, deeper[i], depth + width, firstWidth, tuple, lengthBits);
+            table[std::size_t(at + 1) + i] = child << 1;
+        }
+    return at;
+}
+
+template <typename T>
+std::size_t place(std::vector<uint8_t>& memory, std::size_t at, const T& spec) {
+    std::memcpy(memory.data() + at, &spec, sizeof spec);
+    return at;
+}
+
+} // namespace
+
+VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWidth) {
+    const int limit = kind == Kind::Aac ? 16 : 15, stride = kind == Kind::Aac ? 64 : 32;
+    const int base = stride * limit;
+    const int k = kind == Kind::Aac ? 12 : 11;
+    encTable_.assign(std::size_t(2) << k, 0);
+    std::vector<Leaf> plain, tuple;
+    int longest = 0;
+    for (const PairCode& c : book.codes) {
+        tuple.push_back({c.code, c.length, c.x, c.y});
+        const int xs = book.hasSigns && c.x != 0 ? 2 : 1, ys = book.hasSigns && c.y != 0 ? 2 : 1;
+        for (int sx = 0; sx < xs; ++sx)
+            for (int sy = 0; sy < ys; ++sy) {
+                const int x = sx ? -c.x : c.x, y = sy ? -c.y : c.y;
+                const int signs = (xs - 1) + (ys - 1);
+                uint32_t code = c.code;
+                if (xs > 1)
+                    code = (code << 1) | uint32_t(sx);
+                if (ys > 1)
+                    code = (code << 1) | uint32_t(sy);
+                const int length = c.length + signs;
+                longest = std::max(longest, length);
+                plain.push_back({code, length, x, y});
+                const int index = base + limit + stride * x + y;
+                encTable_[std::size_t(index)] = length;
+                encTable_[(std::size_t(1) << k) + std::size_t(index)] = int32_t(code);
+            }
+    }
+    // The length field holds a level's width: 3 bits for widths up to 7, which leaves 16-bit
+    // elements room for small signed values.
+    const int lengthBits = elementBits == 16 ? 3 : 4;
+    std::vector<int32_t> plainTable, tupleTable;
+    build_level(plainTable, plain, 0, firstWidth, false, lengthBits);
+    build_level(tupleTable, tuple, 0, firstWidth, true, lengthBits);
+    if (elementBits == 16) {
+        plainTable16_.assign(plainTable.begin(), plainTable.end());
+        tupleTable16_.assign(tupleTable.begin(), tupleTable.end());
+    } else {
+        plainTable32_ = plainTable;
+        tupleTable32_ = tupleTable;
+    }
+    memory_.assign(4 * 64 + 32, 0);
+    const std::size_t start = (32 - reinterpret_cast<std::uintptr_t>(memory_.data()) % 32) % 32;
+    ZemVlcEncSpec e{};
+    e.pTable = encTable_.data();
+    e.base = base;
+    e.indexBits = k;
+    e.tag = 0x434D415F;
+    encAt_ = place(memory_, start, e);
+    ZemVlcDecSpec d{};
+    d.tag = 0x434D4160;
+    d.windowBits = longest;
+    d.elementBits = elementBits;
+    d.lengthBits = lengthBits;
+    d.valueBits = 5;
+    d.valuesBits = 10;
+    d.pTable =
+        elementBits == 16 ? static_cast<const void*>(plainTable16_.data()) : plainTable32_.data();
+    plainAt_ = place(memory_, start + 64, d);
+    d.pTable =
+        elementBits == 16 ? static_cast<const void*>(tupleTable16_.data()) : tupleTable32_.data();
+    tupleAt_ = place(memory_, start + 128, d);
+}
+
+// A misaligned address still rounds up to the spec: step back 32 and forward by misalign.
+const ZemVlcEncSpec* VlcSpecs::enc(int misalign) const {
+    return reinterpret_cast<const ZemVlcEncSpec*>(memory_.data() + encAt_ -
+                                                  (misalign ? 32 - misalign : 0));
+}
+const ZemVlcDecSpec* VlcSpecs::plain(int misalign) const {
+    return reinterpret_cast<const ZemVlcDecSpec*>(memory_.data() + plainAt_ -
+                                                  (misalign ? 32 - misalign : 0));
+}
+const ZemVlcDecSpec* VlcSpecs::tuple(int misalign) const {
+    return reinterpret_cast<const ZemVlcDecSpec*>(memory_.data() + tupleAt_ -
+                                                  (misalign ? 32 - misalign : 0));
+}
+
+PairBook aac_pair_book(int book) {
+    using namespace zem::aac;
+    static const HuffCode* const kBooks[12] = {nullptr,         nullptr,          nullptr,
+                                               nullptr,         nullptr,          kSpectralCodes5,
+                                               kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
+                                               kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
+    const SpectralBook& b = kSpectralBooks[book];
+    PairBook out{{}, b.hasSigns, book == 11 ? 16 : b.hasSigns ? b.radix - 1 : b.offset};
+    for (int i = 0; i < b.radix * b.radix; ++i)
+        out.codes.push_back({i / b.radix - b.offset, i % b.radix - b.offset, kBooks[book][i].code,
+                             kBooks[book][i].length});
+    return out;
+}
+
+PairBook mp3_pair_book(const std::string& tablesFile, int table) {
+    std::ifstream in(tablesFile);
+    PairBook out{{}, true, 15};
+    std::string line;
+    bool inTable = false;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        std::istringstream f(line);
+        std::string word;
+        f >> word;
+        if (word == "TABLE" || word == "QUAD") {
+            int n = -1;
+            f >> n;
+            inTable = word == "TABLE" && n == table;
+            continue;
+        }
+        if (!inTable)
+            continue;
+        PairCode c{std::stoi(word), 0, 0, 0};
+        std::string bits;
+        f >> c.y >> c.length >> bits;
+        for (char b : bits)
+            c.code = (c.code << 1) | uint32_t(b == '1');
+        out.codes.push_back(c);
+    }
+    return out;
+}
+
+} // namespace zemtest

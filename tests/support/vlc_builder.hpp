@@ -1,0 +1,55 @@
+// Builds the caller-side records of the escape-block VLC functions from a codeword list: the
+// encoding spec, the plain decoding spec (codewords with their sign bits as one code) and the
+// unsigned-tuple decoding spec (codewords of magnitudes, signs read by the decoder).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "zemac.h"
+
+namespace zemtest {
+
+// One codeword of a pair codebook: values (signed for signed books, magnitudes otherwise).
+struct PairCode {
+    int x, y;
+    uint32_t code;
+    int length;
+};
+
+struct PairBook {
+    std::vector<PairCode> codes;
+    bool hasSigns; // a sign bit follows each non-zero magnitude
+    int limit;     // largest magnitude in the code (16 for AAC escapes, 15 for MP3 linbits)
+};
+
+// Specs and the tables they point to; the specs sit at 32-byte boundaries inside `memory`.
+class VlcSpecs {
+  public:
+    enum class Kind { Aac, Mp3 };
+    // firstWidth: index width of the first level (at most 7); deeper levels take 3 bits.
+    VlcSpecs(const PairBook& book, Kind kind, int elementBits = 32, int firstWidth = 6);
+    VlcSpecs(const VlcSpecs&) = delete;
+    VlcSpecs& operator=(const VlcSpecs&) = delete;
+
+    // Addresses with `misalign` bytes added: the functions round up to the spec.
+    const ZemVlcEncSpec* enc(int misalign = 0) const;
+    const ZemVlcDecSpec* plain(int misalign = 0) const;
+    const ZemVlcDecSpec* tuple(int misalign = 0) const;
+
+  private:
+    std::vector<uint8_t> memory_;
+    std::vector<int32_t> encTable_;
+    std::vector<int32_t> plainTable32_, tupleTable32_;
+    std::vector<int16_t> plainTable16_, tupleTable16_;
+    std::size_t encAt_, plainAt_, tupleAt_;
+};
+
+// The AAC spectral codebook 1..11 of the library's tables, as pairs (4-tuple books are not
+// pair books: only 5..11).
+PairBook aac_pair_book(int book);
+// An MP3 big-value table (TABLE n of the shared code tables file).
+PairBook mp3_pair_book(const std::string& tablesFile, int table);
+
+} // namespace zemtest

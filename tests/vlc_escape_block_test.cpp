@@ -1,0 +1,237 @@
+// Escape-block VLC coding with specs built from the AAC and MP3 code tables.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <random>
+#include <vector>
+
+#include "support/bit_builder.hpp"
+#include "support/seed.hpp"
+#include "support/vlc_builder.hpp"
+#include "zemac.h"
+
+namespace {
+
+using zemtest::PairBook;
+using zemtest::VlcSpecs;
+
+// The record layout is interface: pointers as address words, the other words 32-bit.
+static_assert(sizeof(void*) == 8
+                  ? sizeof(ZemVlcEncSpec) == 24 && offsetof(ZemVlcEncSpec, tag) == 20
+                  : sizeof(ZemVlcEncSpec) == 20 && offsetof(ZemVlcEncSpec, tag) == 16);
+static_assert(sizeof(void*) == 8
+                  ? sizeof(ZemVlcDecSpec) == 48 && offsetof(ZemVlcDecSpec, pTable) == 16
+                  : sizeof(ZemVlcDecSpec) == 36 && offsetof(ZemVlcDecSpec, pTable) == 12);
+
+const std::string kMp3Tables = std::string(ZEM_SHARED_TABLES_DIR) + "/mp3_huffman.txt";
+
+enum class Decoder { Plain, Tuple };
+
+struct Coded {
+    std::vector<uint8_t> bytes;
+    long bits;
+};
+
+// Encodes values (counting first) into an exactly sized buffer with 3 readable bytes after it.
+Coded encode(const std::vector<int16_t>& v, const VlcSpecs& specs, VlcSpecs::Kind kind,
+             int linbits) {
+    int32_t count = -1;
+    if (kind == VlcSpecs::Kind::Aac)
+        EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v.data(), int32_t(v.size()), &count, specs.enc()),
+                  zemStatusOk);
+    else
+        EXPECT_EQ(zemsVLCCountEscBits_MP3_16s32s(v.data(), int32_t(v.size()), linbits, &count,
+                                                 specs.enc()),
+                  zemStatusOk);
+    std::vector<uint8_t> big(std::size_t(count) / 8 + 16, 0);
+    uint8_t* p = big.data();
+    int32_t pos = 0;
+    if (kind == VlcSpecs::Kind::Aac)
+        EXPECT_EQ(
+            zemsVLCEncodeEscBlock_AAC_16s1u(v.data(), int32_t(v.size()), &p, &pos, specs.enc()),
+            zemStatusOk);
+    else
+        EXPECT_EQ(zemsVLCEncodeEscBlock_MP3_16s1u(v.data(), int32_t(v.size()), linbits, &p, &pos,
+                                                  specs.enc()),
+                  zemStatusOk);
+    const long bits = long(p - big.data()) * 8 + pos;
+    EXPECT_EQ(bits, count);
+    big.resize(std::size_t(bits + 7) / 8 + 3);
+    return {big, bits};
+}
+
+std::vector<int16_t> decode(const Coded& c, std::size_t n, const VlcSpecs& specs,
+                            VlcSpecs::Kind kind, int linbits, Decoder which) {
+    std::vector<uint8_t> bytes = c.bytes;
+    std::vector<int16_t> out(n, 0x7777);
+    uint8_t* p = bytes.data();
+    int32_t pos = 0;
+    const ZemVlcDecSpec* spec =
+        which == Decoder::Plain ? specs.plain(int(n % 32)) : specs.tuple(int(n % 32));
+    ZemStatus st;
+    if (kind == VlcSpecs::Kind::Aac)
+        st = which == Decoder::Plain
+                 ? zemsVLCDecodeEscBlock_AAC_1u16s(&p, &pos, out.data(), int32_t(n), spec)
+                 : zemsVLCDecodeUTupleEscBlock_AAC_1u16s(&p, &pos, out.data(), int32_t(n), spec);
+    else
+        st = which == Decoder::Plain
+                 ? zemsVLCDecodeEscBlock_MP3_1u16s(&p, &pos, linbits, out.data(), int32_t(n), spec)
+                 : zemsVLCDecodeUTupleEscBlock_MP3_1u16s(&p, &pos, linbits, out.data(), int32_t(n),
+                                                         spec);
+    EXPECT_EQ(st, zemStatusOk);
+    EXPECT_EQ(long(p - bytes.data()) * 8 + pos, c.bits);
+    return out;
+}
+
+std::vector<int16_t> random_values(std::mt19937& rng, std::size_t n, int small, int large) {
+    std::vector<int16_t> v(n);
+    for (int16_t& x : v) {
+        const int r = int(rng() % 10);
+        const int m = r < 3   ? 0
+                      : r < 8 ? int(rng() % uint32_t(small + 1))
+                              : int(rng() % uint32_t(large + 1));
+        x = int16_t(rng() & 1 ? -m : m);
+    }
+    return v;
+}
+
+void round_trip(const PairBook& book, VlcSpecs::Kind kind, int linbits, int large, bool tuple,
+                int elementBits = 32, int firstWidth = 6) {
+    const VlcSpecs specs(book, kind, elementBits, firstWidth);
+    std::mt19937 rng(zemtest::seed());
+    for (std::size_t n : {1, 2, 3, 64, 577}) {
+        std::vector<int16_t> v = random_values(rng, n, std::min(book.limit, 14), large);
+        const Coded c = encode(v, specs, kind, linbits);
+        std::vector<int16_t> want = v;
+        if (n % 2)
+            want.back() = 0x7777; // an odd last value is left alone
+        EXPECT_EQ(decode(c, n, specs, kind, linbits, Decoder::Plain), want) << "n " << n;
+        if (tuple) {
+            EXPECT_EQ(decode(c, n, specs, kind, linbits, Decoder::Tuple), want) << "n " << n;
+        }
+    }
+}
+
+TEST(VlcEscapeBlock, AacRoundTrips) {
+    round_trip(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac, 0, 8191, true);
+    round_trip(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac, 0, 8191, true, 32, 2); // deep links
+    round_trip(zemtest::aac_pair_book(9), VlcSpecs::Kind::Aac, 0, 12, true);
+}
+
+TEST(VlcEscapeBlock, AacSignedBookWithSixteenBitElements) {
+    round_trip(zemtest::aac_pair_book(5), VlcSpecs::Kind::Aac, 0, 4, false, 16);
+}
+
+TEST(VlcEscapeBlock, Mp3RoundTripsWithLinbits) {
+    const PairBook t24 = zemtest::mp3_pair_book(kMp3Tables, 24);
+    ASSERT_EQ(t24.codes.size(), 256u) << kMp3Tables;
+    for (int linbits : {4, 8, 13})
+        round_trip(t24, VlcSpecs::Kind::Mp3, linbits, 15 + (1 << linbits) - 1, true);
+    const PairBook t13 = zemtest::mp3_pair_book(kMp3Tables, 13); // 15 is a plain value here
+    round_trip(t13, VlcSpecs::Kind::Mp3, 0, 15, true);
+}
+
+// The escape words and linbits of the documented examples, bit for bit after the codeword.
+TEST(VlcEscapeBlock, DocumentedBitPatterns) {
+    const PairBook book = zemtest::aac_pair_book(11);
+    const VlcSpecs specs(book, VlcSpecs::Kind::Aac);
+    const int16_t pairs[2][2] = {{16, 0}, {8191, 0}};
+    const uint32_t tails[2] = {0b00000, 0b111111110111111111111};
+    const int tailBits[2] = {5, 21};
+    for (int k = 0; k < 2; ++k) {
+        const std::vector<int16_t> v(pairs[k], pairs[k] + 2);
+        const Coded c = encode(v, specs, VlcSpecs::Kind::Aac, 0);
+        const int codeBits = int(c.bits) - tailBits[k];
+        EXPECT_EQ(zemtest::bits_at(c.bytes.data(), std::size_t(codeBits), tailBits[k]), tails[k]);
+    }
+    int32_t bits = 0;
+    const int16_t wide[2] = {20, -300}, clamped[2] = {16, -16};
+    ASSERT_EQ(zemsVLCCountEscBits_AAC_16s32s(clamped, 2, &bits, specs.enc()), zemStatusOk);
+    const int32_t entry = bits - 5 - 5; // two escape words of 16
+    ASSERT_EQ(zemsVLCCountEscBits_AAC_16s32s(wide, 2, &bits, specs.enc()), zemStatusOk);
+    EXPECT_EQ(bits, entry + 5 + 13);
+    ASSERT_EQ(zemsVLCCountEscBits_AAC_16s32s(wide, 1, &bits, specs.enc()), zemStatusOk);
+    EXPECT_EQ(bits, 0);
+
+    const VlcSpecs mp3(zemtest::mp3_pair_book(kMp3Tables, 24), VlcSpecs::Kind::Mp3);
+    const std::vector<int16_t> v{18, 0};
+    const Coded c = encode(v, mp3, VlcSpecs::Kind::Mp3, 4);
+    EXPECT_EQ(zemtest::bits_at(c.bytes.data(), std::size_t(c.bits - 5), 5),
+              0b00110u); // linbits 3, sign +
+}
+
+// Nine leading ones: the pairs before are stored, the cursor does not move.
+TEST(VlcEscapeBlock, OverlongEscape) {
+    const PairBook book = zemtest::aac_pair_book(11);
+    const VlcSpecs specs(book, VlcSpecs::Kind::Aac);
+    const std::vector<int16_t> good{3, -2};
+    const Coded first = encode(good, specs, VlcSpecs::Kind::Aac, 0);
+    const Coded esc = encode({16, 0}, specs, VlcSpecs::Kind::Aac, 0);
+    zemtest::BitBuilder b;
+    b.put(zemtest::bits_at(first.bytes.data(), 0, int(first.bits)), int(first.bits));
+    b.put(zemtest::bits_at(esc.bytes.data(), 0, int(esc.bits) - 5), int(esc.bits) - 5)
+        .put(0x1FF, 9)
+        .put(0, 13);
+    std::vector<uint8_t> bytes = b.bytes(3);
+    uint8_t* p = bytes.data() + 0;
+    int32_t pos = 0;
+    int16_t out[4] = {9, 9, 9, 9};
+    EXPECT_EQ(zemsVLCDecodeEscBlock_AAC_1u16s(&p, &pos, out, 4, specs.plain()),
+              zemStatusVlcBadEscape);
+    EXPECT_EQ(out[0], 3);
+    EXPECT_EQ(out[1], -2);
+    EXPECT_EQ(out[2], 9);
+    EXPECT_EQ(p, bytes.data());
+    EXPECT_EQ(pos, 0);
+}
+
+// Encoders keep the bits before the cursor and after the new cursor in the last byte.
+TEST(VlcEscapeBlock, EncoderKeepsNeighbouringBits) {
+    const VlcSpecs specs(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac);
+    const std::vector<int16_t> v{1, 0};
+    const Coded alone = encode(v, specs, VlcSpecs::Kind::Aac, 0);
+    std::vector<uint8_t> buf(8, 0xFF);
+    uint8_t* p = buf.data();
+    int32_t pos = 3;
+    ASSERT_EQ(zemsVLCEncodeEscBlock_AAC_16s1u(v.data(), 2, &p, &pos, specs.enc()), zemStatusOk);
+    const long end = long(p - buf.data()) * 8 + pos;
+    EXPECT_EQ(end, 3 + alone.bits);
+    EXPECT_EQ(zemtest::bits_at(buf.data(), 0, 3), 7u);
+    EXPECT_EQ(zemtest::bits_at(buf.data(), 3, int(alone.bits)),
+              zemtest::bits_at(alone.bytes.data(), 0, int(alone.bits)));
+    for (long i = end; i < 64; ++i)
+        EXPECT_EQ(zemtest::bit_at(buf.data(), std::size_t(i)), 1u) << i;
+}
+
+TEST(VlcEscapeBlock, ArgumentChecksInOrder) {
+    const VlcSpecs specs(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac);
+    uint8_t data[8] = {};
+    uint8_t* p = data;
+    int32_t pos = 0;
+    int16_t v[2] = {1, 1};
+    int32_t bits = 0;
+    EXPECT_EQ(zemsVLCDecodeEscBlock_AAC_1u16s(&p, &pos, nullptr, 2, specs.plain()),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsVLCDecodeEscBlock_MP3_1u16s(&p, &pos, 0, v, 2, nullptr), zemStatusNullPointer);
+    pos = 8;
+    EXPECT_EQ(zemsVLCDecodeUTupleEscBlock_AAC_1u16s(&p, &pos, v, 2, specs.tuple()),
+              zemStatusVlcBadBitOffset);
+    EXPECT_EQ(zemsVLCEncodeEscBlock_MP3_16s1u(v, 2, 0, &p, &pos, specs.enc()),
+              zemStatusVlcBadBitOffset);
+    pos = 0;
+    const ZemVlcDecSpec* wrongDec = reinterpret_cast<const ZemVlcDecSpec*>(specs.enc());
+    EXPECT_EQ(zemsVLCDecodeUTupleEscBlock_MP3_1u16s(&p, &pos, 0, v, 2, wrongDec),
+              zemStatusContextMismatch);
+    const ZemVlcEncSpec* wrongEnc = reinterpret_cast<const ZemVlcEncSpec*>(specs.plain());
+    EXPECT_EQ(zemsVLCEncodeEscBlock_AAC_16s1u(v, 2, &p, &pos, wrongEnc), zemStatusContextMismatch);
+    EXPECT_EQ(zemsVLCCountEscBits_MP3_16s32s(v, 2, 0, &bits, wrongEnc), zemStatusContextMismatch);
+    EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v, 2, nullptr, specs.enc()), zemStatusNullPointer);
+    EXPECT_EQ(p, data);
+    EXPECT_EQ(data[0], 0);
+    for (int misalign = 1; misalign < 32; misalign += 5) // addresses round up to the spec
+        EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v, 2, &bits, specs.enc(misalign)), zemStatusOk)
+            << misalign;
+}
+
+} // namespace
