@@ -45,6 +45,35 @@ typedef struct ZemMp3GranuleRec {
     int32_t count1table_select;
 } ZemMp3GranuleRec;
 
+/* Frame header and side information. The cursor is a pointer to the caller's byte pointer;
+   these four start and end on byte boundaries. Statuses: zemStatusOk, zemStatusNullPointer,
+   and for the side information zemStatusMp3BadFrameHeader (id not 0/1, layer not 1, mode
+   outside 0..3) and zemStatusMp3BadSideInfo (window switching with block_type 0; the records
+   before it, and the stream or fields up to it, are already processed). */
+
+/* Reads a 4-byte header, then the 16-bit CRC word when protection_bit is 0 (otherwise
+   crc_check is left unchanged); advances by 4 or 6 bytes. The sync word is not checked. */
+ZEM_API ZemStatus zemsUnpackFrameHeader_MP3(uint8_t** ppStream, ZemMp3HeaderRec* pHeader);
+
+/* Writes twelve sync ones and the header fields, each cut to its width, then the CRC word when
+   protection_bit is 0; advances by 4 or 6 bytes. */
+ZEM_API ZemStatus zemsPackFrameHeader_MP3(const ZemMp3HeaderRec* pHeader, uint8_t** ppStream);
+
+/* Reads the side information of one frame: 2 * nch records (MPEG-1) or nch (MPEG-2) into
+   pSideInfo, granule-major; scfsi flags into pScfsi[4 * nch] (MPEG-1 only, never written for
+   MPEG-2). Fields that the stream does not carry keep their contents, except block_type,
+   mixed_block_flag and the region counts, which are set. Advances by 17/32 (MPEG-1) or 9/17
+   (MPEG-2) bytes for one/two channels; the buffer must stay readable 3 bytes beyond. */
+ZEM_API ZemStatus zemsUnpackSideInfo_MP3(uint8_t** ppStream, ZemMp3GranuleRec* pSideInfo,
+                                         int32_t* pMainDataBegin, int32_t* pPrivateBits,
+                                         int32_t* pScfsi, const ZemMp3HeaderRec* pHeader);
+
+/* Writes the side information that zemsUnpackSideInfo_MP3 reads, every value cut to its field
+   width (a flag is judged by its transmitted bit). */
+ZEM_API ZemStatus zemsPackSideInfo_MP3(const ZemMp3GranuleRec* pSideInfo, uint8_t** ppStream,
+                                       int32_t mainDataBegin, int32_t privateBits,
+                                       const int32_t* pScfsi, const ZemMp3HeaderRec* pHeader);
+
 #ifdef __cplusplus
 }
 #endif
