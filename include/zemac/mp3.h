@@ -74,6 +74,35 @@ ZEM_API ZemStatus zemsPackSideInfo_MP3(const ZemMp3GranuleRec* pSideInfo, uint8_
                                        int32_t mainDataBegin, int32_t privateBits,
                                        const int32_t* pScfsi, const ZemMp3HeaderRec* pHeader);
 
+/* Scale factors of one granule and channel, at the bit cursor (*ppStream, *pBitPos), which
+   both functions advance. pScfsi points to this channel's four scfsi flags (read for MPEG-1
+   long blocks of granule 1 only). The array holds up to 39 entries: 22 (MPEG-1 long: band
+   order), 24 (MPEG-2 long), 39 (short: band * 3 + window), 38 (MPEG-1 mixed: 8 long bands then
+   short bands 3-11) or 36 (MPEG-2 mixed: 6 long bands, then short bands 3-11); the entries
+   after the transmitted ones are set to 0. For MPEG-2 the values follow the four partitions in
+   order; on the intensity-stereo right channel (bit 0 of mode_extension, channel 1) the largest
+   value of a partition is stored negated. MPEG-2 sets preflag in *pGranule from
+   scalefac_compress, and unpacking reduces mixed_block_flag of a short granule to its low bit.
+   The buffer must stay readable 3 bytes past the last bit. Statuses, in check order:
+   zemStatusNullPointer; zemStatusBadArgument (bit offset outside 0..7, granule or channel
+   outside 0..1); MPEG-2: zemStatusMp3BadSideInfo (scalefac_compress outside 0..511),
+   zemStatusMp3BadFrameHeader (mode_extension outside 0..3); MPEG-1: zemStatusMp3BadSideInfo
+   (scalefac_compress outside 0..15). Unpacking for granule 1 keeps the entries of the groups
+   whose scfsi flag is set, so pass the channel's granule-0 array there. */
+ZEM_API ZemStatus zemsUnpackScaleFactors_MP3_1u8s(uint8_t** ppStream, int32_t* pBitPos,
+                                                  int8_t* pScaleFactor,
+                                                  ZemMp3GranuleRec* pGranule,
+                                                  const int32_t* pScfsi,
+                                                  const ZemMp3HeaderRec* pHeader,
+                                                  int32_t granule, int32_t channel);
+
+/* Writes the scale factors that zemsUnpackScaleFactors_MP3_1u8s reads, each as the low slen
+   bits of its value; MPEG-1 granule 1 long blocks skip the groups whose scfsi flag is set. */
+ZEM_API ZemStatus zemsPackScaleFactors_MP3_8s1u(const int8_t* pScaleFactor, uint8_t** ppStream,
+                                                int32_t* pBitPos, const ZemMp3HeaderRec* pHeader,
+                                                ZemMp3GranuleRec* pGranule, const int32_t* pScfsi,
+                                                int32_t granule, int32_t channel);
+
 #ifdef __cplusplus
 }
 #endif
