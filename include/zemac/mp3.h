@@ -103,6 +103,60 @@ ZEM_API ZemStatus zemsPackScaleFactors_MP3_8s1u(const int8_t* pScaleFactor, uint
                                                 ZemMp3GranuleRec* pGranule, const int32_t* pScfsi,
                                                 int32_t granule, int32_t channel);
 
+/* Huffman decoding of one granule and channel into pDst[576] (stream order; zeros after the
+   last decoded value), from the bit cursor at the first Huffman bit. hufSize is part2_3_length
+   minus the scale-factor bits; the cursor ends exactly hufSize bits on (a count1 quadruple that
+   runs past the budget is dropped). *pNonZeroBound receives one past the last non-zero value.
+   Region 0/1/2 ends come from the long band table (six rows of 23 boundaries, row = id * 3 +
+   sampling_frequency); with window switching, region 1 starts at line 36 (MPEG-1 or short
+   blocks) or 54. The buffer must stay readable 3 bytes past the last bit read; a broken
+   stream is read at most one pair past the budget. Statuses, in check order:
+   zemStatusNullPointer; zemStatusBadArgument (bit offset outside 0..7, hufSize outside
+   0..part2_3_length); zemStatusMp3BadSideInfo (big_values above 288, block_type outside 0..3,
+   window_switching_flag or count1table_select not 0/1); zemStatusMp3BadFrameHeader (id not
+   0/1, layer not 1, sampling_frequency outside 0..2); zemStatusMp3BadSideInfo (window switching
+   with block_type 0, region counts negative or summing to 21 or more, a table number outside
+   0..31); zemStatusFailed (the big values used more than hufSize bits). */
+ZEM_API ZemStatus zemsHuffmanDecodeSfb_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos,
+                                                 int32_t* pDst, int32_t* pNonZeroBound,
+                                                 const ZemMp3GranuleRec* pGranule,
+                                                 const ZemMp3HeaderRec* pHeader, int32_t hufSize,
+                                                 const int16_t* pSfbTableLong);
+
+/* zemsHuffmanDecodeSfb_MP3_1u32s with the built-in long band table. */
+ZEM_API ZemStatus zemsHuffmanDecode_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos,
+                                              int32_t* pDst, int32_t* pNonZeroBound,
+                                              const ZemMp3GranuleRec* pGranule,
+                                              const ZemMp3HeaderRec* pHeader, int32_t hufSize);
+
+/* As zemsHuffmanDecodeSfb_MP3_1u32s, with region 0 of window-switching granules taken from the
+   caller's tables: long[8] for block types 1 and 3, three short bands for short blocks, and for
+   mixed blocks L long bands plus S short-window units, (L, S) = pMbpTable[2 * row + 0..1].
+   pSfbTableShort: six rows of 14 boundaries. Check order: pointers; bit offset
+   (zemStatusBadArgument); id (zemStatusMp3BadFrameHeader); big_values, block_type,
+   window_switching_flag (zemStatusMp3BadSideInfo); layer, sampling_frequency
+   (zemStatusMp3BadFrameHeader); count1table_select, hufSize (zemStatusMp3BadSideInfo); then
+   region counts, table numbers and the overrun as above. */
+ZEM_API ZemStatus zemsHuffmanDecodeSfbMbp_MP3_1u32s(
+    uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst, int32_t* pNonZeroBound,
+    const ZemMp3GranuleRec* pGranule, const ZemMp3HeaderRec* pHeader, int32_t hufSize,
+    const int16_t* pSfbTableLong, const int16_t* pSfbTableShort, const int16_t* pMbpTable);
+
+/* Huffman encoding of one MPEG-1 granule and channel from pSrc[576]: the big values with the
+   granule's tables (region 1 at line 36 with window switching and a non-zero block_type), then
+   count1Len values (a multiple of 4) as quadruples, then 1 bits up to hufSize bits in all.
+   Values must fit the chosen tables (larger magnitudes are written cut). Statuses:
+   zemStatusNullPointer; zemStatusBadArgument (bit offset outside 0..7); zemStatusMp3BadSideInfo
+   (big_values outside 0..288, region counts negative or summing to 21 or more,
+   count1table_select not 0/1); zemStatusMp3BadFrameHeader (id or layer not 1,
+   sampling_frequency outside 0..2); zemStatusBadArgument (count1Len outside
+   0..576 - 2 * big_values); zemStatusMp3BadSideInfo (a table number outside 0..31, after the
+   regions before it are written). */
+ZEM_API ZemStatus zemsHuffmanEncode_MP3_32s1u(const int32_t* pSrc, uint8_t** ppStream,
+                                              int32_t* pBitPos, const ZemMp3HeaderRec* pHeader,
+                                              const ZemMp3GranuleRec* pGranule, int32_t count1Len,
+                                              int32_t hufSize);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,97 @@
+// Layer III Huffman tables in the two forms the coder uses, both derived at compile time from the
+// code tables of mp3_huffman_codes.hpp.
+//
+// Encoding form: per table number, the (code, length) array indexed by width * |x| + |y|, the
+// width (values per coordinate) and linbits.
+//
+// Decoding form: per code table, a first level of 16 words indexed by the next four stream bits,
+// then a binary tree. Word kinds, told apart by bit 0:
+//   leaf (bit 0 set):     x in bits 12-15, y in bits 8-11, code bits still to consume in bits 1-3
+//                         (1-4 at the first level, 0 inside the tree, where the walk consumed them)
+//   node (bit 0 clear):   an even word w >= 2 naming an inner node, whose words for a next bit
+//                         of 0 and 1 are tree[w - 2] and tree[w - 1]; 0 never occurs in a
+//                         complete table.
+// A first-level node word means the code is longer than four bits: the four bits are consumed
+// and the walk continues one bit per node. Count1 table A uses the same form with v, w, x, y in
+// bits 15, 14, 13, 12.
+#pragma once
+
+#include <cstdint>
+
+#include "tables/mp3_huffman_codes.hpp"
+
+namespace zem::mp3 {
+
+struct PairTable {
+    const HuffCode* codes; // null for tables 0, 4, 14
+    int width;
+    int linbits;
+    int decoder; // index into kDecoders, -1 without codes
+};
+
+// Table numbers 0-31; 16-23 and 24-31 share their code tables with different linbits.
+constexpr PairTable kPairTables[32] = {
+    {nullptr, 1, 0, -1},        {kHuffCodes1, 2, 0, 0},     {kHuffCodes2, 3, 0, 1},
+    {kHuffCodes3, 3, 0, 2},     {nullptr, 1, 0, -1},        {kHuffCodes5, 4, 0, 3},
+    {kHuffCodes6, 4, 0, 4},     {kHuffCodes7, 6, 0, 5},     {kHuffCodes8, 6, 0, 6},
+    {kHuffCodes9, 6, 0, 7},     {kHuffCodes10, 8, 0, 8},    {kHuffCodes11, 8, 0, 9},
+    {kHuffCodes12, 8, 0, 10},   {kHuffCodes13, 16, 0, 11},  {nullptr, 1, 0, -1},
+    {kHuffCodes15, 16, 0, 12},  {kHuffCodes16, 16, 1, 13},  {kHuffCodes16, 16, 2, 13},
+    {kHuffCodes16, 16, 3, 13},  {kHuffCodes16, 16, 4, 13},  {kHuffCodes16, 16, 6, 13},
+    {kHuffCodes16, 16, 8, 13},  {kHuffCodes16, 16, 10, 13}, {kHuffCodes16, 16, 13, 13},
+    {kHuffCodes24, 16, 4, 14},  {kHuffCodes24, 16, 5, 14},  {kHuffCodes24, 16, 6, 14},
+    {kHuffCodes24, 16, 7, 14},  {kHuffCodes24, 16, 8, 14},  {kHuffCodes24, 16, 9, 14},
+    {kHuffCodes24, 16, 11, 14}, {kHuffCodes24, 16, 13, 14},
+};
+
+constexpr int kMaxTreeWords = 2 * 256; // a prefix code of n codes has n - 1 inner nodes
+
+struct Decoder {
+    uint16_t first[16];
+    uint16_t tree[kMaxTreeWords];
+};
+
+// Builds the decoding form of a prefix code; symbol_bits(i) gives the value bits of code i.
+// Codes are assumed complete and prefix-free; the tests check every code decodes back.
+template <int N, typename Symbol>
+constexpr Decoder build_decoder(const HuffCode (&codes)[N], Symbol symbol_bits) {
+    Decoder d{};
+    int nodes = 0;
+    for (int i = 0; i < N; ++i) {
+        const int len = codes[i].length;
+        const unsigned code = codes[i].code;
+        const uint16_t sym = symbol_bits(i);
+        if (len <= 4) {
+            const unsigned base = code << (4 - len);
+            for (unsigned k = 0; k < (1u << (4 - len)); ++k)
+                d.first[base + k] = uint16_t(sym | (len << 1) | 1);
+            continue;
+        }
+        uint16_t* slot = &d.first[code >> (len - 4)];
+        for (int b = len - 5; b >= 0; --b) {
+            if (*slot == 0)
+                *slot = uint16_t(2 * ++nodes);
+            slot = &d.tree[*slot - 2 + ((code >> b) & 1)];
+        }
+        *slot = uint16_t(sym | 1);
+    }
+    return d;
+}
+
+template <int N> constexpr Decoder pair_decoder(const HuffCode (&codes)[N], int width) {
+    return build_decoder(
+        codes, [width](int i) { return uint16_t(((i / width) << 12) | ((i % width) << 8)); });
+}
+
+constexpr Decoder kDecoders[15] = {
+    pair_decoder(kHuffCodes1, 2),   pair_decoder(kHuffCodes2, 3),   pair_decoder(kHuffCodes3, 3),
+    pair_decoder(kHuffCodes5, 4),   pair_decoder(kHuffCodes6, 4),   pair_decoder(kHuffCodes7, 6),
+    pair_decoder(kHuffCodes8, 6),   pair_decoder(kHuffCodes9, 6),   pair_decoder(kHuffCodes10, 8),
+    pair_decoder(kHuffCodes11, 8),  pair_decoder(kHuffCodes12, 8),  pair_decoder(kHuffCodes13, 16),
+    pair_decoder(kHuffCodes15, 16), pair_decoder(kHuffCodes16, 16), pair_decoder(kHuffCodes24, 16),
+};
+
+constexpr Decoder kQuadDecoderA =
+    build_decoder(kQuadCodesA, [](int i) { return uint16_t(i << 12); });
+
+} // namespace zem::mp3
