@@ -55,7 +55,9 @@ class Decoder {
             return; // keep the output format of the first frame
         if (layout.channels > kMaxChannels) {
             if (!wideReported_)
-                say(log_, "error: a program config element with %d channels (at most %d are decoded) is ignored\n",
+                say(log_,
+                    "error: a program config element with %d channels (at most %d are decoded) is "
+                    "ignored\n",
                     layout.channels, kMaxChannels);
             wideReported_ = true;
             return;
