@@ -16,6 +16,8 @@ constexpr int kBitrates[2][16] = {
 };
 constexpr int kRates[2][3] = {{22050, 24000, 16000}, {44100, 48000, 32000}};
 constexpr const char* kModes[4] = {"stereo", "joint stereo", "dual channel", "mono"};
+// The longest Layer III frame: free format at 640 kbit/s and 32 kHz, with padding.
+constexpr long kMaxFrameBytes = 2881;
 
 struct FrameInfo {
     ZemMp3HeaderRec h;
@@ -231,8 +233,8 @@ bool Decoder::decode(const uint8_t* data, long length, const FrameInfo& f) {
         return fail("side information", st);
     // Append this frame's main data; the granules start mainDataBegin bytes before it.
     const long mainBytes = length - long(p - data);
-    if (mainBytes < 0)
-        return fail("frame shorter than its side information", zemStatusFailed);
+    if (mainBytes < 0 || length > kMaxFrameBytes)
+        return fail("frame length out of range", zemStatusFailed);
     if (reservoirSize_ + mainBytes > 8192) {
         const long keep = std::min<long>(reservoirSize_, 511);
         std::memmove(reservoir_.data(), reservoir_.data() + reservoirSize_ - keep,
@@ -318,7 +320,13 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
         if (f.length == 0) {
             if (freeLength == 0)
                 freeLength = free_format_length(in, pos, end, f);
-            f.length = freeLength == 0 ? long(end - pos) : freeLength + f.h.padding_bit;
+            if (freeLength == 0 || freeLength > kMaxFrameBytes) { // no second free-format header
+                if (skipped++ == 0)
+                    garbageAt = pos;
+                ++pos;
+                continue;
+            }
+            f.length = freeLength + f.h.padding_bit;
         }
         // A header counts once the next one follows where it says, or the data ends there.
         FrameInfo next;
