@@ -54,10 +54,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     int32_t mdb = 0, priv = 0, scfsi[8] = {}, bound = 0, spec[576];
     int8_t sf[40] = {};
     switch (pick & 7) {
-    case 0: zemsUnpackFrameHeader_MP3(&p, &h); break;
-    case 1: zemsUnpackSideInfo_MP3(&p, side, &mdb, &priv, scfsi, &h); break;
-    case 2: zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, scfsi, &h, pick >> 7, (pick >> 6) & 1); break;
-    case 3: zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length); break;
+    case 0:
+        zemsUnpackFrameHeader_MP3(&p, &h);
+        break;
+    case 1:
+        zemsUnpackSideInfo_MP3(&p, side, &mdb, &priv, scfsi, &h);
+        break;
+    case 2:
+        zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, scfsi, &h, pick >> 7, (pick >> 6) & 1);
+        break;
+    case 3:
+        zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length);
+        break;
     default: {
         int16_t longB[6][23], shortB[6][14];
         for (int r = 0; r < 6; ++r) { // tables from the data: boundaries need not be sane
@@ -69,10 +77,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
             shortB[r][13] = 192;
         }
         if (pick & 4)
-            zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length, &longB[0][0],
-                                              &shortB[0][0], kMbp);
+            zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length,
+                                              &longB[0][0], &shortB[0][0], kMbp);
         else
-            zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length, &longB[0][0]);
+            zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &bound, &g, &h, g.part2_3_length,
+                                           &longB[0][0]);
     }
     }
     return 0;

@@ -101,8 +101,10 @@ TEST(Mp3SideInfo, RoundTripsEveryLayout) {
             std::memcpy(out, in, sizeof out); // fields that are not transmitted keep their values
             for (int r = 0; r < k.records; ++r)
                 for (int32_t* f = &out[r].part2_3_length; f <= &out[r].count1table_select; ++f)
-                    if (!(k.id == 0 && f == &out[r].preflag) && !(in[r].window_switching_flag && f == &out[r].table_select[2]) &&
-                        !(!in[r].window_switching_flag && f >= &out[r].subblock_gain[0] && f <= &out[r].subblock_gain[2]))
+                    if (!(k.id == 0 && f == &out[r].preflag) &&
+                        !(in[r].window_switching_flag && f == &out[r].table_select[2]) &&
+                        !(!in[r].window_switching_flag && f >= &out[r].subblock_gain[0] &&
+                          f <= &out[r].subblock_gain[2]))
                         *f = -1;
             int32_t mdbBack = -1, privBack = -1;
             p = buf;
@@ -112,7 +114,8 @@ TEST(Mp3SideInfo, RoundTripsEveryLayout) {
             EXPECT_EQ(privBack, priv);
             EXPECT_EQ(std::memcmp(out, in, sizeof(ZemMp3GranuleRec) * std::size_t(k.records)), 0);
             if (k.id == 1) {
-                EXPECT_EQ(std::memcmp(back, scfsi, sizeof(int32_t) * 4 * std::size_t(k.records / 2)), 0);
+                EXPECT_EQ(
+                    std::memcmp(back, scfsi, sizeof(int32_t) * 4 * std::size_t(k.records / 2)), 0);
             }
             uint8_t again[40] = {};
             p = again;
@@ -130,7 +133,16 @@ TEST(Mp3SideInfo, Failures) {
     uint8_t* p = buf;
     EXPECT_EQ(zemsPackSideInfo_MP3(g, &p, 0, 0, scfsi, &h), zemStatusMp3BadSideInfo);
     zemtest::BitBuilder b;
-    b.put(0, 9).put(0, 5).put(0, 4).put(100, 12).put(0, 9).put(0, 8).put(0, 4).put(1, 1).put(0, 2).put(0, 20);
+    b.put(0, 9)
+        .put(0, 5)
+        .put(0, 4)
+        .put(100, 12)
+        .put(0, 9)
+        .put(0, 8)
+        .put(0, 4)
+        .put(1, 1)
+        .put(0, 2)
+        .put(0, 20);
     std::vector<uint8_t> bytes = b.bytes(16);
     p = bytes.data();
     int32_t mdb, priv;
@@ -171,10 +183,12 @@ TEST(Mp3ScaleFactors, RoundTrips) {
         ASSERT_EQ(zemsPackScaleFactors_MP3_8s1u(sf, &p, &pos, &h, &g2, scfsi, 0, 0), zemStatusOk);
         EXPECT_EQ((p - packed.data()) * 8 + pos, used);
         for (long i = 0; i < used; ++i)
-            ASSERT_EQ(zemtest::bit_at(packed.data(), std::size_t(i)), zemtest::bit_at(random.data(), std::size_t(i)));
+            ASSERT_EQ(zemtest::bit_at(packed.data(), std::size_t(i)),
+                      zemtest::bit_at(random.data(), std::size_t(i)));
         p = packed.data();
         pos = 0;
-        ASSERT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, back, &g2, scfsi, &h, 0, 0), zemStatusOk);
+        ASSERT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, back, &g2, scfsi, &h, 0, 0),
+                  zemStatusOk);
         const bool isShort = g2.block_type == 2, mixed = isShort && g2.mixed_block_flag;
         const std::size_t entries = isShort ? (mixed ? (id ? 38 : 36) : 39) : (id ? 22 : 24);
         EXPECT_EQ(std::memcmp(back, sf, entries), 0);
@@ -215,9 +229,11 @@ TEST(Mp3ScaleFactors, ReuseAndIntensityMarks) {
     EXPECT_EQ(sf[1], 3);
     EXPECT_EQ(sf[8], -3);
     EXPECT_EQ(g.preflag, 0);
-    EXPECT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, all, &h2, 2, 1), zemStatusBadArgument);
+    EXPECT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, all, &h2, 2, 1),
+              zemStatusBadArgument);
     g.scalefac_compress = 512;
-    EXPECT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, all, &h2, 0, 1), zemStatusMp3BadSideInfo);
+    EXPECT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf, &g, all, &h2, 0, 1),
+              zemStatusMp3BadSideInfo);
 }
 
 // Every codeword of every pair table and of the quadruple table decodes through its tree.
@@ -231,7 +247,8 @@ TEST(Mp3Huffman, TreesDecodeEveryCodeword) {
         const PairCodeTable c = pair_code_table(table.codes);
         for (int i = 0; i < table.size * table.size; ++i) {
             int bits = 0;
-            const uint32_t window = c.codes[i].code << (32 - c.codes[i].length) | (0x33333333u >> c.codes[i].length);
+            const uint32_t window =
+                c.codes[i].code << (32 - c.codes[i].length) | (0x33333333u >> c.codes[i].length);
             EXPECT_EQ(int(decode_codeword(c.first, c.tree, window, bits) >> 1), i) << "table " << t;
             EXPECT_EQ(bits, c.codes[i].length);
         }
@@ -239,7 +256,9 @@ TEST(Mp3Huffman, TreesDecodeEveryCodeword) {
     for (int i = 0; i < 16; ++i) {
         int bits = 0;
         const uint32_t window = kQuadCodesA[i].code << (32 - kQuadCodesA[i].length);
-        EXPECT_EQ(int(decode_codeword(kQuadDecoderA.first, kQuadDecoderA.tree.node, window, bits) >> 1), i);
+        EXPECT_EQ(
+            int(decode_codeword(kQuadDecoderA.first, kQuadDecoderA.tree.node, window, bits) >> 1),
+            i);
         EXPECT_EQ(bits, kQuadCodesA[i].length);
     }
 }
@@ -263,7 +282,9 @@ TEST(Mp3Huffman, EncodeDecodeRoundTrips) {
             g.table_select[0] = g.table_select[1] = g.table_select[2] = t;
             g.count1table_select = int32_t(rng() & 1);
             std::vector<int32_t> x(576, 0);
-            const int maxMag = t == 0 ? 0 : table.linbits ? 15 + (1 << table.linbits) - 1 : table.size - 1;
+            const int maxMag = t == 0          ? 0
+                               : table.linbits ? 15 + (1 << table.linbits) - 1
+                                               : table.size - 1;
             for (int i = 0; i < 2 * g.big_values; ++i) {
                 const int m = int(rng() % uint32_t(maxMag + 1));
                 x[std::size_t(i)] = rng() & 1 ? -m : m;
@@ -274,14 +295,16 @@ TEST(Mp3Huffman, EncodeDecodeRoundTrips) {
             std::vector<uint8_t> buf(4096, 0);
             uint8_t* p = buf.data();
             int32_t pos = 5;
-            ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(x.data(), &p, &pos, &h, &g, count1, 0), zemStatusOk);
+            ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(x.data(), &p, &pos, &h, &g, count1, 0),
+                      zemStatusOk);
             const int32_t bits = int32_t((p - buf.data()) * 8 + pos - 5);
             g.part2_3_length = bits + 10;
             std::vector<int32_t> y(576, 99);
             int32_t bound = -1;
             p = buf.data();
             pos = 5;
-            ASSERT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, bits), zemStatusOk)
+            ASSERT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, bits),
+                      zemStatusOk)
                 << "table " << t;
             EXPECT_EQ((p - buf.data()) * 8 + pos - 5, bits);
             // Zeros at the end of the count1 region are not distinguishable from the zero tail.
@@ -319,9 +342,11 @@ TEST(Mp3Huffman, BudgetEdges) {
     EXPECT_EQ(y[7], 1);
     EXPECT_EQ(y[8], 0);
     EXPECT_EQ(bound, 8);
-    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, 101), zemStatusBadArgument);
+    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, 101),
+              zemStatusBadArgument);
     g.big_values = 289;
-    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, 10), zemStatusMp3BadSideInfo);
+    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, y.data(), &bound, &g, &h, 10),
+              zemStatusMp3BadSideInfo);
 }
 
 } // namespace

@@ -29,9 +29,7 @@ struct Granule {
     int8_t sf[80] = {};
     ZemMp3GranuleRec g[2] = {};
     int32_t work[576];
-    Granule() {
-        g[0].global_gain = g[1].global_gain = 210;
-    }
+    Granule() { g[0].global_gain = g[1].global_gain = 210; }
     ZemStatus run(const ZemMp3HeaderRec& h) {
         return zemsReQuantize_MP3_32s_I(x.data(), bound, sf, g, &h, work);
     }
@@ -104,12 +102,15 @@ TEST(Mp3Requantize, MatchesDoublePrecision) {
         const int pretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
         for (int b = 0; b < 22; ++b)
             for (int i = bands[b]; i < bands[b + 1]; ++i) {
-                const int e = (a.sf[b] + a.g[0].preflag * pretab[b]) * (2 << a.g[0].scalefac_scale) + 210 -
-                              a.g[0].global_gain;
+                const int e =
+                    (a.sf[b] + a.g[0].preflag * pretab[b]) * (2 << a.g[0].scalefac_scale) + 210 -
+                    a.g[0].global_gain;
                 const double m = std::abs(q[std::size_t(i)]);
                 const double want = std::pow(m, 4.0 / 3.0) * std::pow(2.0, -e / 4.0) * 67108864.0;
-                const double tolerance = 1.0 + want * (0.5 / 16384.0 / std::max(1.0, std::pow(m, 4.0 / 3.0)) + 1e-8);
-                ASSERT_NEAR(std::abs(a.x[std::size_t(i)]), std::min(want, 2147483647.0), tolerance) << i;
+                const double tolerance =
+                    1.0 + want * (0.5 / 16384.0 / std::max(1.0, std::pow(m, 4.0 / 3.0)) + 1e-8);
+                ASSERT_NEAR(std::abs(a.x[std::size_t(i)]), std::min(want, 2147483647.0), tolerance)
+                    << i;
             }
     }
 }
@@ -173,22 +174,28 @@ TEST(Mp3Synthesis, SubbandTransformMatchesDefinition) {
 TEST(Mp3Synthesis, SilenceAndOverlapFlush) {
     std::vector<int32_t> x(576, 0), y(576, 7), overlap(576, 0);
     int32_t count = 0;
-    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0), zemStatusOk);
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusOk);
     EXPECT_EQ(count, 1); // floor((bound + 8) / 18) + 1 sub-bands, for the aliasing into the next
     for (int32_t v : y)
         ASSERT_EQ(v, 0);
     x[18 + 3] = 1 << 24; // sub-band 1
-    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 22, &count, 0, 0), zemStatusOk);
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 22, &count, 0, 0),
+              zemStatusOk);
     const std::vector<int32_t> kept(overlap.begin() + 18, overlap.begin() + 36);
     std::fill(x.begin(), x.end(), 0);
-    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0), zemStatusOk);
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusOk);
     for (int t = 0; t < 18; ++t) // the overlap comes out, odd slots of the odd sub-band inverted
-        EXPECT_EQ(y[std::size_t(32 * t + 1)], (t & 1) ? -kept[std::size_t(t)] : kept[std::size_t(t)]);
+        EXPECT_EQ(y[std::size_t(32 * t + 1)],
+                  (t & 1) ? -kept[std::size_t(t)] : kept[std::size_t(t)]);
     for (int i = 18; i < 36; ++i)
         EXPECT_EQ(overlap[std::size_t(i)], 0);
-    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 577, &count, 0, 0), zemStatusBadArgument);
+    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 577, &count, 0, 0),
+              zemStatusBadArgument);
     count = 33;
-    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0), zemStatusBadArgument);
+    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusBadArgument);
 }
 
 // The polyphase bank against the standard's procedure in double precision: matrixing into a
@@ -217,8 +224,10 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
         for (int j = 0; j < 32; ++j) {
             double sum = 0;
             for (int i = 0; i < 8; ++i) {
-                sum += fifo[std::size_t(128 * i + j)] * zem::mp3::kSynthesisWindow16[64 * i + j] / 65536.0;
-                sum += fifo[std::size_t(128 * i + 96 + j)] * zem::mp3::kSynthesisWindow16[64 * i + 32 + j] / 65536.0;
+                sum += fifo[std::size_t(128 * i + j)] * zem::mp3::kSynthesisWindow16[64 * i + j] /
+                       65536.0;
+                sum += fifo[std::size_t(128 * i + 96 + j)] *
+                       zem::mp3::kSynthesisWindow16[64 * i + 32 + j] / 65536.0;
             }
             const double want = std::clamp(sum / 512.0, -32768.0, 32767.0);
             ASSERT_NEAR(pcm[2 * j], want, 1.0) << "slot " << slot << " sample " << j;

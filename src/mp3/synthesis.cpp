@@ -4,8 +4,6 @@
 
 #include <initializer_list>
 
-#include <cmath>
-
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
@@ -36,12 +34,17 @@ constexpr Butterflies make_butterflies() {
 
 constexpr Butterflies kButterflies = make_butterflies();
 
-// The 36-point inverse transform folded into 18 sums: with the IMDCT's symmetries,
-// y[i] = s[i + 9] for i < 9, y[i] = -s[26 - i] for 9 <= i < 27, y[i] = -s[i - 27] for i >= 27,
-// where s[j] = sum_k X[k] cos(pi/72 (2j + 19 + 18) ...). Kept simple: a table of the 36 x 18
-// cosines times the window and 1/4 per block type.
-struct LongKernels {
-    double k[4][36][18]; // block types 0, 1, 3 (index 2 unused)
+// The inverse transforms need only half of their outputs: the 36-point one has
+// y[17 - i] = -y[i] and y[35 - i] = y[18 + i] (i < 9), the 12-point one s[5 - i] = -s[i] and
+// s[11 - i] = s[6 + i] (i < 3). The tables hold the cosines of those outputs and the windows
+// with the factor 1/4.
+constexpr int kLongRows[18] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 18, 19, 20, 21, 22, 23, 24, 25, 26};
+constexpr int kShortRows[6] = {0, 1, 2, 6, 7, 8};
+
+struct Kernels {
+    double longCos[18][18];
+    double shortCos[6][6];
+    double window[4][36]; // block types 0, 1, 3 (long), 2 (the short window at 0..11)
 };
 
 constexpr double long_window(int type, int i) {
@@ -67,58 +70,70 @@ constexpr double long_window(int type, int i) {
     return normal;
 }
 
-constexpr LongKernels make_long_kernels() {
-    LongKernels t{};
+constexpr Kernels make_kernels() {
+    Kernels t{};
+    for (int r = 0; r < 18; ++r)
+        for (int k = 0; k < 18; ++k)
+            t.longCos[r][k] = cmath::cos(kPi / 72.0 * (2 * kLongRows[r] + 19) * (2 * k + 1));
+    for (int r = 0; r < 6; ++r)
+        for (int k = 0; k < 6; ++k)
+            t.shortCos[r][k] = cmath::cos(kPi / 24.0 * (2 * kShortRows[r] + 7) * (2 * k + 1));
     for (int type : {0, 1, 3})
         for (int i = 0; i < 36; ++i)
-            for (int k = 0; k < 18; ++k)
-                t.k[type][i][k] = 0.25 * long_window(type, i) *
-                                  cmath::cos(kPi / 72.0 * (2 * i + 19) * (2 * k + 1));
-    return t;
-}
-
-struct ShortKernel {
-    double k[12][6];
-};
-
-constexpr ShortKernel make_short_kernel() {
-    ShortKernel t{};
+            t.window[type][i] = 0.25 * long_window(type, i);
     for (int i = 0; i < 12; ++i)
-        for (int k = 0; k < 6; ++k)
-            t.k[i][k] = 0.25 * cmath::sin(kPi / 12.0 * (i + 0.5)) *
-                        cmath::cos(kPi / 24.0 * (2 * i + 7) * (2 * k + 1));
+        t.window[2][i] = 0.25 * cmath::sin(kPi / 12.0 * (i + 0.5));
     return t;
 }
 
-constexpr LongKernels kLong = make_long_kernels();
-constexpr ShortKernel kShort = make_short_kernel();
+constexpr Kernels kKernels = make_kernels();
 
+// Nearest integer, ties to even, saturated to 32 bits. Adding and removing 1.5 * 2^52 rounds
+// in the current (nearest) mode without a library call; larger values saturate anyway.
 int32_t round_sat(double v) {
-    const double r = std::nearbyint(v);
-    return r >= 2147483647.0    ? 2147483647
-           : r <= -2147483648.0 ? int32_t(-2147483647 - 1)
-                                : int32_t(r);
+    if (v >= 2147483647.0)
+        return 2147483647;
+    if (v <= -2147483648.0)
+        return int32_t(-2147483647 - 1);
+    constexpr double kShifter = 6755399441055744.0;
+    return int32_t((v + kShifter) - kShifter);
 }
 
 // Windowed inverse transform of one sub-band's 18 lines into 36 values.
 void inverse_subband(const int32_t* X, int32_t* z, int blockType) {
     if (blockType != 2) {
-        for (int i = 0; i < 36; ++i) {
+        double y[36];
+        for (int r = 0; r < 18; ++r) {
             double s = 0.0;
             for (int k = 0; k < 18; ++k)
-                s += kLong.k[blockType][i][k] * X[k];
-            z[i] = round_sat(s);
+                s += kKernels.longCos[r][k] * X[k];
+            y[kLongRows[r]] = s;
         }
+        for (int i = 0; i < 9; ++i) {
+            y[17 - i] = -y[i];
+            y[35 - i] = y[18 + i];
+        }
+        const double* w = kKernels.window[blockType];
+        for (int i = 0; i < 36; ++i)
+            z[i] = round_sat(w[i] * y[i]);
         return;
     }
     double y[36] = {};
-    for (int w = 0; w < 3; ++w)
-        for (int i = 0; i < 12; ++i) {
-            double s = 0.0;
+    for (int win = 0; win < 3; ++win) {
+        double s[12];
+        for (int r = 0; r < 6; ++r) {
+            double acc = 0.0;
             for (int k = 0; k < 6; ++k)
-                s += kShort.k[i][k] * X[6 * w + k];
-            y[6 + 6 * w + i] += s;
+                acc += kKernels.shortCos[r][k] * X[6 * win + k];
+            s[kShortRows[r]] = acc;
         }
+        for (int i = 0; i < 3; ++i) {
+            s[5 - i] = -s[i];
+            s[11 - i] = s[6 + i];
+        }
+        for (int i = 0; i < 12; ++i)
+            y[6 + 6 * win + i] += kKernels.window[2][i] * s[i];
+    }
     for (int i = 0; i < 36; ++i)
         z[i] = round_sat(y[i]);
 }
@@ -132,39 +147,76 @@ void alias_reduce(int32_t* x, int boundary) {
 }
 
 // Polyphase synthesis. Each time slot keeps the 32 values of a 32-point DCT-II of its
-// sub-band samples (A[m] = sum_k S[k] cos((2k + 1) m pi / 64)); the 64 matrixing values follow
-// from them by symmetry. The window D is in Q30.
-struct DctTable {
-    int32_t c[32][32]; // Q30
+// sub-band samples, A[m] = sum_k S[k] cos((2k + 1) m pi / 64); the 64 matrixing values of the
+// standard follow by symmetry: V[j] = A[16 + j] (j < 16), 0 (j = 16), -A[48 - j] (j > 16), and
+// V[32 + j] = -A[16 - j] (j < 16), -A[0] (j = 16), -A[j - 16] (j > 16). The window tables hold
+// D in Q30 with those signs folded in, so that each product is hi(A D') = hi(V D) exactly.
+
+// Lee's recursive DCT-II in double precision: even outputs from the sums of mirrored inputs,
+// odd ones from their scaled differences.
+// 1 / (2 cos(pi (2i + 1) / (2n))) at index n / 2 + i, for n = 2, 4, ..., 32.
+struct LeeScales {
+    double v[32];
 };
 
-constexpr DctTable make_dct() {
-    DctTable t{};
-    for (int m = 0; m < 32; ++m)
-        for (int k = 0; k < 32; ++k)
-            t.c[m][k] = int32_t(
-                cmath::round_to_int(cmath::cos((2 * k + 1) * m * kPi / 64.0) * 1073741824.0));
+constexpr LeeScales make_lee_scales() {
+    LeeScales t{};
+    for (int n = 2; n <= 32; n *= 2)
+        for (int i = 0; i < n / 2; ++i)
+            t.v[n / 2 + i] = 1.0 / (2.0 * cmath::cos(kPi * (2 * i + 1) / (2.0 * n)));
     return t;
 }
 
-constexpr DctTable kDct = make_dct();
+constexpr LeeScales kLee = make_lee_scales();
 
-void dct32(const int32_t* s, int32_t* a) {
-    for (int m = 0; m < 32; ++m) {
-        int64_t acc = 0;
-        for (int k = 0; k < 32; ++k)
-            acc += int64_t(s[k]) * kDct.c[m][k];
-        a[m] = int32_t((acc + (int64_t(1) << 29)) >> 30);
+void dct_lee(const double* x, double* out, int n) {
+    if (n == 1) {
+        out[0] = x[0];
+        return;
+    }
+    double u[16], v[16], a[16], b[16];
+    const int h = n / 2;
+    for (int i = 0; i < h; ++i) {
+        u[i] = x[i] + x[n - 1 - i];
+        v[i] = (x[i] - x[n - 1 - i]) * kLee.v[h + i];
+    }
+    dct_lee(u, a, h);
+    dct_lee(v, b, h);
+    for (int k = 0; k < h; ++k) {
+        out[2 * k] = a[k];
+        out[2 * k + 1] = b[k] + (k + 1 < h ? b[k + 1] : 0.0);
     }
 }
 
-// V[j] (j < 32) of a slot from its DCT values, and V[32 + j].
-int32_t v_even(const int32_t* a, int j) {
-    return j < 16 ? a[16 + j] : j == 16 ? 0 : wrap_neg(a[48 - j]);
+void dct32(const int32_t* s, int32_t* a) {
+    double x[32], y[32];
+    for (int k = 0; k < 32; ++k)
+        x[k] = s[k];
+    dct_lee(x, y, 32);
+    for (int m = 0; m < 32; ++m)
+        a[m] = round_sat(y[m]);
 }
-int32_t v_odd(const int32_t* a, int j) {
-    return wrap_neg(j < 16 ? a[16 - j] : j == 16 ? a[0] : a[j - 16]);
+
+struct SynthesisWindow {
+    uint8_t evenIndex[32], oddIndex[32];
+    int64_t even[8][32], odd[8][32];
+};
+
+constexpr SynthesisWindow make_synthesis_window() {
+    SynthesisWindow t{};
+    for (int j = 0; j < 32; ++j) {
+        const int evenSign = j < 16 ? 1 : j == 16 ? 0 : -1;
+        t.evenIndex[j] = uint8_t(j < 16 ? 16 + j : j == 16 ? 0 : 48 - j);
+        t.oddIndex[j] = uint8_t(j < 16 ? 16 - j : j == 16 ? 0 : j - 16);
+        for (int i = 0; i < 8; ++i) {
+            t.even[i][j] = evenSign * (int64_t(kSynthesisWindow16[64 * i + j]) << 14);
+            t.odd[i][j] = -(int64_t(kSynthesisWindow16[64 * i + 32 + j]) << 14);
+        }
+    }
+    return t;
 }
+
+constexpr SynthesisWindow kWindow = make_synthesis_window();
 
 } // namespace
 
@@ -230,17 +282,17 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
     dct32(pSrcY, pVBuffer + 32 * pos);
-    for (int j = 0; j < 32; ++j) {
-        int32_t sum = 0;
-        for (int i = 0; i < 8; ++i) {
-            const int32_t* even = pVBuffer + 32 * ((pos + 2 * i) & 15);
-            const int32_t* odd = pVBuffer + 32 * ((pos + 2 * i + 1) & 15);
-            const int64_t d0 = int64_t(kSynthesisWindow16[64 * i + j]) << 14;
-            const int64_t d1 = int64_t(kSynthesisWindow16[64 * i + 32 + j]) << 14;
-            sum = wrap_add(sum, hi32(v_even(even, j) * d0));
-            sum = wrap_add(sum, hi32(v_odd(odd, j) * d1));
-        }
-        pDstAudioOut[j * mode] = sat16(int64_t(wrap_add(sum, 64) >> 7));
+    int32_t sum[32] = {};
+    for (int i = 0; i < 8; ++i) {
+        const int32_t* even = pVBuffer + 32 * ((pos + 2 * i) & 15);
+        const int32_t* odd = pVBuffer + 32 * ((pos + 2 * i + 1) & 15);
+        const int64_t* de = kWindow.even[i];
+        const int64_t* dd = kWindow.odd[i];
+        for (int j = 0; j < 32; ++j)
+            sum[j] = wrap_add(sum[j], wrap_add(hi32(even[kWindow.evenIndex[j]] * de[j]),
+                                               hi32(odd[kWindow.oddIndex[j]] * dd[j])));
     }
+    for (int j = 0; j < 32; ++j)
+        pDstAudioOut[j * mode] = sat16(int64_t(wrap_add(sum[j], 64) >> 7));
     return zemStatusOk;
 }
