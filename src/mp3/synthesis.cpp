@@ -7,7 +7,8 @@
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
-#include "tables/mp3_window.hpp"
+#include "core/simd.hpp"
+#include "mp3/polyphase_window.hpp"
 
 using namespace zem;
 using namespace zem::mp3;
@@ -42,7 +43,7 @@ constexpr int kLongRows[18] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 18, 19, 20, 21, 22, 23
 constexpr int kShortRows[6] = {0, 1, 2, 6, 7, 8};
 
 struct Kernels {
-    double longCos[18][18];
+    double longCos[18][18]; // [k][row]: two rows side by side for the vector loop
     double shortCos[6][6];
     double window[4][36]; // block types 0, 1, 3 (long), 2 (the short window at 0..11)
 };
@@ -74,7 +75,7 @@ constexpr Kernels make_kernels() {
     Kernels t{};
     for (int r = 0; r < 18; ++r)
         for (int k = 0; k < 18; ++k)
-            t.longCos[r][k] = cmath::cos(kPi / 72.0 * (2 * kLongRows[r] + 19) * (2 * k + 1));
+            t.longCos[k][r] = cmath::cos(kPi / 72.0 * (2 * kLongRows[r] + 19) * (2 * k + 1));
     for (int r = 0; r < 6; ++r)
         for (int k = 0; k < 6; ++k)
             t.shortCos[r][k] = cmath::cos(kPi / 24.0 * (2 * kShortRows[r] + 7) * (2 * k + 1));
@@ -102,13 +103,19 @@ int32_t round_sat(double v) {
 // Windowed inverse transform of one sub-band's 18 lines into 36 values.
 void inverse_subband(const int32_t* X, int32_t* z, int blockType) {
     if (blockType != 2) {
-        double y[36];
-        for (int r = 0; r < 18; ++r) {
-            double s = 0.0;
+        // Two rows at a time, each summed over k in order as a scalar loop would.
+        double x[18], rows[18];
+        for (int k = 0; k < 18; ++k)
+            x[k] = X[k];
+        for (int r = 0; r < 18; r += 2) {
+            simd::F64x2 acc = simd::splat(0.0);
             for (int k = 0; k < 18; ++k)
-                s += kKernels.longCos[r][k] * X[k];
-            y[kLongRows[r]] = s;
+                acc = acc + simd::load(&kKernels.longCos[k][r]) * simd::splat(x[k]);
+            simd::store(rows + r, acc);
         }
+        double y[36];
+        for (int r = 0; r < 18; ++r)
+            y[kLongRows[r]] = rows[r];
         for (int i = 0; i < 9; ++i) {
             y[17 - i] = -y[i];
             y[35 - i] = y[18 + i];
@@ -148,9 +155,7 @@ void alias_reduce(int32_t* x, int boundary) {
 
 // Polyphase synthesis. Each time slot keeps the 32 values of a 32-point DCT-II of its
 // sub-band samples, A[m] = sum_k S[k] cos((2k + 1) m pi / 64); the 64 matrixing values of the
-// standard follow by symmetry: V[j] = A[16 + j] (j < 16), 0 (j = 16), -A[48 - j] (j > 16), and
-// V[32 + j] = -A[16 - j] (j < 16), -A[0] (j = 16), -A[j - 16] (j > 16). The window tables hold
-// D in Q30 with those signs folded in, so that each product is hi(A D') = hi(V D) exactly.
+// standard follow by symmetry (see polyphase_window.cpp).
 
 // Lee's recursive DCT-II in double precision: even outputs from the sums of mirrored inputs,
 // odd ones from their scaled differences.
@@ -169,22 +174,22 @@ constexpr LeeScales make_lee_scales() {
 
 constexpr LeeScales kLee = make_lee_scales();
 
-void dct_lee(const double* x, double* out, int n) {
-    if (n == 1) {
+template <int N> void dct_lee(const double* x, double* out) {
+    if constexpr (N == 1) {
         out[0] = x[0];
-        return;
-    }
-    double u[16], v[16], a[16], b[16];
-    const int h = n / 2;
-    for (int i = 0; i < h; ++i) {
-        u[i] = x[i] + x[n - 1 - i];
-        v[i] = (x[i] - x[n - 1 - i]) * kLee.v[h + i];
-    }
-    dct_lee(u, a, h);
-    dct_lee(v, b, h);
-    for (int k = 0; k < h; ++k) {
-        out[2 * k] = a[k];
-        out[2 * k + 1] = b[k] + (k + 1 < h ? b[k + 1] : 0.0);
+    } else {
+        constexpr int kHalf = N / 2;
+        double u[kHalf], v[kHalf], a[kHalf], b[kHalf];
+        for (int i = 0; i < kHalf; ++i) {
+            u[i] = x[i] + x[N - 1 - i];
+            v[i] = (x[i] - x[N - 1 - i]) * kLee.v[kHalf + i];
+        }
+        dct_lee<kHalf>(u, a);
+        dct_lee<kHalf>(v, b);
+        for (int k = 0; k < kHalf; ++k) {
+            out[2 * k] = a[k];
+            out[2 * k + 1] = b[k] + (k + 1 < kHalf ? b[k + 1] : 0.0);
+        }
     }
 }
 
@@ -192,31 +197,10 @@ void dct32(const int32_t* s, int32_t* a) {
     double x[32], y[32];
     for (int k = 0; k < 32; ++k)
         x[k] = s[k];
-    dct_lee(x, y, 32);
+    dct_lee<32>(x, y);
     for (int m = 0; m < 32; ++m)
         a[m] = round_sat(y[m]);
 }
-
-struct SynthesisWindow {
-    uint8_t evenIndex[32], oddIndex[32];
-    int64_t even[8][32], odd[8][32];
-};
-
-constexpr SynthesisWindow make_synthesis_window() {
-    SynthesisWindow t{};
-    for (int j = 0; j < 32; ++j) {
-        const int evenSign = j < 16 ? 1 : j == 16 ? 0 : -1;
-        t.evenIndex[j] = uint8_t(j < 16 ? 16 + j : j == 16 ? 0 : 48 - j);
-        t.oddIndex[j] = uint8_t(j < 16 ? 16 - j : j == 16 ? 0 : j - 16);
-        for (int i = 0; i < 8; ++i) {
-            t.even[i][j] = evenSign * (int64_t(kSynthesisWindow16[64 * i + j]) << 14);
-            t.odd[i][j] = -(int64_t(kSynthesisWindow16[64 * i + 32 + j]) << 14);
-        }
-    }
-    return t;
-}
-
-constexpr SynthesisWindow kWindow = make_synthesis_window();
 
 } // namespace
 
@@ -282,16 +266,8 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
     dct32(pSrcY, pVBuffer + 32 * pos);
-    int32_t sum[32] = {};
-    for (int i = 0; i < 8; ++i) {
-        const int32_t* even = pVBuffer + 32 * ((pos + 2 * i) & 15);
-        const int32_t* odd = pVBuffer + 32 * ((pos + 2 * i + 1) & 15);
-        const int64_t* de = kWindow.even[i];
-        const int64_t* dd = kWindow.odd[i];
-        for (int j = 0; j < 32; ++j)
-            sum[j] = wrap_add(sum[j], wrap_add(hi32(even[kWindow.evenIndex[j]] * de[j]),
-                                               hi32(odd[kWindow.oddIndex[j]] * dd[j])));
-    }
+    int32_t sum[32];
+    polyphase_window_sse2(pVBuffer, pos, sum);
     for (int j = 0; j < 32; ++j)
         pDstAudioOut[j * mode] = sat16(int64_t(wrap_add(sum[j], 64) >> 7));
     return zemStatusOk;
