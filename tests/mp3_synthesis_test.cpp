@@ -263,3 +263,167 @@ TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
 }
 
 } // namespace
+
+namespace {
+
+// Granules that LAME never writes: mixed blocks in joint stereo with intensity stereo (with and
+// without M/S), built through the pack and encode exports, decoded through the unpack and
+// decode exports, and requantised; compared with a double-precision model of the standard's
+// requantisation, stereo processing and reordering.
+struct ModelChannel {
+    std::vector<int32_t> q = std::vector<int32_t>(576, 0); // quantised, stream order
+    int8_t sf[40] = {};
+};
+
+double requantised(int32_t q, double e) {
+    return (q < 0 ? -1 : 1) * std::pow(std::abs(q), 4.0 / 3.0) * std::pow(2.0, -e / 4.0);
+}
+
+TEST(Mp3Requantize, MixedBlocksWithIntensityMatchModel) {
+    using zem::mp3::kLongBands;
+    using zem::mp3::kShortBands;
+    std::mt19937 rng(zemtest::seed());
+    const int16_t* lb = kLongBands[3]; // MPEG-1 44.1 kHz
+    const int16_t* sb = kShortBands[3];
+    for (int modeExt : {1, 3}) {
+        ZemMp3HeaderRec h = header(1, 1, modeExt);
+        ZemMp3GranuleRec g[2] = {};
+        ModelChannel ch[2];
+        const int rightLongBands = 3; // the right channel's long part ends after band 2
+        for (int c = 0; c < 2; ++c) {
+            ZemMp3GranuleRec& r = g[c];
+            r.window_switching_flag = 1;
+            r.block_type = 2;
+            r.mixed_block_flag = 1;
+            r.global_gain = 200;
+            r.scalefac_compress = 15;
+            r.table_select[0] = 13;
+            r.table_select[1] = 13;
+            r.subblock_gain[0] = 0;
+            r.subblock_gain[1] = 1;
+            r.subblock_gain[2] = 2;
+            r.region0_count = 7;
+            r.region1_count = 13;
+            const int end = c == 0 ? 300 : lb[rightLongBands];
+            r.big_values = c == 0 ? 150 : end / 2;
+            for (int i = 0; i < end; ++i)
+                ch[c].q[std::size_t(i)] = int32_t(rng() % 15) - 7;
+            for (int i = 0; i < 8; ++i) // long bands 0..7
+                ch[c].sf[i] = int8_t(c == 0 ? rng() % 8 : rng() % 8);
+            for (int i = 8; i < 35; ++i) // short bands 3..11, three windows
+                ch[c].sf[i] = int8_t(rng() % 8);
+        }
+        // Through the bit stream: scale factors and Huffman data of both channels.
+        std::vector<uint8_t> stream(4096, 0);
+        uint8_t* p = stream.data();
+        int32_t pos = 0;
+        const int32_t scfsi[8] = {};
+        long starts[3] = {0};
+        for (int c = 0; c < 2; ++c) {
+            ASSERT_EQ(zemsPackScaleFactors_MP3_8s1u(ch[c].sf, &p, &pos, &h, &g[c], scfsi, 0, c),
+                      zemStatusOk);
+            ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(ch[c].q.data(), &p, &pos, &h, &g[c], 0, 0),
+                      zemStatusOk);
+            starts[c + 1] = (p - stream.data()) * 8 + pos;
+            g[c].part2_3_length = int32_t(starts[c + 1] - starts[c]);
+        }
+        Granule got;
+        got.g[0] = g[0];
+        got.g[1] = g[1];
+        p = stream.data();
+        pos = 0;
+        for (int c = 0; c < 2; ++c) {
+            ASSERT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, got.sf + 40 * c, &got.g[c], scfsi,
+                                                      &h, 0, c),
+                      zemStatusOk);
+            const long used = (p - stream.data()) * 8 + pos - starts[c];
+            ASSERT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, got.x.data() + 576 * c, &got.bound[c],
+                                                  &got.g[c], &h,
+                                                  int32_t(g[c].part2_3_length - used)),
+                      zemStatusOk);
+        }
+        ASSERT_EQ(got.run(h), zemStatusOk);
+
+        // The model: exponents per band and window, M/S below the intensity start, intensity
+        // ratios tan(p pi / 12) / (1 + tan(p pi / 12)) above it (position 7 is illegal).
+        const bool ms = modeExt & 2;
+        std::vector<double> L(576, 0.0), R(576, 0.0);
+        auto e_long = [&](const ZemMp3GranuleRec& r, int8_t sf) {
+            return sf * 2.0 + 210 - r.global_gain;
+        };
+        auto e_short = [&](const ZemMp3GranuleRec& r, int8_t sf, int w) {
+            return sf * 2.0 + 210 - r.global_gain + 8 * r.subblock_gain[w];
+        };
+        // Stream order indices: long part 0..35, then band b window w value k at 3 sb[b] + w width
+        // + k.
+        for (int c = 0; c < 2; ++c) {
+            std::vector<double>& out = c ? R : L;
+            for (int b = 0; b < 8; ++b)
+                for (int i = lb[b]; i < lb[b + 1]; ++i)
+                    out[std::size_t(i)] =
+                        requantised(ch[c].q[std::size_t(i)], e_long(g[c], ch[c].sf[b]));
+            for (int b = 3; b < 13; ++b)
+                for (int w = 0; w < 3; ++w) {
+                    const int width = sb[b + 1] - sb[b];
+                    for (int k = 0; k < width; ++k) {
+                        const int i = 3 * sb[b] + w * width + k;
+                        const int8_t sf = b < 12 ? ch[c].sf[8 + 3 * (b - 3) + w] : 0;
+                        out[std::size_t(i)] =
+                            requantised(ch[c].q[std::size_t(i)], e_short(g[c], sf, w));
+                    }
+                }
+        }
+        auto stereo = [&](int i, int position) {
+            if (position == 7) { // illegal position: M/S if on (the side is zero), else left alone
+                if (ms)
+                    L[std::size_t(i)] = R[std::size_t(i)] = L[std::size_t(i)] / std::sqrt(2.0);
+                return;
+            }
+            const double t = std::tan(position * M_PI / 12);
+            const double l = L[std::size_t(i)];
+            L[std::size_t(i)] = l * t / (1 + t);
+            R[std::size_t(i)] = l / (1 + t);
+        };
+        for (int b = 0; b < 8; ++b)
+            for (int i = lb[b]; i < lb[b + 1]; ++i) {
+                if (b < rightLongBands) {
+                    if (ms) {
+                        const double m = L[std::size_t(i)], s = R[std::size_t(i)];
+                        L[std::size_t(i)] = (m + s) / std::sqrt(2.0);
+                        R[std::size_t(i)] = (m - s) / std::sqrt(2.0);
+                    }
+                } else {
+                    stereo(i, ch[1].sf[b]);
+                }
+            }
+        for (int b = 3; b < 12; ++b) // every short band of the right channel is empty
+            for (int w = 0; w < 3; ++w) {
+                const int width = sb[b + 1] - sb[b];
+                for (int k = 0; k < width; ++k)
+                    stereo(3 * sb[b] + w * width + k, ch[1].sf[8 + 3 * (b - 3) + w]);
+            }
+        // Reorder the short part and compare, in Q26.
+        for (int c = 0; c < 2; ++c) {
+            const std::vector<double>& src = c ? R : L;
+            std::vector<double> want(576, 0.0);
+            for (int i = 0; i < 36; ++i)
+                want[std::size_t(i)] = src[std::size_t(i)];
+            for (int b = 3; b < 13; ++b)
+                for (int w = 0; w < 3; ++w) {
+                    const int width = sb[b + 1] - sb[b];
+                    for (int k = 0; k < width; ++k) {
+                        const int j = sb[b] + k;
+                        want[std::size_t(18 * (j / 6) + 6 * w + j % 6)] =
+                            src[std::size_t(3 * sb[b] + w * width + k)];
+                    }
+                }
+            for (int i = 0; i < 576; ++i) {
+                const double v = want[std::size_t(i)] * 67108864.0;
+                ASSERT_NEAR(got.x[std::size_t(576 * c + i)], v, 4.0 + 3e-5 * std::abs(v))
+                    << "mode extension " << modeExt << " channel " << c << " value " << i;
+            }
+        }
+    }
+}
+
+} // namespace
