@@ -105,13 +105,15 @@ ZemStatus decode_regions(const DecodeArgs& a, const Regions& regions) {
             return zemStatusMp3BadSideInfo;
         }
         const PairTable& table = kPairTables[t];
+        // Caller band tables are not trusted: a region ends on a pair boundary within bv2.
+        const int end = regions.end[r] < bv2 ? regions.end[r] & ~1 : bv2;
         if (table.codes == 0) {
-            for (; at < regions.end[r]; ++at)
+            for (; at < end; ++at)
                 x[at] = 0;
             continue;
         }
         const PairCodeTable codes = pair_code_table(table.codes);
-        for (; at < regions.end[r]; at += 2)
+        for (; at < end; at += 2)
             decode_pair(bc, table, codes, x + at);
     }
     long remaining = long(a.huffmanBits) - long(bc.bits_since(start, startPos));
