@@ -9,7 +9,7 @@
 
 #include "mp3/polyphase_window.hpp"
 #include "support/seed.hpp"
-#include "tables/mp3_bands.hpp"
+#include "tables/mp3_sfb_bands.hpp"
 #include "tables/mp3_window.hpp"
 #include "zemac.h"
 
@@ -99,7 +99,7 @@ TEST(Mp3Requantize, MatchesDoublePrecision) {
         a.bound[0] = 576;
         const std::vector<int32_t> q = a.x;
         ASSERT_EQ(a.run(header(1, 3)), zemStatusOk);
-        const int16_t* bands = zem::mp3::kLongBands[3];
+        const int16_t* bands = zem::mp3::kSfbLong[3];
         const int pretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
         for (int b = 0; b < 22; ++b)
             for (int i = bands[b]; i < bands[b + 1]; ++i) {
@@ -280,11 +280,11 @@ double requantised(int32_t q, double e) {
 }
 
 TEST(Mp3Requantize, MixedBlocksWithIntensityMatchModel) {
-    using zem::mp3::kLongBands;
-    using zem::mp3::kShortBands;
+    using zem::mp3::kSfbLong;
+    using zem::mp3::kSfbShort;
     std::mt19937 rng(zemtest::seed());
-    const int16_t* lb = kLongBands[3]; // MPEG-1 44.1 kHz
-    const int16_t* sb = kShortBands[3];
+    const int16_t* lb = kSfbLong[3]; // MPEG-1 44.1 kHz
+    const int16_t* sb = kSfbShort[3];
     for (int modeExt : {1, 3}) {
         ZemMp3HeaderRec h = header(1, 1, modeExt);
         ZemMp3GranuleRec g[2] = {};

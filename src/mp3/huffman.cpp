@@ -1,230 +1,307 @@
-// Layer III Huffman decoding (big-values pairs with linbits, count1 quadruples) and encoding.
-#include "zemac.h"
-
+// Layer III Huffman decoding and encoding of one granule and channel (ISO/IEC 11172-3 2.4.2.7
+// huffmancodebits and 2.4.3.4): the big-values region in up to three regions of value pairs,
+// the count1 region of quadruples, the implied zeros.
 #include "core/bitstream.hpp"
 #include "core/checks.hpp"
-#include "mp3/huffman_tables.hpp"
-#include "tables/mp3_bands.hpp"
+#include "mp3/frame.hpp"
+#include "tables/mp3_huffman.hpp"
+#include "tables/mp3_sfb_bands.hpp"
 
-using namespace zem;
-using namespace zem::mp3;
+namespace zem::mp3 {
 
 namespace {
 
+constexpr int kLines = 576;
+
+// Decodes one code of d; returns its leaf word.
+inline uint32_t decode_code(BitCursor& bs, const Decoder& d) {
+    uint32_t w = d.first[bs.peek(4)];
+    if (w & 1) {
+        bs.skip(int((w >> 1) & 7));
+        return w;
+    }
+    bs.skip(4);
+    do
+        w = d.tree[w - 2 + (bs.read_bit() ? 1 : 0)];
+    while ((w & 1) == 0);
+    return w;
+}
+
+inline int32_t with_sign(BitCursor& bs, int32_t magnitude) {
+    if (magnitude == 0)
+        return 0;
+    return bs.read_bit() ? -magnitude : magnitude;
+}
+
+// One value of a pair: linbits escape above 15, then the sign.
+inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
+    if (magnitude == 15 && linbits > 0)
+        magnitude += int32_t(bs.read(linbits));
+    return with_sign(bs, magnitude);
+}
+
+// Decodes pairs into out[from, to); false as soon as more than `budget` bits (counted from
+// start) are used, which bounds how far a broken stream is read.
+bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable& t,
+                  const uint8_t* start, int32_t startPos, int64_t budget) {
+    const Decoder& d = kDecoders[t.decoder];
+    for (int i = from; i < to; i += 2) {
+        const uint32_t w = decode_code(bs, d);
+        out[i] = escaped_value(bs, int32_t(w >> 12), t.linbits);
+        out[i + 1] = escaped_value(bs, int32_t((w >> 8) & 15), t.linbits);
+        if (bs.bits_since(start, startPos) > budget)
+            return false;
+    }
+    return true;
+}
+
+// Bits of one count1 quadruple, with v, w, x, y stored at out[0..3].
+int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
+    const uint8_t* p0 = bs.byte_ptr();
+    const int32_t pos0 = bs.bit_pos();
+    const uint32_t index = tableB ? 15 - bs.read(4) : decode_code(bs, kQuadDecoderA) >> 12;
+    for (int k = 0; k < 4; ++k)
+        out[k] = with_sign(bs, int32_t((index >> (3 - k)) & 1));
+    return int(bs.bits_since(p0, pos0));
+}
+
 struct Regions {
-    int end[3]; // region r covers [end[r - 1], end[r]); region 2 may be empty
+    int end[3]; // region r covers [end[r - 1], end[r]), region 0 from 0
+    int count;  // 2 with window switching, else 3
 };
 
-int row_of(const ZemMp3HeaderRec& h) { return h.id * 3 + h.sampling_frequency; }
+// A region end within 0..bv2 and even, whatever the caller's band table holds, so that pairs
+// never run past the spectrum.
+int region_end(int boundary, int bv2) {
+    const int end = boundary < 0 ? 0 : boundary < bv2 ? boundary : bv2;
+    return end & ~1;
+}
 
-int clamp_to(int v, int limit) { return v < limit ? v : limit; }
-
-// Region boundaries without window switching, from the long band table.
+// Without window switching the region ends follow the long bands.
 Regions long_regions(const ZemMp3GranuleRec& g, const int16_t* longRow, int bv2) {
-    return {{clamp_to(longRow[g.region0_count + 1], bv2),
-             clamp_to(longRow[g.region0_count + g.region1_count + 2], bv2), bv2}};
+    const int r1 = longRow[g.region0_count + 1];
+    const int r2 = longRow[g.region0_count + g.region1_count + 2];
+    return {{region_end(r1, bv2), region_end(r2, bv2), bv2}, 3};
 }
 
-Regions switched_regions(int region1Start, int bv2) {
-    return {{clamp_to(region1Start, bv2), bv2, bv2}};
-}
+Regions switched_regions(int start1, int bv2) { return {{region_end(start1, bv2), bv2, bv2}, 2}; }
 
-bool table_ok(int t) { return t >= 0 && t <= 31; }
+constexpr bool valid_table(int32_t t) { return t >= 0 && t <= 31; }
 
-// Decodes one pair with pair table t: the codeword, then linbits and sign of x, then of y.
-void decode_pair(BitCursor& bc, const PairTable& t, const PairCodeTable& c, int32_t* out) {
-    int bits = 0;
-    const uint32_t leaf = decode_codeword(c.first, c.tree, bc.window(), bits);
-    bc.skip(bits);
-    const int index = int(leaf >> 1);
-    int32_t v[2] = {index / t.size, index % t.size};
-    for (int32_t& x : v) {
-        if (x == 15 && t.linbits > 0)
-            x += int32_t(bc.read(t.linbits));
-        if (x != 0 && bc.read(1))
-            x = -x;
-    }
-    out[0] = v[0];
-    out[1] = v[1];
-}
-
-// One count1 quadruple; returns the bits it used.
-int decode_quad(BitCursor& bc, bool tableB, int32_t* out) {
-    const uint8_t* start = bc.byte_ptr();
-    const int startPos = bc.bit_pos();
-    int index;
-    if (tableB) {
-        index = int(bc.read(4)) ^ 15;
-    } else {
-        int bits = 0;
-        index = int(
-            decode_codeword(kQuadDecoderA.first, kQuadDecoderA.tree.node, bc.window(), bits) >> 1);
-        bc.skip(bits);
-    }
-    for (int k = 0; k < 4; ++k) {
-        int32_t v = (index >> (3 - k)) & 1;
-        if (v != 0 && bc.read(1))
-            v = -v;
-        out[k] = v;
-    }
-    return int(bc.bits_since(start, startPos));
-}
-
-struct DecodeArgs {
-    uint8_t** ppStream;
-    int32_t* pBitPos;
-    int32_t* pSpectrum;
-    int32_t* pNonZeroBound;
-    const ZemMp3GranuleRec* g;
-    const ZemMp3HeaderRec* h;
-    int32_t huffmanBits;
-};
-
-// Big values, count1 and the zero tail, once the arguments and the regions are settled.
-ZemStatus decode_regions(const DecodeArgs& a, const Regions& regions) {
-    const ZemMp3GranuleRec& g = *a.g;
-    int32_t* x = a.pSpectrum;
+// Common body of the decoders once the arguments and the region layout are checked.
+ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int32_t* pNonZero,
+                         const ZemMp3GranuleRec& g, int32_t hufSize, const Regions& regions) {
     const int bv2 = 2 * g.big_values;
-    if (a.huffmanBits == 0) {
-        for (int r = 0; r < 3; ++r)
-            if (!table_ok(g.table_select[r]))
+    if (hufSize == 0) {
+        for (int r = 0; r < regions.count; ++r)
+            if (!valid_table(g.table_select[r]))
                 return zemStatusMp3BadSideInfo;
-        for (int i = 0; i < 576; ++i)
-            x[i] = 0;
-        *a.pNonZeroBound = 0;
+        for (int i = 0; i < kLines; ++i)
+            out[i] = 0;
+        *pNonZero = 0;
         return zemStatusOk;
     }
-    BitCursor bc(*a.ppStream, *a.pBitPos);
-    const uint8_t* start = *a.ppStream;
-    const int32_t startPos = *a.pBitPos;
-    int at = 0;
-    for (int r = 0; r < 3; ++r) {
-        const int t = g.table_select[r];
-        if (!table_ok(t)) {
-            bc.store(a.ppStream, a.pBitPos);
+
+    uint8_t* const start = *ppStream;
+    const int32_t startPos = *pBitPos;
+    BitCursor bs(start, startPos);
+    int from = 0;
+    for (int r = 0; r < regions.count; ++r) {
+        const int32_t t = g.table_select[r];
+        if (!valid_table(t)) {
+            bs.store(ppStream, pBitPos);
             return zemStatusMp3BadSideInfo;
         }
+        const int to = regions.end[r];
         const PairTable& table = kPairTables[t];
-        // Caller band tables are not trusted: a region ends on a pair boundary within bv2.
-        const int end = regions.end[r] < bv2 ? regions.end[r] & ~1 : bv2;
-        if (table.codes == 0) {
-            for (; at < end; ++at)
-                x[at] = 0;
-            continue;
+        if (table.codes == nullptr) {
+            for (int i = from; i < to; ++i)
+                out[i] = 0;
+        } else if (!decode_pairs(bs, out, from, to, table, start, startPos, hufSize)) {
+            bs.store(ppStream, pBitPos);
+            return zemStatusFailed;
         }
-        const PairCodeTable codes = pair_code_table(table.codes);
-        for (; at < end; at += 2)
-            decode_pair(bc, table, codes, x + at);
+        from = to > from ? to : from;
     }
-    long remaining = long(a.huffmanBits) - long(bc.bits_since(start, startPos));
-    if (remaining < 0) {
-        bc.store(a.ppStream, a.pBitPos);
-        return zemStatusFailed;
+
+    // count1: quadruples while bits remain, never one that would run past line 575.
+    int64_t remaining = hufSize - bs.bits_since(start, startPos);
+    int end = bv2;
+    const bool tableB = g.count1table_select == 1;
+    while (end < kLines - 2 && remaining > 0) {
+        remaining -= decode_quad(bs, out + end, tableB);
+        end += 4;
     }
-    at = bv2;
-    while (at < 574 && remaining > 0) {
-        remaining -= decode_quad(bc, g.count1table_select == 1, x + at);
-        at += 4;
+    if (remaining < 0) { // the last quadruple ran past the budget: it was not coded
+        end -= 4;
+        for (int k = 0; k < 4; ++k)
+            out[end + k] = 0;
     }
-    if (remaining < 0) { // the last quadruple ran past the budget: it is discarded
-        bc.rewind(int(-remaining));
-        at -= 4;
-    } else if (remaining > 0) {
-        bc.skip(int(remaining));
-    }
-    for (int i = at; i < 576; ++i)
-        x[i] = 0;
-    int bound = at;
-    while (bound > 0 && x[bound - 1] == 0)
-        --bound;
-    *a.pNonZeroBound = bound;
-    bc.store(a.ppStream, a.pBitPos);
+    // Leaves the cursor exactly hufSize bits on, over stuffing or back from the overrun.
+    const int64_t target = int64_t(startPos) + hufSize;
+    *ppStream = start + (target >> 3);
+    *pBitPos = int32_t(target & 7);
+
+    for (int i = end; i < kLines; ++i)
+        out[i] = 0;
+    int nz = end;
+    while (nz > 0 && out[nz - 1] == 0)
+        --nz;
+    *pNonZero = nz;
     return zemStatusOk;
 }
 
-ZemStatus check_pointers(const DecodeArgs& a) {
-    if (any_null(a.ppStream, a.pBitPos, a.pSpectrum, a.pNonZeroBound, a.g, a.h) ||
-        *a.ppStream == nullptr)
+// Sfb decoder checks, in order, shared with the plain decoder.
+ZemStatus check_sfb(uint8_t** ppStream, const int32_t* pBitPos, const int32_t* out,
+                    const int32_t* pNonZero, const ZemMp3GranuleRec* pGranule,
+                    const ZemMp3HeaderRec* pHeader, const int16_t* pLong, int32_t hufSize) {
+    if (any_null(ppStream, pBitPos, out, pNonZero, pGranule, pHeader, pLong) ||
+        *ppStream == nullptr)
         return zemStatusNullPointer;
-    return zemStatusOk;
-}
-
-bool budget_ok(const DecodeArgs& a) {
-    return a.huffmanBits >= 0 && a.huffmanBits <= a.g->part2_3_length;
-}
-
-ZemStatus decode_sfb(const DecodeArgs& a, const int16_t* longTable) {
-    if (const ZemStatus st = check_pointers(a); st != zemStatusOk)
-        return st;
-    if (longTable == nullptr)
-        return zemStatusNullPointer;
-    const ZemMp3GranuleRec& g = *a.g;
-    const ZemMp3HeaderRec& h = *a.h;
-    if (!valid_bit_pos(*a.pBitPos) || !budget_ok(a))
+    const ZemMp3GranuleRec& g = *pGranule;
+    const ZemMp3HeaderRec& h = *pHeader;
+    if (!valid_bit_pos(*pBitPos) || hufSize < 0 || hufSize > g.part2_3_length)
         return zemStatusBadArgument;
-    const int bv2 = 2 * g.big_values;
-    if (bv2 < 0 || bv2 > 576 || g.block_type < 0 || g.block_type > 3 ||
+    if (g.big_values < 0 || g.big_values > kLines / 2 || g.block_type < 0 || g.block_type > 3 ||
         (g.window_switching_flag != 0 && g.window_switching_flag != 1) ||
         (g.count1table_select != 0 && g.count1table_select != 1))
         return zemStatusMp3BadSideInfo;
     if ((h.id != 0 && h.id != 1) || h.layer != 1 || h.sampling_frequency < 0 ||
         h.sampling_frequency > 2)
         return zemStatusMp3BadFrameHeader;
+    return zemStatusOk;
+}
+
+bool region_counts_ok(const ZemMp3GranuleRec& g) {
+    return g.region0_count >= 0 && g.region1_count >= 0 && g.region0_count + g.region1_count < 21;
+}
+
+ZemStatus decode_sfb(uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst, int32_t* pNonZero,
+                     const ZemMp3GranuleRec* pGranule, const ZemMp3HeaderRec* pHeader,
+                     int32_t hufSize, const int16_t* pLong) {
+    if (const ZemStatus st =
+            check_sfb(ppStream, pBitPos, pDst, pNonZero, pGranule, pHeader, pLong, hufSize);
+        st != zemStatusOk)
+        return st;
+    const ZemMp3GranuleRec& g = *pGranule;
+    const int bv2 = 2 * g.big_values;
+    Regions regions;
     if (g.window_switching_flag) {
         if (g.block_type == 0)
             return zemStatusMp3BadSideInfo;
-        return decode_regions(a, switched_regions(h.id == 1 || g.block_type == 2 ? 36 : 54, bv2));
+        // Region 0 is the first 36 lines, except in MPEG-2 long-window switching (54).
+        regions = switched_regions(pHeader->id == 1 || g.block_type == 2 ? 36 : 54, bv2);
+    } else {
+        if (!region_counts_ok(g))
+            return zemStatusMp3BadSideInfo;
+        const int row = sfb_row(pHeader->id, pHeader->sampling_frequency);
+        regions = long_regions(g, pLong + row * kLongBoundaries, bv2);
     }
-    if (g.region0_count < 0 || g.region1_count < 0 || g.region0_count + g.region1_count >= 21)
-        return zemStatusMp3BadSideInfo;
-    return decode_regions(a, long_regions(g, longTable + 23 * row_of(h), bv2));
+    return decode_granule(ppStream, pBitPos, pDst, pNonZero, g, hufSize, regions);
 }
 
-// Region 1 of a mixed block: from the end of the long part, S short units further.
-int mixed_region1(const int16_t* shortRow, int longEnd, int units) {
+// Region 0 of a mixed block: L long bands, then S short units, each unit one window's width
+// of the current short band, moving to the next band after units 2, 5, 8, ...
+int mixed_region0(const int16_t* longRow, const int16_t* shortRow, int L, int S) {
+    if (L < 0)
+        L = 0;
+    if (L > kLongBoundaries - 1)
+        L = kLongBoundaries - 1;
+    int b = longRow[L];
     int k = 0;
-    while (k < 13 && 3 * shortRow[k] <= longEnd)
+    while (k < kShortBoundaries - 1 && 3 * shortRow[k] <= b)
         ++k;
-    int start = longEnd;
-    int band = k - 1;
-    for (int u = 1; u <= units; ++u) {
-        if (band < 0 || band > 12)
-            break;
-        start += shortRow[band + 1] - shortRow[band];
+    int band = k > 0 ? k - 1 : 0;
+    for (int u = 1; u <= S && band < kShortBoundaries - 1; ++u) {
+        b += shortRow[band + 1] - shortRow[band];
         if (u % 3 == 2)
             ++band;
     }
-    return start;
+    return b;
+}
+
+class Writer {
+  public:
+    Writer(uint8_t* p, int32_t pos) : p_(p), pos_(pos), start_(p), startPos_(pos) {}
+    void put(uint32_t value, int n) { zemWriteBits(p_, pos_, value, n); }
+    int64_t written() const { return (p_ - start_) * 8 + (pos_ - startPos_); }
+    void store(uint8_t** pp, int32_t* pos) const {
+        *pp = p_;
+        *pos = pos_;
+    }
+
+  private:
+    uint8_t* p_;
+    int32_t pos_;
+    const uint8_t* start_;
+    int32_t startPos_;
+};
+
+inline uint32_t magnitude(int32_t v) { return v < 0 ? 0u - uint32_t(v) : uint32_t(v); }
+
+// One pair: the code of the magnitudes (escaped ones as 15), then for x and for y its linbits
+// and its sign. Magnitudes beyond the table are cut to what it can code.
+void encode_pair(Writer& w, int32_t x, int32_t y, const PairTable& t) {
+    const uint32_t top = uint32_t(t.width - 1);
+    uint32_t ax = magnitude(x), ay = magnitude(y);
+    const uint32_t cx = ax < top ? ax : top, cy = ay < top ? ay : top;
+    const HuffCode c = t.codes[cx * uint32_t(t.width) + cy];
+    w.put(c.code, c.length);
+    const uint32_t escape = (1u << t.linbits) - 1;
+    if (t.linbits > 0 && cx == 15)
+        w.put(ax - 15 < escape ? ax - 15 : escape, t.linbits);
+    if (cx != 0)
+        w.put(x < 0, 1);
+    if (t.linbits > 0 && cy == 15)
+        w.put(ay - 15 < escape ? ay - 15 : escape, t.linbits);
+    if (cy != 0)
+        w.put(y < 0, 1);
+}
+
+void encode_quad(Writer& w, const int32_t* v, bool tableB) {
+    unsigned index = 0;
+    for (int k = 0; k < 4; ++k)
+        index = (index << 1) | (v[k] != 0);
+    if (tableB)
+        w.put(15 - index, 4);
+    else
+        w.put(kQuadCodesA[index].code, kQuadCodesA[index].length);
+    for (int k = 0; k < 4; ++k)
+        if (v[k] != 0)
+            w.put(v[k] < 0, 1);
 }
 
 } // namespace
 
+} // namespace zem::mp3
+
+using namespace zem;
+using namespace zem::mp3;
+
 ZEM_API ZemStatus zemsHuffmanDecodeSfb_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos,
                                                  int32_t* pDst, int32_t* pNonZeroBound,
                                                  const ZemMp3GranuleRec* pGranule,
-                                                 const ZemMp3HeaderRec* pHeader,
-                                                 int32_t huffmanBits,
+                                                 const ZemMp3HeaderRec* pHeader, int32_t hufSize,
                                                  const int16_t* pSfbTableLong) {
-    return decode_sfb({ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, huffmanBits},
+    return decode_sfb(ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, hufSize,
                       pSfbTableLong);
 }
 
 ZEM_API ZemStatus zemsHuffmanDecode_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst,
                                               int32_t* pNonZeroBound,
                                               const ZemMp3GranuleRec* pGranule,
-                                              const ZemMp3HeaderRec* pHeader, int32_t huffmanBits) {
-    return decode_sfb({ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, huffmanBits},
-                      &kLongBands[0][0]);
+                                              const ZemMp3HeaderRec* pHeader, int32_t hufSize) {
+    return decode_sfb(ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, hufSize,
+                      &kSfbLong[0][0]);
 }
 
 ZEM_API ZemStatus zemsHuffmanDecodeSfbMbp_MP3_1u32s(
     uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst, int32_t* pNonZeroBound,
-    const ZemMp3GranuleRec* pGranule, const ZemMp3HeaderRec* pHeader, int32_t huffmanBits,
+    const ZemMp3GranuleRec* pGranule, const ZemMp3HeaderRec* pHeader, int32_t hufSize,
     const int16_t* pSfbTableLong, const int16_t* pSfbTableShort, const int16_t* pMbpTable) {
-    const DecodeArgs a{ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, huffmanBits};
-    if (const ZemStatus st = check_pointers(a); st != zemStatusOk)
-        return st;
-    if (any_null(pSfbTableLong, pSfbTableShort, pMbpTable))
+    if (any_null(ppStream, pBitPos, pDst, pNonZeroBound, pGranule, pHeader, pSfbTableLong,
+                 pSfbTableShort, pMbpTable) ||
+        *ppStream == nullptr)
         return zemStatusNullPointer;
     if (!valid_bit_pos(*pBitPos))
         return zemStatusBadArgument;
@@ -233,38 +310,40 @@ ZEM_API ZemStatus zemsHuffmanDecodeSfbMbp_MP3_1u32s(
     if (h.id != 0 && h.id != 1)
         return zemStatusMp3BadFrameHeader;
     const int bv2 = 2 * g.big_values;
-    if (bv2 < 0 || bv2 > 576 || g.block_type < 0 || g.block_type > 3)
+    if (g.big_values < 0 || g.big_values > kLines / 2 || g.block_type < 0 || g.block_type > 3)
         return zemStatusMp3BadSideInfo;
-    const int blockType = g.window_switching_flag == 0 ? 0 : g.block_type;
     if ((g.window_switching_flag != 0 && g.window_switching_flag != 1) ||
         (g.window_switching_flag == 1 && g.block_type == 0))
         return zemStatusMp3BadSideInfo;
     if (h.layer != 1 || h.sampling_frequency < 0 || h.sampling_frequency > 2)
         return zemStatusMp3BadFrameHeader;
-    if ((g.count1table_select != 0 && g.count1table_select != 1) || !budget_ok(a))
+    if ((g.count1table_select != 0 && g.count1table_select != 1) || hufSize < 0 ||
+        hufSize > g.part2_3_length)
         return zemStatusMp3BadSideInfo;
-    const int row = row_of(h);
-    const int16_t* longRow = pSfbTableLong + 23 * row;
-    const int16_t* shortRow = pSfbTableShort + 14 * row;
-    if (blockType == 0) {
-        if (g.region0_count < 0 || g.region1_count < 0 || g.region0_count + g.region1_count >= 21)
+
+    const int row = sfb_row(h.id, h.sampling_frequency);
+    const int16_t* longRow = pSfbTableLong + row * kLongBoundaries;
+    const int16_t* shortRow = pSfbTableShort + row * kShortBoundaries;
+    Regions regions;
+    if (g.window_switching_flag == 0) {
+        if (!region_counts_ok(g))
             return zemStatusMp3BadSideInfo;
-        return decode_regions(a, long_regions(g, longRow, bv2));
+        regions = long_regions(g, longRow, bv2);
+    } else if (g.block_type != 2) {
+        regions = switched_regions(longRow[8], bv2);
+    } else if (g.mixed_block_flag == 0) {
+        regions = switched_regions(3 * (shortRow[3] - shortRow[0]), bv2);
+    } else {
+        regions = switched_regions(
+            mixed_region0(longRow, shortRow, pMbpTable[2 * row], pMbpTable[2 * row + 1]), bv2);
     }
-    int region1;
-    if (blockType != 2)
-        region1 = longRow[8];
-    else if (g.mixed_block_flag == 0)
-        region1 = 3 * (shortRow[3] - shortRow[0]);
-    else
-        region1 = mixed_region1(shortRow, longRow[pMbpTable[2 * row]], pMbpTable[2 * row + 1]);
-    return decode_regions(a, switched_regions(region1, bv2));
+    return decode_granule(ppStream, pBitPos, pDst, pNonZeroBound, g, hufSize, regions);
 }
 
 ZEM_API ZemStatus zemsHuffmanEncode_MP3_32s1u(const int32_t* pSrc, uint8_t** ppStream,
                                               int32_t* pBitPos, const ZemMp3HeaderRec* pHeader,
-                                              const ZemMp3GranuleRec* pGranule,
-                                              int32_t count1Values, int32_t huffmanBits) {
+                                              const ZemMp3GranuleRec* pGranule, int32_t count1Len,
+                                              int32_t hufSize) {
     if (pSrc == nullptr || ppStream == nullptr || *ppStream == nullptr ||
         any_null(pBitPos, pHeader, pGranule))
         return zemStatusNullPointer;
@@ -273,71 +352,40 @@ ZEM_API ZemStatus zemsHuffmanEncode_MP3_32s1u(const int32_t* pSrc, uint8_t** ppS
     const ZemMp3GranuleRec& g = *pGranule;
     const ZemMp3HeaderRec& h = *pHeader;
     const int bv2 = 2 * g.big_values;
-    if (bv2 < 0 || bv2 > 576 || g.region0_count + g.region1_count >= 21 ||
+    if (g.big_values < 0 || bv2 > kLines || !region_counts_ok(g) ||
         (g.count1table_select != 0 && g.count1table_select != 1))
         return zemStatusMp3BadSideInfo;
     if (h.id != 1 || h.layer != 1 || h.sampling_frequency < 0 || h.sampling_frequency > 2)
         return zemStatusMp3BadFrameHeader;
-    const Regions regions = g.window_switching_flag && g.block_type != 0
-                                ? switched_regions(36, bv2)
-                                : long_regions(g, kLongBands[row_of(h)], bv2);
-    uint8_t* p = *ppStream;
-    int32_t pos = *pBitPos;
-    long written = 0;
-    auto put = [&](uint32_t v, int n) {
-        zemWriteBits(p, pos, v, n);
-        written += n;
-    };
-    int at = 0;
-    for (int r = 0; r < 3; ++r) {
-        const int t = g.table_select[r];
-        if (t < 0) {
-            *ppStream = p;
-            *pBitPos = pos;
+    // The count1 region must lie inside the granule: checked so that nothing past it is read.
+    if (count1Len < 0 || count1Len > kLines - bv2)
+        return zemStatusBadArgument;
+
+    const Regions regions =
+        g.window_switching_flag != 0 && g.block_type != 0
+            ? switched_regions(36, bv2)
+            : long_regions(g, kSfbLong[sfb_row(h.id, h.sampling_frequency)], bv2);
+    Writer w(*ppStream, *pBitPos);
+    int from = 0;
+    for (int r = 0; r < regions.count; ++r) {
+        const int32_t t = g.table_select[r];
+        if (!valid_table(t)) {
+            w.store(ppStream, pBitPos);
             return zemStatusMp3BadSideInfo;
         }
-        const PairTable& table = kPairTables[t > 31 ? 0 : t];
-        if (table.codes == 0) {
-            at = regions.end[r];
-            continue;
-        }
-        const HuffCode* codes = pair_code_table(table.codes).codes;
-        for (; at < regions.end[r]; at += 2) {
-            int32_t m[2];
-            for (int k = 0; k < 2; ++k) {
-                const int32_t v = pSrc[at + k] < 0 ? -pSrc[at + k] : pSrc[at + k];
-                m[k] = table.linbits > 0 && v > 15 ? 15 : v;
-            }
-            const HuffCode& c = codes[m[0] * table.size + m[1]];
-            put(c.code, c.length);
-            for (int k = 0; k < 2; ++k) {
-                const int32_t v = pSrc[at + k];
-                const int32_t mag = v < 0 ? -v : v;
-                if (table.linbits > 0 && mag >= 15)
-                    put(uint32_t(mag - 15), table.linbits);
-                if (v != 0)
-                    put(v < 0, 1);
-            }
-        }
+        const int to = regions.end[r];
+        const PairTable& table = kPairTables[t];
+        if (table.codes != nullptr)
+            for (int i = from; i < to; i += 2)
+                encode_pair(w, pSrc[i], pSrc[i + 1], table);
+        from = to > from ? to : from;
     }
-    for (int i = bv2; i + 3 < bv2 + count1Values && i + 3 < 576; i += 4) {
-        int index = 0;
-        for (int k = 0; k < 4; ++k)
-            index = index * 2 + (pSrc[i + k] != 0);
-        const HuffCode& c = g.count1table_select ? kQuadCodesB[index] : kQuadCodesA[index];
-        put(c.code, c.length);
-        for (int k = 0; k < 4; ++k)
-            if (pSrc[i + k] != 0)
-                put(pSrc[i + k] < 0, 1);
-    }
-    for (long stuffing = long(huffmanBits) - written;
-         stuffing > 0;) { // ones, byte-wise after the boundary
-        const int n = pos != 0 ? (8 - pos < stuffing ? 8 - pos : int(stuffing))
-                               : (stuffing >= 8 ? 8 : int(stuffing));
-        put((1u << n) - 1, n);
-        stuffing -= n;
-    }
-    *ppStream = p;
-    *pBitPos = pos;
+    const bool tableB = g.count1table_select == 1;
+    for (int i = bv2; i + 4 <= bv2 + count1Len; i += 4)
+        encode_quad(w, pSrc + i, tableB);
+    // Stuffing: ones up to the budget; the last partial byte is stored whole, low bits 0.
+    for (int64_t left = hufSize - w.written(); left > 0; left -= 24)
+        w.put(0xFFFFFFu, left < 24 ? int(left) : 24);
+    w.store(ppStream, pBitPos);
     return zemStatusOk;
 }

@@ -7,7 +7,7 @@
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
-#include "tables/mp3_bands.hpp"
+#include "tables/mp3_sfb_bands.hpp"
 
 using namespace zem;
 using namespace zem::mp3;
@@ -408,5 +408,5 @@ ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBo
                                            const ZemMp3GranuleRec* pSideInfo,
                                            const ZemMp3HeaderRec* pHeader, int32_t* pWorkBuf) {
     return zemsReQuantizeSfb_MP3_32s_I(pSrcDst, pNonZeroBound, pScaleFactor, pSideInfo, pHeader,
-                                       pWorkBuf, &kLongBands[0][0], &kShortBands[0][0]);
+                                       pWorkBuf, &kSfbLong[0][0], &kSfbShort[0][0]);
 }

@@ -1,19 +1,20 @@
-// Layer III scale factors: MPEG-1 slen1/slen2 with scale-factor reuse (scfsi), MPEG-2
-// partitions with the intensity-stereo scheme of the right channel.
-#include "zemac.h"
-
+// Layer III scale factors of one granule and channel (ISO/IEC 11172-3 2.4.2.7 with scfsi
+// reuse; ISO/IEC 13818-3 2.4.3.2 with its four partitions and the intensity-stereo right
+// channel, whose largest value per partition marks an illegal intensity position).
 #include "core/bitstream.hpp"
 #include "core/checks.hpp"
+#include "mp3/frame.hpp"
 
-using namespace zem;
+namespace zem::mp3 {
 
 namespace {
 
 constexpr uint8_t kSlen1[16] = {0, 0, 0, 0, 3, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4};
 constexpr uint8_t kSlen2[16] = {0, 1, 2, 3, 0, 1, 2, 3, 1, 2, 3, 1, 2, 3, 2, 3};
 
-// Scale factors per partition, [row][long, short, mixed][partition].
-constexpr uint8_t kPartitionBands[6][3][4] = {
+// nr_of_sfb: bands per partition by partition table (row), block column (long, short, mixed).
+// Short and mixed counts are scale factors, three per short band.
+constexpr uint8_t kNrOfSfb[6][3][4] = {
     {{6, 5, 5, 5}, {9, 9, 9, 9}, {6, 9, 9, 9}},
     {{6, 5, 7, 3}, {9, 9, 12, 6}, {6, 9, 12, 6}},
     {{11, 10, 0, 0}, {18, 18, 0, 0}, {15, 18, 0, 0}},
@@ -22,19 +23,31 @@ constexpr uint8_t kPartitionBands[6][3][4] = {
     {{8, 8, 5, 0}, {15, 12, 9, 0}, {6, 18, 9, 0}},
 };
 
-// The long-block groups of MPEG-1 that scfsi can carry over: first band, end band.
-constexpr int kGroupStart[5] = {0, 6, 11, 16, 21};
+constexpr bool partitions_cover_all_bands() {
+    for (const auto& row : kNrOfSfb) {
+        const int want[3] = {21, 36, 33};
+        for (int c = 0; c < 3; ++c)
+            if (row[c][0] + row[c][1] + row[c][2] + row[c][3] != want[c])
+                return false;
+    }
+    return true;
+}
+static_assert(partitions_cover_all_bands());
 
-// MPEG-2 partition widths, partition-table row, and the preflag they imply.
-struct Partitions {
+// The four groups of long bands that scfsi lets granule 1 reuse: first band and band count.
+constexpr int kScfsiFirst[5] = {0, 6, 11, 16, 21};
+
+struct Mpeg2Widths {
     int slen[4];
     int row;
-    int preflag;
+    int32_t preflag;
 };
 
-Partitions mpeg2_partitions(int compress, bool intensityRight) {
+// scalefac_compress of a lower-sampling-frequency granule split into the four partition
+// widths; the intensity right channel codes half of it in its own scheme.
+constexpr Mpeg2Widths mpeg2_widths(int32_t c, bool intensityRight) {
     if (intensityRight) {
-        const int i = compress / 2;
+        const int i = c >> 1;
         if (i < 180)
             return {{i / 36, (i % 36) / 6, i % 6, 0}, 3, 0};
         if (i < 244) {
@@ -44,103 +57,105 @@ Partitions mpeg2_partitions(int compress, bool intensityRight) {
         const int j = i - 244;
         return {{j / 3, j % 3, 0, 0}, 5, 0};
     }
-    if (compress < 400)
-        return {
-            {(compress / 16) / 5, (compress / 16) % 5, (compress % 16) / 4, compress % 4}, 0, 0};
-    if (compress < 500) {
-        const int j = compress - 400;
+    if (c < 400)
+        return {{(c / 16) / 5, (c / 16) % 5, (c % 16) / 4, c % 4}, 0, 0};
+    if (c < 500) {
+        const int j = c - 400;
         return {{(j / 4) / 5, (j / 4) % 5, j % 4, 0}, 1, 0};
     }
-    const int j = compress - 500;
+    const int j = c - 500;
     return {{j / 3, j % 3, 0, 0}, 2, 1};
 }
 
-// Reads or writes one value of `bits` bits (0 bits: the value is 0, nothing moves).
-struct Reader {
-    BitCursor bc;
-    void value(int8_t& v, int bits) { v = bits > 0 ? int8_t(bc.read(bits)) : 0; }
-};
-
-struct Writer {
-    uint8_t* p;
-    int32_t pos;
-    void value(int8_t& v, int bits) {
-        if (bits > 0)
-            zemWriteBits(p, pos, uint32_t(uint8_t(v)) & ((1u << bits) - 1), bits);
-    }
-};
-
-template <typename Io> void run(Io& io, int8_t* sf, int first, int count, int bits) {
-    for (int i = first; i < first + count; ++i)
-        io.value(sf[i], bits);
+bool intensity_right(const ZemMp3HeaderRec& h, int32_t channel) {
+    return (h.mode_extension & 1) != 0 && channel == 1;
 }
 
-// MPEG-1; unpacking also clears the entries after the last value.
-template <typename Io>
-void mpeg1(Io& io, int8_t* sf, const ZemMp3GranuleRec& g, const int32_t* scfsi, int granule,
-           bool unpacking) {
-    const int slen1 = kSlen1[g.scalefac_compress], slen2 = kSlen2[g.scalefac_compress];
-    if (unpacking)
-        sf[21] = 0;
+ZemStatus check_scalars(const ZemMp3HeaderRec& h, const ZemMp3GranuleRec& g) {
+    if (h.id != 1) {
+        if (g.scalefac_compress < 0 || g.scalefac_compress > 511)
+            return zemStatusMp3BadSideInfo;
+        if (h.mode_extension < 0 || h.mode_extension > 3)
+            return zemStatusMp3BadFrameHeader;
+    } else if (g.scalefac_compress < 0 || g.scalefac_compress > 15) {
+        return zemStatusMp3BadSideInfo;
+    }
+    return zemStatusOk;
+}
+
+class Reader {
+  public:
+    Reader(uint8_t* p, int32_t pos) : p_(p), pos_(pos) {}
+    // Reads n values of `width` bits (0 bits: zeros) into out.
+    void run(int8_t* out, int n, int width) {
+        for (int i = 0; i < n; ++i)
+            out[i] = width == 0 ? int8_t(0) : int8_t(zemReadBits(p_, pos_, width));
+    }
+    void store(uint8_t** pp, int32_t* pos) const {
+        *pp = p_;
+        *pos = pos_;
+    }
+
+  private:
+    uint8_t* p_;
+    int32_t pos_;
+};
+
+class Writer {
+  public:
+    Writer(uint8_t* p, int32_t pos) : p_(p), pos_(pos) {}
+    void run(const int8_t* in, int n, int width) {
+        for (int i = 0; i < n; ++i)
+            zemWriteBits(p_, pos_, uint32_t(in[i]), width);
+    }
+    void store(uint8_t** pp, int32_t* pos) const {
+        *pp = p_;
+        *pos = pos_;
+    }
+
+  private:
+    uint8_t* p_;
+    int32_t pos_;
+};
+
+void zero(int8_t* p, int n) {
+    for (int i = 0; i < n; ++i)
+        p[i] = 0;
+}
+
+// MPEG-1 layouts share one walk: `io` is a Reader or a Writer.
+template <typename Io, typename Sf>
+void mpeg1_walk(Io& io, Sf* sf, const ZemMp3GranuleRec& g, const int32_t* scfsi, int32_t granule) {
+    const int slen1 = kSlen1[g.scalefac_compress];
+    const int slen2 = kSlen2[g.scalefac_compress];
     if (g.block_type == 2) {
-        const int firstRun = g.mixed_block_flag ? 8 + 9 : 18;
-        run(io, sf, 0, firstRun, slen1);
-        run(io, sf, firstRun, 18, slen2);
-        if (unpacking)
-            for (int i = firstRun + 18; i < firstRun + 21; ++i)
-                sf[i] = 0;
+        // Short: bands 0-5 and 6-11, three windows each. Mixed: 8 long bands, then short
+        // bands 3-5 with slen1 and 6-11 with slen2.
+        const int first = g.mixed_block_flag != 0 ? 8 + 9 : 18;
+        io.run(sf, first, slen1);
+        io.run(sf + first, 18, slen2);
         return;
     }
     for (int group = 0; group < 4; ++group) {
         if (granule == 1 && scfsi[group] != 0)
             continue;
-        run(io, sf, kGroupStart[group], kGroupStart[group + 1] - kGroupStart[group],
-            group < 2 ? slen1 : slen2);
+        const int from = kScfsiFirst[group];
+        io.run(sf + from, kScfsiFirst[group + 1] - from, group < 2 ? slen1 : slen2);
     }
 }
 
-int block_column(ZemMp3GranuleRec& g, bool unpacking) {
+int mpeg2_column(const ZemMp3GranuleRec& g) {
     if (g.block_type != 2)
         return 0;
-    if (unpacking) {
-        g.mixed_block_flag &= 1;
-        return 1 + g.mixed_block_flag;
-    }
     return g.mixed_block_flag == 0 ? 1 : g.mixed_block_flag == 1 ? 2 : 0;
 }
 
-template <typename Io>
-void mpeg2(Io& io, int8_t* sf, ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h, int channel,
-           bool unpacking) {
-    const int column = block_column(g, unpacking);
-    const bool intensityRight = (h.mode_extension & 1) != 0 && channel == 1;
-    const Partitions parts = mpeg2_partitions(g.scalefac_compress, intensityRight);
-    g.preflag = parts.preflag;
-    int at = 0;
-    for (int p = 0; p < 4; ++p) {
-        const int n = kPartitionBands[parts.row][column][p];
-        run(io, sf, at, n, parts.slen[p]);
-        if (unpacking && intensityRight && parts.slen[p] > 0)
-            for (int i = at; i < at + n; ++i)
-                if (sf[i] == (1 << parts.slen[p]) - 1)
-                    sf[i] = int8_t(-sf[i]); // an intensity position that may not be used
-        at += n;
-    }
-    if (unpacking)
-        for (int i = at; i < at + 3; ++i)
-            sf[i] = 0;
-}
-
-ZemStatus check_compress(const ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h) {
-    if (h.id == 1)
-        return g.scalefac_compress < 0 || g.scalefac_compress > 15 ? zemStatusMp3BadSideInfo
-                                                                   : zemStatusOk;
-    if (g.scalefac_compress < 0 || g.scalefac_compress > 511)
-        return zemStatusMp3BadSideInfo;
-    return h.mode_extension < 0 || h.mode_extension > 3 ? zemStatusMp3BadFrameHeader : zemStatusOk;
-}
-
 } // namespace
+
+} // namespace zem::mp3
+
+using namespace zem;
+using namespace zem::mp3;
 
 ZEM_API ZemStatus zemsUnpackScaleFactors_MP3_1u8s(uint8_t** ppStream, int32_t* pBitPos,
                                                   int8_t* pScaleFactor, ZemMp3GranuleRec* pGranule,
@@ -152,14 +167,40 @@ ZEM_API ZemStatus zemsUnpackScaleFactors_MP3_1u8s(uint8_t** ppStream, int32_t* p
         return zemStatusNullPointer;
     if (!valid_bit_pos(*pBitPos) || granule < 0 || granule > 1 || channel < 0 || channel > 1)
         return zemStatusBadArgument;
-    if (const ZemStatus st = check_compress(*pGranule, *pHeader); st != zemStatusOk)
+    const ZemMp3HeaderRec& h = *pHeader;
+    ZemMp3GranuleRec& g = *pGranule;
+    if (const ZemStatus st = check_scalars(h, g); st != zemStatusOk)
         return st;
-    Reader r{BitCursor(*ppStream, *pBitPos)};
-    if (pHeader->id == 1)
-        mpeg1(r, pScaleFactor, *pGranule, pScfsi, granule, true);
-    else
-        mpeg2(r, pScaleFactor, *pGranule, *pHeader, channel, true);
-    r.bc.store(ppStream, pBitPos);
+
+    int8_t* sf = pScaleFactor;
+    Reader in(*ppStream, *pBitPos);
+    if (h.id == 1) {
+        sf[21] = 0;
+        mpeg1_walk(in, sf, g, pScfsi, granule);
+        if (g.block_type == 2)
+            zero(sf + (g.mixed_block_flag != 0 ? 35 : 36), 3);
+    } else {
+        if (g.block_type == 2)
+            g.mixed_block_flag &= 1;
+        const int column = g.block_type == 2 ? 1 + g.mixed_block_flag : 0;
+        const bool right = intensity_right(h, channel);
+        const Mpeg2Widths w = mpeg2_widths(g.scalefac_compress, right);
+        g.preflag = w.preflag;
+        int n = 0;
+        for (int part = 0; part < 4; ++part) {
+            const int count = kNrOfSfb[w.row][column][part];
+            in.run(sf + n, count, w.slen[part]);
+            if (right && w.slen[part] > 0) {
+                const int illegal = (1 << w.slen[part]) - 1;
+                for (int i = n; i < n + count; ++i)
+                    if (sf[i] == illegal)
+                        sf[i] = int8_t(-illegal);
+            }
+            n += count;
+        }
+        zero(sf + n, 3);
+    }
+    in.store(ppStream, pBitPos);
     return zemStatusOk;
 }
 
@@ -170,17 +211,27 @@ ZEM_API ZemStatus zemsPackScaleFactors_MP3_8s1u(const int8_t* pScaleFactor, uint
     if (pScaleFactor == nullptr || ppStream == nullptr || *ppStream == nullptr ||
         any_null(pBitPos, pHeader, pGranule, pScfsi))
         return zemStatusNullPointer;
-    if (!valid_bit_pos(*pBitPos))
+    if (!valid_bit_pos(*pBitPos) || granule < 0 || granule > 1 || channel < 0 || channel > 1)
         return zemStatusBadArgument;
-    if (const ZemStatus st = check_compress(*pGranule, *pHeader); st != zemStatusOk)
+    const ZemMp3HeaderRec& h = *pHeader;
+    ZemMp3GranuleRec& g = *pGranule;
+    if (const ZemStatus st = check_scalars(h, g); st != zemStatusOk)
         return st;
-    int8_t* sf = const_cast<int8_t*>(pScaleFactor); // only read when packing
-    Writer w{*ppStream, *pBitPos};
-    if (pHeader->id == 1)
-        mpeg1(w, sf, *pGranule, pScfsi, granule, false);
-    else
-        mpeg2(w, sf, *pGranule, *pHeader, channel, false);
-    *ppStream = w.p;
-    *pBitPos = w.pos;
+
+    Writer out(*ppStream, *pBitPos);
+    if (h.id == 1) {
+        mpeg1_walk(out, pScaleFactor, g, pScfsi, granule);
+    } else {
+        const int column = mpeg2_column(g);
+        const Mpeg2Widths w = mpeg2_widths(g.scalefac_compress, intensity_right(h, channel));
+        g.preflag = w.preflag;
+        int n = 0;
+        for (int part = 0; part < 4; ++part) {
+            const int count = kNrOfSfb[w.row][column][part];
+            out.run(pScaleFactor + n, count, w.slen[part]);
+            n += count;
+        }
+    }
+    out.store(ppStream, pBitPos);
     return zemStatusOk;
 }

@@ -1,103 +1,127 @@
-// Layer III frame header and side information, read and written field by field.
-#include "zemac.h"
-
+// Layer III frame header and side information (ISO/IEC 11172-3 2.4.1.3, 2.4.1.7; ISO/IEC
+// 13818-3 2.4.1.7). The routines copy fields; they neither synchronise nor check the CRC.
 #include "core/bitstream.hpp"
 #include "core/checks.hpp"
+#include "mp3/frame.hpp"
 
-using namespace zem;
+namespace zem::mp3 {
 
 namespace {
 
-int channels(const ZemMp3HeaderRec& h) { return h.mode == 3 ? 1 : 2; }
-
-ZemStatus check_header(const ZemMp3HeaderRec& h) {
-    if ((h.id != 0 && h.id != 1) || h.layer != 1 || h.mode < 0 || h.mode > 3)
-        return zemStatusMp3BadFrameHeader;
-    return zemStatusOk;
-}
-
-// Field widths of a granule record that differ between MPEG-1 and MPEG-2.
+// Field widths that differ between MPEG-1 (two granules) and MPEG-2 (one granule).
 struct Layout {
-    bool mpeg1;
-    int mainDataBits, privateBits, scalefacCompressBits, granules;
+    int granules;
+    int mainDataBeginBits;
+    int privateBits;
+    int scalefacCompressBits;
+    bool preflag;
+    bool scfsi;
 };
 
-Layout layout_of(const ZemMp3HeaderRec& h) {
+constexpr Layout layout_of(const ZemMp3HeaderRec& h) {
     const bool mono = channels(h) == 1;
     if (h.id == 1)
-        return {true, 9, mono ? 5 : 3, 4, 2};
-    return {false, 8, mono ? 1 : 2, 9, 1};
+        return {2, 9, mono ? 5 : 3, 4, true, true};
+    return {1, 8, mono ? 1 : 2, 9, false, false};
 }
 
-// Reader and writer behind one template: Io::field(value, bits) moves one field either way.
-struct Reader {
-    static constexpr bool kWriting = false;
-    BitCursor bc;
-    void field(int32_t& v, int bits) { v = int32_t(bc.read(bits)); }
+// A window-switching granule signals its region split implicitly: 36 lines of region 0 for a
+// short block (8 short bands' worth), the first 8 long bands otherwise.
+void set_implicit_regions(ZemMp3GranuleRec& g) {
+    g.region0_count = (g.block_type == 2 && g.mixed_block_flag == 0) ? 8 : 7;
+    g.region1_count = 20 - g.region0_count;
+}
+
+class Reader {
+  public:
+    explicit Reader(uint8_t* p) : p_(p) {}
+    int32_t operator()(int n) { return int32_t(zemReadBits(p_, pos_, n)); }
+    uint8_t* byte_ptr() const { return p_; }
+
+  private:
+    uint8_t* p_;
+    int32_t pos_ = 0;
 };
 
-struct Writer {
-    static constexpr bool kWriting = true;
-    uint8_t* p;
-    int32_t pos = 0;
-    void field(int32_t& v, int bits) {
-        zemWriteBits(p, pos, uint32_t(v) & ((1u << bits) - 1), bits);
-    }
+class Writer {
+  public:
+    explicit Writer(uint8_t* p) : p_(p) {}
+    void operator()(int32_t value, int n) { zemWriteBits(p_, pos_, uint32_t(value), n); }
+    uint8_t* byte_ptr() const { return p_; }
+
+  private:
+    uint8_t* p_;
+    int32_t pos_ = 0;
 };
 
-template <typename Io> ZemStatus granule_fields(Io& io, ZemMp3GranuleRec& g, const Layout& l) {
-    io.field(g.part2_3_length, 12);
-    io.field(g.big_values, 9);
-    io.field(g.global_gain, 8);
-    io.field(g.scalefac_compress, l.scalefacCompressBits);
-    io.field(g.window_switching_flag, 1);
-    if (g.window_switching_flag) {
-        // A writer refuses block type 0 before writing it; a reader after the window fields.
-        if (Io::kWriting && g.block_type == 0)
-            return zemStatusMp3BadSideInfo;
-        io.field(g.block_type, 2);
-        io.field(g.mixed_block_flag, 1);
-        io.field(g.table_select[0], 5);
-        io.field(g.table_select[1], 5);
+// False when window switching comes with block type 0; the fields read so far stay stored.
+bool read_granule(Reader& get, ZemMp3GranuleRec& g, const Layout& l) {
+    g.part2_3_length = get(12);
+    g.big_values = get(9);
+    g.global_gain = get(8);
+    g.scalefac_compress = get(l.scalefacCompressBits);
+    g.window_switching_flag = get(1);
+    if (g.window_switching_flag != 0) {
+        g.block_type = get(2);
+        g.mixed_block_flag = get(1);
+        for (int r = 0; r < 2; ++r)
+            g.table_select[r] = get(5);
         for (int w = 0; w < 3; ++w)
-            io.field(g.subblock_gain[w], 3);
+            g.subblock_gain[w] = get(3);
         if (g.block_type == 0)
-            return zemStatusMp3BadSideInfo;
-        const bool pureShort = g.block_type == 2 && g.mixed_block_flag == 0;
-        g.region0_count = pureShort ? 8 : 7;
-        g.region1_count = 20 - g.region0_count;
+            return false;
+        set_implicit_regions(g);
     } else {
         for (int r = 0; r < 3; ++r)
-            io.field(g.table_select[r], 5);
-        io.field(g.region0_count, 4);
-        io.field(g.region1_count, 3);
+            g.table_select[r] = get(5);
+        g.region0_count = get(4);
+        g.region1_count = get(3);
         g.block_type = 0;
         g.mixed_block_flag = 0;
     }
-    if (l.mpeg1)
-        io.field(g.preflag, 1);
-    io.field(g.scalefac_scale, 1);
-    io.field(g.count1table_select, 1);
-    return zemStatusOk;
+    if (l.preflag)
+        g.preflag = get(1);
+    g.scalefac_scale = get(1);
+    g.count1table_select = get(1);
+    return true;
 }
 
-template <typename Io>
-ZemStatus side_info_fields(Io& io, ZemMp3GranuleRec* records, int32_t& mainDataBegin,
-                           int32_t& privateBits, int32_t* scfsi, const ZemMp3HeaderRec& h) {
-    const Layout l = layout_of(h);
-    const int nch = channels(h);
-    io.field(mainDataBegin, l.mainDataBits);
-    io.field(privateBits, l.privateBits);
-    if (l.mpeg1)
-        for (int i = 0; i < 4 * nch; ++i)
-            io.field(scfsi[i], 1);
-    for (int i = 0; i < l.granules * nch; ++i)
-        if (const ZemStatus st = granule_fields(io, records[i], l); st != zemStatusOk)
-            return st;
-    return zemStatusOk;
+// Writes what the stream would carry: a flag or field is judged by its transmitted low bits, so
+// the stream written is always one that read_granule accepts.
+bool write_granule(Writer& put, const ZemMp3GranuleRec& g, const Layout& l) {
+    put(g.part2_3_length, 12);
+    put(g.big_values, 9);
+    put(g.global_gain, 8);
+    put(g.scalefac_compress, l.scalefacCompressBits);
+    put(g.window_switching_flag, 1);
+    if ((g.window_switching_flag & 1) != 0) {
+        if ((g.block_type & 3) == 0)
+            return false;
+        put(g.block_type, 2);
+        put(g.mixed_block_flag, 1);
+        for (int r = 0; r < 2; ++r)
+            put(g.table_select[r], 5);
+        for (int w = 0; w < 3; ++w)
+            put(g.subblock_gain[w], 3);
+    } else {
+        for (int r = 0; r < 3; ++r)
+            put(g.table_select[r], 5);
+        put(g.region0_count, 4);
+        put(g.region1_count, 3);
+    }
+    if (l.preflag)
+        put(g.preflag, 1);
+    put(g.scalefac_scale, 1);
+    put(g.count1table_select, 1);
+    return true;
 }
 
 } // namespace
+
+} // namespace zem::mp3
+
+using namespace zem;
+using namespace zem::mp3;
 
 ZEM_API ZemStatus zemsUnpackFrameHeader_MP3(uint8_t** ppStream, ZemMp3HeaderRec* pHeader) {
     if (any_null(ppStream, pHeader) || *ppStream == nullptr)
@@ -117,7 +141,7 @@ ZEM_API ZemStatus zemsUnpackFrameHeader_MP3(uint8_t** ppStream, ZemMp3HeaderRec*
     h.original_copy = (b[3] >> 2) & 1;
     h.emphasis = b[3] & 3;
     if (h.protection_bit == 0) {
-        h.crc_check = b[4] * 256 + b[5];
+        h.crc_check = (int32_t(b[4]) << 8) | b[5];
         *ppStream += 6;
     } else {
         *ppStream += 4;
@@ -128,28 +152,26 @@ ZEM_API ZemStatus zemsUnpackFrameHeader_MP3(uint8_t** ppStream, ZemMp3HeaderRec*
 ZEM_API ZemStatus zemsPackFrameHeader_MP3(const ZemMp3HeaderRec* pHeader, uint8_t** ppStream) {
     if (any_null(pHeader, ppStream) || *ppStream == nullptr)
         return zemStatusNullPointer;
-    ZemMp3HeaderRec h = *pHeader;
-    Writer w{*ppStream};
-    int32_t sync = 0xFFF;
-    w.field(sync, 12);
-    w.field(h.id, 1);
-    w.field(h.layer, 2);
-    w.field(h.protection_bit, 1);
-    w.field(h.bitrate_index, 4);
-    w.field(h.sampling_frequency, 2);
-    w.field(h.padding_bit, 1);
-    w.field(h.private_bit, 1);
-    w.field(h.mode, 2);
-    w.field(h.mode_extension, 2);
-    w.field(h.copyright, 1);
-    w.field(h.original_copy, 1);
-    w.field(h.emphasis, 2);
+    const ZemMp3HeaderRec& h = *pHeader;
+    Writer put(*ppStream);
+    put(0xFFF, 12);
+    put(h.id, 1);
+    put(h.layer, 2);
+    put(h.protection_bit, 1);
+    put(h.bitrate_index, 4);
+    put(h.sampling_frequency, 2);
+    put(h.padding_bit, 1);
+    put(h.private_bit, 1);
+    put(h.mode, 2);
+    put(h.mode_extension, 2);
+    put(h.copyright, 1);
+    put(h.original_copy, 1);
+    put(h.emphasis, 2);
     if ((h.protection_bit & 1) == 0) {
-        int32_t high = h.crc_check >> 8;
-        w.field(high, 8);
-        w.field(h.crc_check, 8);
+        put(h.crc_check >> 8, 8);
+        put(h.crc_check, 8);
     }
-    *ppStream = w.p;
+    *ppStream = put.byte_ptr();
     return zemStatusOk;
 }
 
@@ -159,13 +181,22 @@ ZEM_API ZemStatus zemsUnpackSideInfo_MP3(uint8_t** ppStream, ZemMp3GranuleRec* p
     if (any_null(ppStream, pSideInfo, pMainDataBegin, pPrivateBits, pScfsi, pHeader) ||
         *ppStream == nullptr)
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_header(*pHeader); st != zemStatusOk)
-        return st;
-    Reader r{BitCursor(*ppStream, 0)};
-    const ZemStatus st =
-        side_info_fields(r, pSideInfo, *pMainDataBegin, *pPrivateBits, pScfsi, *pHeader);
-    *ppStream = r.bc.byte_ptr() + (st == zemStatusOk && r.bc.bit_pos() != 0 ? 1 : 0);
-    return st;
+    if (!side_info_header_ok(*pHeader))
+        return zemStatusMp3BadFrameHeader;
+    const Layout l = layout_of(*pHeader);
+    const int nch = channels(*pHeader);
+    Reader get(*ppStream);
+    *pMainDataBegin = get(l.mainDataBeginBits);
+    *pPrivateBits = get(l.privateBits);
+    if (l.scfsi)
+        for (int i = 0; i < 4 * nch; ++i)
+            pScfsi[i] = get(1);
+    ZemStatus status = zemStatusOk;
+    for (int i = 0; i < l.granules * nch && status == zemStatusOk; ++i)
+        if (!read_granule(get, pSideInfo[i], l))
+            status = zemStatusMp3BadSideInfo;
+    *ppStream = get.byte_ptr();
+    return status;
 }
 
 ZEM_API ZemStatus zemsPackSideInfo_MP3(const ZemMp3GranuleRec* pSideInfo, uint8_t** ppStream,
@@ -174,19 +205,20 @@ ZEM_API ZemStatus zemsPackSideInfo_MP3(const ZemMp3GranuleRec* pSideInfo, uint8_
     if (pSideInfo == nullptr || ppStream == nullptr || *ppStream == nullptr ||
         any_null(pScfsi, pHeader))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_header(*pHeader); st != zemStatusOk)
-        return st;
-    // The writer works on copies: packing never changes the caller's records.
+    if (!side_info_header_ok(*pHeader))
+        return zemStatusMp3BadFrameHeader;
+    const Layout l = layout_of(*pHeader);
     const int nch = channels(*pHeader);
-    const int count = layout_of(*pHeader).granules * nch;
-    ZemMp3GranuleRec records[4];
-    int32_t scfsi[8];
-    for (int i = 0; i < count; ++i)
-        records[i] = pSideInfo[i];
-    for (int i = 0; i < 4 * nch; ++i)
-        scfsi[i] = pScfsi[i];
-    Writer w{*ppStream};
-    const ZemStatus st = side_info_fields(w, records, mainDataBegin, privateBits, scfsi, *pHeader);
-    *ppStream = w.p + (st == zemStatusOk && w.pos != 0 ? 1 : 0);
-    return st;
+    Writer put(*ppStream);
+    put(mainDataBegin, l.mainDataBeginBits);
+    put(privateBits, l.privateBits);
+    if (l.scfsi)
+        for (int i = 0; i < 4 * nch; ++i)
+            put(pScfsi[i], 1);
+    ZemStatus status = zemStatusOk;
+    for (int i = 0; i < l.granules * nch && status == zemStatusOk; ++i)
+        if (!write_granule(put, pSideInfo[i], l))
+            status = zemStatusMp3BadSideInfo;
+    *ppStream = put.byte_ptr();
+    return status;
 }

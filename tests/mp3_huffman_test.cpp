@@ -1,0 +1,512 @@
+// Layer III Huffman coding: every codeword and sign of every table through both decoders and
+// the encoder, count1 and budget edges, region layouts of the three decoders, argument checks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "support/bit_builder.hpp"
+#include "support/mp3_huffman_writer.hpp"
+#include "support/seed.hpp"
+#include "tables/mp3_sfb_bands.hpp"
+#include "zemac.h"
+
+namespace {
+
+using zemtest::BitBuilder;
+
+ZemMp3HeaderRec header(int id, int sf = 0) {
+    ZemMp3HeaderRec h{};
+    h.id = id;
+    h.layer = 1;
+    h.sampling_frequency = sf;
+    return h;
+}
+
+ZemMp3GranuleRec long_granule(int bigValues, int t0, int t1, int t2, int r0 = 7, int r1 = 7) {
+    ZemMp3GranuleRec g{};
+    g.big_values = bigValues;
+    g.table_select[0] = t0;
+    g.table_select[1] = t1;
+    g.table_select[2] = t2;
+    g.region0_count = r0;
+    g.region1_count = r1;
+    return g;
+}
+
+// A granule's Huffman bits after a few leading bits, and its expected spectrum.
+struct Granule {
+    BitBuilder b;
+    int lead = 0;
+    int32_t spec[576] = {};
+    int hufSize() const { return int(b.bit_count()) - lead; }
+};
+
+struct Decoded {
+    ZemStatus status;
+    int32_t spec[576];
+    int32_t nonZero;
+    std::ptrdiff_t advanced; // bits the cursor moved
+};
+
+enum class Which { Plain, Sfb, Mbp };
+
+const int16_t kMbpDefault[12] = {6, 0, 6, 0, 6, 0, 8, 0, 8, 0, 8, 0};
+
+Decoded decode(const Granule& gr, ZemMp3GranuleRec g, const ZemMp3HeaderRec& h, int hufSize,
+               Which which = Which::Plain, const int16_t* mbp = kMbpDefault) {
+    std::vector<uint8_t> bytes = gr.b.bytes(16);
+    uint8_t* p = bytes.data();
+    int32_t pos = gr.lead;
+    if (g.part2_3_length < hufSize)
+        g.part2_3_length = hufSize;
+    Decoded d;
+    std::fill(std::begin(d.spec), std::end(d.spec), 0x5A5A);
+    d.nonZero = -1;
+    const int16_t* lt = &zem::mp3::kSfbLong[0][0];
+    const int16_t* st = &zem::mp3::kSfbShort[0][0];
+    switch (which) {
+    case Which::Plain:
+        d.status = zemsHuffmanDecode_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize);
+        break;
+    case Which::Sfb:
+        d.status =
+            zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize, lt);
+        break;
+    case Which::Mbp:
+        d.status = zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize,
+                                                     lt, st, mbp);
+        break;
+    }
+    d.advanced = (p - bytes.data()) * 8 + pos - gr.lead;
+    return d;
+}
+
+int nonzero_bound(const int32_t* spec) {
+    int n = 576;
+    while (n > 0 && spec[n - 1] == 0)
+        --n;
+    return n;
+}
+
+void expect_decodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h,
+                    Which which = Which::Plain, const int16_t* mbp = kMbpDefault) {
+    const Decoded d = decode(gr, g, h, gr.hufSize(), which, mbp);
+    ASSERT_EQ(d.status, zemStatusOk);
+    EXPECT_EQ(d.advanced, gr.hufSize());
+    EXPECT_EQ(d.nonZero, nonzero_bound(gr.spec));
+    for (int i = 0; i < 576; ++i)
+        ASSERT_EQ(d.spec[i], gr.spec[i]) << "line " << i;
+}
+
+// The encoder's bits for the expected spectrum, compared with the hand-built stream.
+void expect_encodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h,
+                    int count1Len, int hufSize) {
+    std::vector<uint8_t> ref = gr.b.bytes(16);
+    std::vector<uint8_t> out(ref.size() + 64, 0);
+    out[0] = uint8_t(ref[0] & (0xFF00 >> gr.lead));
+    uint8_t* p = out.data();
+    int32_t pos = gr.lead;
+    ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(gr.spec, &p, &pos, &h, &g, count1Len, hufSize),
+              zemStatusOk);
+    ASSERT_EQ((p - out.data()) * 8 + pos - gr.lead, std::max(hufSize, gr.hufSize()));
+    for (int i = 0; i < gr.hufSize() + gr.lead; ++i)
+        ASSERT_EQ(zemtest::bit_at(out.data(), std::size_t(i)),
+                  zemtest::bit_at(ref.data(), std::size_t(i)))
+            << "bit " << i;
+    for (int i = gr.hufSize() + gr.lead; i < hufSize + gr.lead; ++i)
+        ASSERT_EQ(zemtest::bit_at(out.data(), std::size_t(i)), 1u) << "stuffing bit " << i;
+}
+
+TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
+    std::mt19937 rng(zemtest::seed());
+    const ZemMp3HeaderRec h = header(1, 0);
+    for (int t = 1; t < 32; ++t) {
+        if (t == 4 || t == 14)
+            continue;
+        SCOPED_TRACE(testing::Message() << "table " << t);
+        const zem::mp3::PairTable& table = zem::mp3::kPairTables[t];
+        const int maxEscape = (1 << table.linbits) - 1;
+        // Every (x, y), every sign combination, escapes at 0, the largest and a random value.
+        std::vector<std::pair<int, int>> pairs;
+        int n = 0;
+        auto value = [&](int m) {
+            if (m != 15 || table.linbits == 0)
+                return m;
+            const int k = n++ % 3;
+            return 15 + (k == 0 ? 0 : k == 1 ? maxEscape : int(rng() % (maxEscape + 1)));
+        };
+        for (int x = 0; x < table.width; ++x)
+            for (int y = 0; y < table.width; ++y)
+                for (int sx : {1, -1})
+                    for (int sy : {1, -1})
+                        if ((x != 0 || sx > 0) && (y != 0 || sy > 0))
+                            pairs.push_back({sx * value(x), sy * value(y)});
+        for (std::size_t at = 0; at < pairs.size(); at += 288) {
+            const int count = int(std::min<std::size_t>(288, pairs.size() - at));
+            Granule gr;
+            gr.lead = int(rng() % 8);
+            gr.b.put(rng(), gr.lead);
+            for (int i = 0; i < count; ++i) {
+                gr.spec[2 * i] = pairs[at + i].first;
+                gr.spec[2 * i + 1] = pairs[at + i].second;
+                zemtest::put_pair(gr.b, t, gr.spec[2 * i], gr.spec[2 * i + 1]);
+            }
+            const ZemMp3GranuleRec g =
+                long_granule(count, t, t, t, int(rng() % 16), int(rng() % 5));
+            expect_decodes(gr, g, h);
+            expect_decodes(gr, g, h, Which::Sfb);
+            expect_decodes(gr, g, h, Which::Mbp);
+            expect_encodes(gr, g, h, 0, gr.hufSize());
+        }
+    }
+}
+
+TEST(Mp3Huffman, EveryQuadrupleAndSignOfBothCount1Tables) {
+    const ZemMp3HeaderRec h = header(1, 2);
+    for (int tableB = 0; tableB < 2; ++tableB) {
+        Granule gr;
+        int at = 4; // after two pairs of table 1
+        gr.spec[1] = -1;
+        gr.spec[2] = 1;
+        zemtest::put_pair(gr.b, 1, 0, -1);
+        zemtest::put_pair(gr.b, 1, 1, 0);
+        for (int index = 0; index < 16; ++index)
+            for (int signs = 0; signs < 16; ++signs) {
+                int32_t q[4];
+                bool used = true;
+                for (int k = 0; k < 4; ++k) {
+                    const bool nz = (index >> (3 - k)) & 1, neg = (signs >> k) & 1;
+                    used &= nz || !neg;
+                    q[k] = nz ? (neg ? -1 : 1) : 0;
+                }
+                if (!used)
+                    continue;
+                std::copy(q, q + 4, gr.spec + at);
+                zemtest::put_quad(gr.b, tableB, q);
+                at += 4;
+            }
+        ASSERT_EQ(at, 4 + 81 * 4);
+        ZemMp3GranuleRec g = long_granule(2, 1, 1, 1);
+        g.count1table_select = tableB;
+        expect_decodes(gr, g, h);
+        expect_encodes(gr, g, h, at - 4, gr.hufSize());
+    }
+}
+
+// Count1 edges: zero budget, leftover bits, a quadruple past the budget, the last index,
+// regions with table 0 or no lines, and the MPEG-2 long-window switching split at line 54.
+TEST(Mp3Huffman, BudgetAndRegionEdges) {
+    const ZemMp3HeaderRec h1 = header(1, 1), h2 = header(0, 2);
+    const int32_t ones[4] = {1, -1, 1, 1};
+    {
+        Granule gr;
+        gr.lead = 5;
+        gr.b.put(0x1F, 5).put(0xFFFF, 16);
+        ZemMp3GranuleRec g = long_granule(100, 32, 5, 5); // tables are checked even now
+        EXPECT_EQ(decode(gr, g, h1, 0).status, zemStatusMp3BadSideInfo);
+        g.table_select[0] = 5;
+        const Decoded d = decode(gr, g, h1, 0);
+        EXPECT_EQ(d.status, zemStatusOk);
+        EXPECT_EQ(d.advanced, 0);
+        EXPECT_EQ(d.nonZero, 0);
+        EXPECT_TRUE(std::all_of(d.spec, d.spec + 576, [](int32_t v) { return v == 0; }));
+    }
+    { // big_values 288: no count1 region; 13 leftover bits are passed over.
+        Granule gr;
+        for (int i = 0; i < 576; i += 2) {
+            gr.spec[i] = i % 3 - 1;
+            if (i == 574)
+                gr.spec[i] = 7; // region 2 at 44.1 kHz: lines 418-575 with table 13
+            zemtest::put_pair(gr.b, i < 342 ? 2 : i < 418 ? 7 : 13, gr.spec[i], 0);
+        }
+        const int bits = gr.hufSize();
+        gr.b.put(0x1ABC, 13);
+        const ZemMp3GranuleRec g = long_granule(288, 2, 7, 13, 19, 0);
+        const Decoded d = decode(gr, g, header(1, 0), bits + 13);
+        ASSERT_EQ(d.status, zemStatusOk);
+        EXPECT_EQ(d.advanced, bits + 13);
+        EXPECT_TRUE(std::equal(d.spec, d.spec + 576, gr.spec));
+        EXPECT_EQ(d.nonZero, 575);
+    }
+    { // The last quadruple runs one bit past the budget: dropped, cursor back at the end.
+        Granule gr;
+        for (int k = 0; k < 3; ++k) {
+            std::copy(ones, ones + 4, gr.spec + 4 * k);
+            zemtest::put_quad(gr.b, false, ones);
+        }
+        const ZemMp3GranuleRec g = long_granule(0, 0, 0, 0);
+        const Decoded d = decode(gr, g, h1, gr.hufSize() - 1);
+        ASSERT_EQ(d.status, zemStatusOk);
+        EXPECT_EQ(d.advanced, gr.hufSize() - 1);
+        EXPECT_EQ(d.nonZero, 8);
+        EXPECT_TRUE(std::equal(d.spec, d.spec + 8, gr.spec));
+        EXPECT_TRUE(std::all_of(d.spec + 8, d.spec + 576, [](int32_t v) { return v == 0; }));
+    }
+    { // big_values 285: one quadruple at 570; none may start at 574, the rest is skipped.
+        Granule gr;
+        for (int i = 0; i < 570; i += 2)
+            zemtest::put_pair(gr.b, 1, 0, 0);
+        std::copy(ones, ones + 4, gr.spec + 570);
+        zemtest::put_quad(gr.b, true, ones);
+        zemtest::put_quad(gr.b, true, ones);
+        ZemMp3GranuleRec g = long_granule(285, 1, 1, 1);
+        g.count1table_select = 1;
+        const Decoded d = decode(gr, g, h1, gr.hufSize());
+        ASSERT_EQ(d.status, zemStatusOk);
+        EXPECT_EQ(d.advanced, gr.hufSize());
+        EXPECT_TRUE(std::equal(d.spec, d.spec + 576, gr.spec));
+        EXPECT_EQ(d.nonZero, 574);
+    }
+    { // Regions 0 and 1 with table 0 read nothing; region 2 (from line 12) carries pairs.
+        Granule gr;
+        for (int i = 12; i < 60; i += 2) {
+            gr.spec[i + 1] = 3;
+            zemtest::put_pair(gr.b, 6, 0, 3);
+        }
+        expect_decodes(gr, long_granule(30, 0, 0, 6, 1, 0), h1);
+    }
+    { // Window switching, block type 1: MPEG-2 splits at line 54, MPEG-1 at 36.
+        for (const ZemMp3HeaderRec& h : {h1, h2}) {
+            const int split = h.id == 1 ? 36 : 54;
+            Granule gr;
+            for (int i = 0; i < 80; i += 2) {
+                gr.spec[i] = i < split ? 1 : 3;
+                zemtest::put_pair(gr.b, i < split ? 1 : 6, gr.spec[i], 0);
+            }
+            ZemMp3GranuleRec g = long_granule(40, 1, 6, 31);
+            g.window_switching_flag = 1;
+            g.block_type = 1;
+            expect_decodes(gr, g, h);
+            expect_decodes(gr, g, h, Which::Sfb);
+            if (h.id == 1)
+                expect_encodes(gr, g, h, 0, gr.hufSize() + 30);
+        }
+    }
+    { // Big values that need more bits than the budget fail.
+        Granule gr;
+        for (int i = 0; i < 20; i += 2)
+            zemtest::put_pair(gr.b, 24, 30, -2);
+        const Decoded d = decode(gr, long_granule(10, 24, 24, 24), h1, gr.hufSize() - 1);
+        EXPECT_EQ(d.status, zemStatusFailed);
+    }
+}
+
+TEST(Mp3Huffman, KnownEscapeAndStuffingBits) {
+    // Table 24, pair (20, -3): code of (15, 3), four linbits of 5, sign of x, sign of y.
+    int32_t spec[576] = {20, -3};
+    const ZemMp3HeaderRec h = header(1, 0);
+    const ZemMp3GranuleRec g = long_granule(1, 24, 0, 0);
+    uint8_t bytes[16] = {};
+    uint8_t* p = bytes;
+    int32_t pos = 2;
+    ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &h, &g, 0, 40), zemStatusOk);
+    const zem::mp3::HuffCode c = zem::mp3::kHuffCodes24[15 * 16 + 3];
+    EXPECT_EQ(zemtest::bits_at(bytes, 2, c.length), c.code);
+    EXPECT_EQ(zemtest::bits_at(bytes, 2 + c.length, 6), 0x15u); // 0101, +, -
+    for (int i = 2 + c.length + 6; i < 42; ++i)
+        EXPECT_EQ(zemtest::bit_at(bytes, std::size_t(i)), 1u) << i;
+    EXPECT_EQ(p - bytes, 5);
+    EXPECT_EQ(pos, 2);
+    EXPECT_EQ(bytes[5], 0xC0); // the partial stuffing byte is stored whole
+}
+
+// Region 0 of window-switching granules in the Mbp decoder, from the caller's tables.
+TEST(Mp3Huffman, MbpRegionLayouts) {
+    struct Case {
+        int id, sf, blockType, mixed, L, S, split;
+    } const cases[] = {
+        {1, 0, 1, 0, 8, 0, 36}, {0, 0, 3, 0, 6, 0, 54}, {0, 1, 2, 0, 6, 0, 36},
+        {1, 0, 2, 1, 8, 0, 36}, {1, 0, 2, 1, 8, 2, 44}, {1, 0, 2, 1, 8, 3, 50},
+        {1, 0, 2, 1, 8, 5, 62}, {0, 0, 2, 1, 6, 0, 36}, {1, 2, 2, 1, 6, 0, 24},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "split " << c.split);
+        int16_t mbp[12] = {};
+        const int row = c.id * 3 + c.sf;
+        mbp[2 * row] = int16_t(c.L);
+        mbp[2 * row + 1] = int16_t(c.S);
+        Granule gr;
+        for (int i = 0; i < 100; i += 2) {
+            gr.spec[i + 1] = i < c.split ? -1 : 2;
+            zemtest::put_pair(gr.b, i < c.split ? 1 : 5, 0, gr.spec[i + 1]);
+        }
+        ZemMp3GranuleRec g = long_granule(50, 1, 5, 0);
+        g.window_switching_flag = 1;
+        g.block_type = c.blockType;
+        g.mixed_block_flag = c.mixed;
+        expect_decodes(gr, g, header(c.id, c.sf), Which::Mbp, mbp);
+    }
+}
+
+TEST(Mp3Huffman, ArgumentChecksInOrderWriteNothing) {
+    const ZemMp3HeaderRec goodH = header(1, 0);
+    const ZemMp3GranuleRec goodG = long_granule(10, 1, 1, 1);
+    struct Case {
+        const char* what;
+        void (*change)(ZemMp3GranuleRec&, ZemMp3HeaderRec&, int32_t& pos, int32_t& size);
+        ZemStatus sfb, mbp, enc;
+    };
+    using G = ZemMp3GranuleRec;
+    using H = ZemMp3HeaderRec;
+    const Case cases[] = {
+        {"bit offset",
+         [](G&, H& h, int32_t& pos, int32_t&) {
+             pos = 8;
+             h.id = 5;
+         },
+         zemStatusBadArgument, zemStatusBadArgument, zemStatusBadArgument},
+        {"budget",
+         [](G& g, H& h, int32_t&, int32_t& n) {
+             n = g.part2_3_length + 1;
+             h.id = 5;
+         },
+         zemStatusBadArgument, zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader},
+        {"negative budget", [](G&, H&, int32_t&, int32_t& n) { n = -1; }, zemStatusBadArgument,
+         zemStatusMp3BadSideInfo, zemStatusOk},
+        {"big_values",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             g.big_values = 289;
+             h.layer = 0;
+         },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo},
+        {"block type",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             g.block_type = 4;
+             h.layer = 0;
+         },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadFrameHeader},
+        {"switching flag", [](G& g, H&, int32_t&, int32_t&) { g.window_switching_flag = 2; },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusOk},
+        {"count1 table",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             g.count1table_select = 2;
+             h.layer = 0;
+         },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
+        {"id",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             h.id = 2;
+             g.window_switching_flag = 1;
+         },
+         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader},
+        {"mpeg-2", [](G&, H& h, int32_t&, int32_t&) { h.id = 0; }, zemStatusOk, zemStatusOk,
+         zemStatusMp3BadFrameHeader},
+        {"layer",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             h.layer = 2;
+             g.region0_count = -1;
+         },
+         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
+        {"rate",
+         [](G& g, H& h, int32_t&, int32_t&) {
+             h.sampling_frequency = 3;
+             g.region1_count = 14;
+         },
+         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
+        {"switching, type 0", [](G& g, H&, int32_t&, int32_t&) { g.window_switching_flag = 1; },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusOk},
+        {"region sum",
+         [](G& g, H&, int32_t&, int32_t&) {
+             g.region0_count = 15;
+             g.region1_count = 6;
+         },
+         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ZemMp3GranuleRec g = goodG;
+        g.part2_3_length = 100;
+        ZemMp3HeaderRec h = goodH;
+        int32_t pos0 = 3, size = 0;
+        c.change(g, h, pos0, size);
+        for (int which = 0; which < 3; ++which) {
+            uint8_t bytes[64];
+            std::memset(bytes, 0, sizeof bytes);
+            int32_t spec[576];
+            std::fill(std::begin(spec), std::end(spec), 77);
+            int32_t nz = -3;
+            uint8_t* p = bytes;
+            int32_t pos = pos0;
+            const int16_t* lt = &zem::mp3::kSfbLong[0][0];
+            const int16_t* st = &zem::mp3::kSfbShort[0][0];
+            const ZemStatus got =
+                which == 0   ? zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, size, lt)
+                : which == 1 ? zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, size,
+                                                                 lt, st, kMbpDefault)
+                             : zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &h, &g, 0, size);
+            EXPECT_EQ(got, which == 0 ? c.sfb : which == 1 ? c.mbp : c.enc) << which;
+            if (got == zemStatusOk)
+                continue;
+            EXPECT_EQ(p, bytes);
+            EXPECT_EQ(pos, pos0);
+            EXPECT_EQ(nz, -3);
+            EXPECT_TRUE(std::all_of(spec, spec + 576, [](int32_t v) { return v == 77; }));
+            EXPECT_TRUE(std::all_of(bytes, bytes + 64, [](uint8_t v) { return v == 0; }));
+        }
+    }
+    // Null pointers, then the byte pointer.
+    int32_t spec[576] = {}, nz = 0, pos = 0;
+    uint8_t bytes[8] = {};
+    uint8_t *p = bytes, *nullStream = nullptr;
+    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(nullptr, &pos, spec, &nz, &goodG, &goodH, 0),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, nullptr, &goodG, &goodH, 0),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&nullStream, &pos, spec, &nz, &goodG, &goodH, -5),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &goodG, &goodH, 0, nullptr),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &goodG, nullptr, 0,
+                                                &zem::mp3::kSfbLong[0][0], nullptr, kMbpDefault),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &nullStream, &pos, &goodH, &goodG, 0, 0),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(nullptr, &p, &pos, &goodH, &goodG, 0, 0),
+              zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &goodH, &goodG, 600, 0),
+              zemStatusBadArgument);
+}
+
+} // namespace
+
+namespace {
+
+// Whatever a caller's band tables hold, pairs stay inside the 576 values.
+TEST(Mp3Huffman, CallerBandTablesCannotMovePairsPastTheSpectrum) {
+    std::mt19937 rng(zemtest::seed());
+    int16_t longTable[6 * 23], shortTable[6 * 14];
+    const int16_t mbp[12] = {22, 40, 22, 40, 22, 40, 22, 40, 22, 40, 22, 40};
+    std::vector<uint8_t> bytes(1024);
+    for (int iter = 0; iter < 50; ++iter) {
+        for (int16_t& v : longTable)
+            v = int16_t(int(rng() % 1300) - 100);
+        for (int16_t& v : shortTable)
+            v = int16_t(int(rng() % 500) - 50);
+        for (uint8_t& v : bytes)
+            v = uint8_t(rng());
+        int32_t spec[576 + 4];
+        std::fill(std::begin(spec), std::end(spec), 0x77);
+        ZemMp3GranuleRec g =
+            long_granule(288, 1 + int(rng() % 13), 13, 15, int(rng() % 16), int(rng() % 5));
+        g.part2_3_length = 4000;
+        g.window_switching_flag = iter % 2;
+        g.block_type = g.window_switching_flag ? 2 : 0;
+        g.mixed_block_flag = 1;
+        const ZemMp3HeaderRec h = header(iter % 2, 0);
+        uint8_t* p = bytes.data();
+        int32_t pos = 0, nz;
+        const ZemStatus st =
+            iter % 4 < 2
+                ? zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, 4000, longTable)
+                : zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, 4000, longTable,
+                                                    shortTable, mbp);
+        EXPECT_TRUE(st == zemStatusOk || st == zemStatusFailed) << st;
+        for (int i = 576; i < 580; ++i)
+            ASSERT_EQ(spec[i], 0x77);
+    }
+}
+
+} // namespace
