@@ -14,26 +14,9 @@ ffmpeg -v error -y -f lavfi -i "aevalsrc=0.25*sin(2*PI*220*t)+0.12*sin(2*PI*1750
   -c:a pcm_s16le "$tmp/music.wav"
 lame --quiet -b 128 "$tmp/music.wav" "$input"
 
-declare -A cmd=(
-  [zemdec]="$zemdec $input /dev/null"
-  [mpg123]="mpg123 -q -s $input"
-  [ffmpeg_mp3]="ffmpeg -v error -threads 1 -c:a mp3 -i $input -f null -"
-  [ffmpeg_mp3float]="ffmpeg -v error -threads 1 -c:a mp3float -i $input -f null -"
-)
-names=(zemdec mpg123 ffmpeg_mp3 ffmpeg_mp3float)
-for name in "${names[@]}"; do : > "$tmp/$name"; done
-for ((r = 0; r < runs; r++)); do
-  for name in "${names[@]}"; do
-    start=$(date +%s%N)
-    ${cmd[$name]} > /dev/null 2>&1
-    end=$(date +%s%N)
-    awk -v ns=$((end - start)) 'BEGIN { printf "%.4f\n", ns / 1e9 }' >> "$tmp/$name"
-  done
-done
-median() { sort -n "$1" | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
-base=$(median "$tmp/zemdec")
-printf '%-18s %10s %12s %14s\n' decoder median_s realtime_x "time/zemdec"
-for name in "${names[@]}"; do
-  m=$(median "$tmp/$name")
-  awk -v n="$name" -v m="$m" -v b="$base" 'BEGIN { printf "%-18s %10.3f %12.0f %14.2f\n", n, m, 300 / m, m / b }'
-done
+. "$root/bench/timing.sh"
+time_decoders "$tmp" "$runs" 300 \
+  "zemdec=$zemdec $input /dev/null" \
+  "mpg123=mpg123 -q -s $input" \
+  "ffmpeg_mp3=ffmpeg -v error -threads 1 -c:a mp3 -i $input -f null -" \
+  "ffmpeg_mp3float=ffmpeg -v error -threads 1 -c:a mp3float -i $input -f null -"
