@@ -9,8 +9,10 @@
 #include "zemac.h"
 
 namespace {
-constexpr std::size_t kMaxBytes = 1 + (39 * 4 + 7) / 8; // the widest layout after a bit offset
-}
+// The widest layout after a bit offset: 39 values of up to 5 bits (the MPEG-2 intensity-stereo
+// right channel has partitions of 5-bit scale factors).
+constexpr std::size_t kMaxBytes = 1 + (39 * 5 + 7) / 8;
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size < 4 + kMaxBytes)

@@ -13,40 +13,61 @@ namespace {
 
 constexpr int kLines = 576;
 
-// Decodes one code of d; returns its leaf word.
-inline uint32_t decode_code(BitCursor& bs, const Decoder& d) {
-    uint32_t w = d.first[bs.peek(4)];
+// Decodes one code of d from the left-aligned window `win` (at least 19 valid bits, the longest
+// code); returns its leaf word and adds the code's length to `used`.
+inline uint32_t decode_code(uint32_t win, const Decoder& d, int& used) {
+    uint32_t w = d.first[win >> 28];
     if (w & 1) {
-        bs.skip(int((w >> 1) & 7));
+        used += int((w >> 1) & 7);
         return w;
     }
-    bs.skip(4);
+    int n = 4;
     do
-        w = d.tree[w - 2 + (bs.read_bit() ? 1 : 0)];
+        w = d.tree[w - 2 + ((win >> (31 - n++)) & 1)];
     while ((w & 1) == 0);
+    used += n;
     return w;
 }
 
-inline int32_t with_sign(BitCursor& bs, int32_t magnitude) {
+// The sign bit at `used` of the window applied to a magnitude that has one.
+inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
+    if (magnitude == 0)
+        return 0;
+    return ((win << used++) & 0x80000000u) != 0 ? -magnitude : magnitude;
+}
+
+// One value of a pair: linbits escape above 15, then the sign.
+inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
+    if (magnitude == 15)
+        magnitude += int32_t(bs.read(linbits));
     if (magnitude == 0)
         return 0;
     return bs.read_bit() ? -magnitude : magnitude;
 }
 
-// One value of a pair: linbits escape above 15, then the sign.
-inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
-    if (magnitude == 15 && linbits > 0)
-        magnitude += int32_t(bs.read(linbits));
-    return with_sign(bs, magnitude);
-}
-
 // Decodes pairs into out[from, to); false as soon as more than `budget` bits (counted from
-// start) are used, which bounds how far a broken stream is read.
+// start) are used, which bounds how far a broken stream is read. Without linbits a code and
+// its two sign bits (at most 21 bits) come from one window.
 bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable& t,
                   const uint8_t* start, int32_t startPos, int64_t budget) {
     const Decoder& d = kDecoders[t.decoder];
+    if (t.linbits == 0) {
+        for (int i = from; i < to; i += 2) {
+            const uint32_t win = bs.window();
+            int used = 0;
+            const uint32_t w = decode_code(win, d, used);
+            out[i] = signed_from(win, int32_t(w >> 12), used);
+            out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+            bs.skip(used);
+            if (bs.bits_since(start, startPos) > budget)
+                return false;
+        }
+        return true;
+    }
     for (int i = from; i < to; i += 2) {
-        const uint32_t w = decode_code(bs, d);
+        int used = 0;
+        const uint32_t w = decode_code(bs.window(), d, used);
+        bs.skip(used);
         out[i] = escaped_value(bs, int32_t(w >> 12), t.linbits);
         out[i + 1] = escaped_value(bs, int32_t((w >> 8) & 15), t.linbits);
         if (bs.bits_since(start, startPos) > budget)
@@ -55,14 +76,42 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     return true;
 }
 
-// Bits of one count1 quadruple, with v, w, x, y stored at out[0..3].
-int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
-    const uint8_t* p0 = bs.byte_ptr();
-    const int32_t pos0 = bs.bit_pos();
-    const uint32_t index = tableB ? 15 - bs.read(4) : decode_code(bs, kQuadDecoderA) >> 12;
+// Count1 table A by its next six bits: the quadruple's index in bits 0-3, the code length in
+// bits 4-6 (every code of table A has at most six bits).
+struct QuadLookup {
+    uint8_t entry[64];
+};
+
+constexpr QuadLookup make_quad_lookup() {
+    QuadLookup q{};
+    for (int i = 0; i < 16; ++i) {
+        const int len = kQuadCodesA[i].length;
+        const int base = kQuadCodesA[i].code << (6 - len);
+        for (int k = 0; k < (1 << (6 - len)); ++k)
+            q.entry[base + k] = uint8_t(i | (len << 4));
+    }
+    return q;
+}
+
+constexpr QuadLookup kQuadLookupA = make_quad_lookup();
+
+// Bits of one count1 quadruple (at most 10), with v, w, x, y stored at out[0..3].
+inline int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
+    const uint32_t win = bs.window();
+    int used;
+    uint32_t index;
+    if (tableB) {
+        index = 15 - (win >> 28);
+        used = 4;
+    } else {
+        const uint32_t e = kQuadLookupA.entry[win >> 26];
+        index = e & 15;
+        used = int(e >> 4);
+    }
     for (int k = 0; k < 4; ++k)
-        out[k] = with_sign(bs, int32_t((index >> (3 - k)) & 1));
-    return int(bs.bits_since(p0, pos0));
+        out[k] = signed_from(win, int32_t((index >> (3 - k)) & 1), used);
+    bs.skip(used);
+    return used;
 }
 
 struct Regions {

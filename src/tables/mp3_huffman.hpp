@@ -12,8 +12,8 @@
 //                         of 0 and 1 are tree[w - 2] and tree[w - 1]; 0 never occurs in a
 //                         complete table.
 // A first-level node word means the code is longer than four bits: the four bits are consumed
-// and the walk continues one bit per node. Count1 table A uses the same form with v, w, x, y in
-// bits 15, 14, 13, 12.
+// and the walk continues one bit per node. (Count1 table A, whose codes have at most six bits,
+// is decoded by a direct six-bit lookup instead.)
 #pragma once
 
 #include <cstdint>
@@ -90,8 +90,5 @@ constexpr Decoder kDecoders[15] = {
     pair_decoder(kHuffCodes11, 8),  pair_decoder(kHuffCodes12, 8),  pair_decoder(kHuffCodes13, 16),
     pair_decoder(kHuffCodes15, 16), pair_decoder(kHuffCodes16, 16), pair_decoder(kHuffCodes24, 16),
 };
-
-constexpr Decoder kQuadDecoderA =
-    build_decoder(kQuadCodesA, [](int i) { return uint16_t(i << 12); });
 
 } // namespace zem::mp3
