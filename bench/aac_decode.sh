@@ -14,26 +14,9 @@ input=$tmp/music_300s.aac
 ffmpeg -v error -y -f lavfi -i "aevalsrc=0.25*sin(2*PI*220*t)+0.12*sin(2*PI*1750*t)+0.08*sin(2*PI*(300+20*t)*t)+0.05*(random(0)-0.5)+0.5*lt(mod(t\,0.25)\,0.0015)*sin(2*PI*3000*t)|0.25*sin(2*PI*275*t)+0.12*sin(2*PI*2060*t)+0.05*(random(1)-0.5):s=44100:d=300" \
   -c:a aac -b:a 128k "$input"
 
-declare -A cmd=(
-  [zemdec]="$zemdec $input /dev/null"
-  [ffmpeg_aac]="ffmpeg -v error -threads 1 -c:a aac -i $input -f null -"
-  [ffmpeg_aac_fixed]="ffmpeg -v error -threads 1 -c:a aac_fixed -i $input -f null -"
-  [faad]="faad -q -o /dev/null $input"
-)
-names=(zemdec ffmpeg_aac ffmpeg_aac_fixed faad)
-for name in "${names[@]}"; do : > "$tmp/$name"; done
-for ((r = 0; r < runs; r++)); do
-  for name in "${names[@]}"; do
-    start=$(date +%s%N)
-    ${cmd[$name]} > /dev/null 2>&1
-    end=$(date +%s%N)
-    awk -v ns=$((end - start)) 'BEGIN { printf "%.4f\n", ns / 1e9 }' >> "$tmp/$name"
-  done
-done
-median() { sort -n "$1" | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
-base=$(median "$tmp/zemdec")
-printf '%-18s %10s %12s %14s\n' decoder median_s realtime_x "time/zemdec"
-for name in "${names[@]}"; do
-  m=$(median "$tmp/$name")
-  awk -v n="$name" -v m="$m" -v b="$base" 'BEGIN { printf "%-18s %10.3f %12.0f %14.2f\n", n, m, 300 / m, m / b }'
-done
+. "$root/bench/timing.sh"
+time_decoders "$tmp" "$runs" 300 \
+  "zemdec=$zemdec $input /dev/null" \
+  "ffmpeg_aac=ffmpeg -v error -threads 1 -c:a aac -i $input -f null -" \
+  "ffmpeg_aac_fixed=ffmpeg -v error -threads 1 -c:a aac_fixed -i $input -f null -" \
+  "faad=faad -q -o /dev/null $input"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Regenerates the bundled sample streams from synthesised audio with FFmpeg's AAC encoder.
+# Regenerates the bundled sample streams from synthesised audio: AAC with FFmpeg's encoder,
+# MP3 with LAME.
 # Usage: scripts/make_samples.sh [OUTDIR]   (default: samples/)
 set -euo pipefail
 out=${1:-$(dirname "$0")/../samples}
@@ -13,3 +14,4 @@ ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
 ff -f lavfi -i "aevalsrc=0.4*sin(2*PI*440*t)+0.2*lt(mod(t\,0.5)\,0.002)|0.4*sin(2*PI*(200+900*t)*t):s=44100:d=2" \
    -c:a pcm_s16le "$tmp/tone.wav"
 ff -i "$tmp/tone.wav" -c:a aac -b:a 96k -f adts "$out/tone_stereo_44k.aac"
+lame --quiet --noreplaygain -b 128 "$tmp/tone.wav" "$out/tone_stereo_44k.mp3"

@@ -139,6 +139,7 @@ TEST(AacNoiseless, GeneralRoundTripsWithNoiseAndIntensity) {
 // Every codeword of every codebook walks its tree, and decodes through the first-level table,
 // to the leaf of its own index in exactly its length.
 TEST(AacNoiseless, TreesDecodeEveryCodeword) {
+    using namespace zem;
     using namespace zem::aac;
     for (int i = 0; i < 121; ++i) {
         int bits = 0;
@@ -285,7 +286,7 @@ TEST(AacNoiseless, TailFailures) {
         b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(1, 6).put(0, 1).put(11, 4).put(1, 5);
         zemtest::write_aac_sf_difference(b, 0);
         b.put(0, 3);
-        const zem::aac::HuffCode esc = zem::aac::kSpectralCodes11[16 * 17]; // (16, 0)
+        const zem::HuffCode esc = zem::aac::kSpectralCodes11[16 * 17]; // (16, 0)
         b.put(esc.code, esc.length).put(1, 1).put((1u << ones) - 1, ones);
         if (ones == 8)
             b.put(0, 1).put(4095, 12);

@@ -46,4 +46,20 @@ expect 1 "decode corrupted" -- "${zemdec[@]}" "$tmp/bad.aac" "$tmp/bad.wav"
 { head -c 5000 "$samples/tone_stereo_44k.aac"; printf 'garbage!'; tail -c +5001 "$samples/tone_stereo_44k.aac"; } > "$tmp/junk.aac"
 expect 1 "garbage between frames" -- "${zemdec[@]}" --info "$tmp/junk.aac"
 grep -q 'skipped .* bytes of non-ADTS data at offset' "$tmp/out" || { echo "FAIL: garbage not reported"; fail=1; }
+# MP3: the bundled sample, its headers, damage, and what is not Layer III.
+expect 0 "decode MP3" -- "${zemdec[@]}" "$samples/tone_stereo_44k.mp3" "$tmp/m.wav"
+expect 0 "--info on MP3" -- "${zemdec[@]}" --info "$samples/tone_stereo_44k.mp3"
+grep -q 'frame 1 @417: MPEG-1 Layer III, 44100 Hz, joint stereo, 128 kbit/s' "$tmp/out" || { echo "FAIL: MP3 frame line"; fail=1; }
+cp "$samples/tone_stereo_44k.mp3" "$tmp/bad.mp3"
+printf '\x55\xaa\x55\xaa\x55\xaa\x55\xaa\x55\xaa\x55\xaa' | dd of="$tmp/bad.mp3" bs=1 seek=5020 conv=notrunc 2> /dev/null
+expect 1 "decode corrupted MP3" -- "${zemdec[@]}" "$tmp/bad.mp3" "$tmp/bad_m.wav"
+grep -q 'error: frame [0-9]* at offset [0-9]*' "$tmp/out" || { echo "FAIL: MP3 damage not reported"; fail=1; }
+[ "$(stat -c %s "$tmp/bad_m.wav")" = "$(stat -c %s "$tmp/m.wav")" ] || { echo "FAIL: MP3 concealment changed the length"; fail=1; }
+head -c 20000 "$samples/tone_stereo_44k.mp3" > "$tmp/cut.mp3"
+expect 1 "decode truncated MP3" -- "${zemdec[@]}" "$tmp/cut.mp3" "$tmp/cut_m.wav"
+if command -v ffmpeg > /dev/null; then
+  ffmpeg -v error -y -f lavfi -i "sine=d=0.5" -c:a mp2 -f mp2 "$tmp/layer2.mp3"
+  expect 2 "Layer II refused" -- "${zemdec[@]}" "$tmp/layer2.mp3" "$tmp/l2.wav"
+  grep -q 'not supported' "$tmp/out" "$tmp/err" || { echo "FAIL: Layer II not reported"; fail=1; }
+fi
 exit $fail

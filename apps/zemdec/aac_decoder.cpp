@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kMaxChannels = 16;
 constexpr int kObjectTypeLc = 2;
+constexpr int kProfileLc = 1; // the ADTS profile and PCE object type fields: object type - 1
 
 // Reads n bits (n <= 25) at the cursor.
 uint32_t bits(uint8_t*& p, int32_t& pos, int n) {
@@ -55,7 +56,9 @@ class Decoder {
             return; // keep the output format of the first frame
         if (layout.channels > kMaxChannels) {
             if (!wideReported_)
-                say(log_, "error: a program config element with %d channels (at most %d are decoded) is ignored\n",
+                say(log_,
+                    "error: a program config element with %d channels (at most %d are decoded) is "
+                    "ignored\n",
                     layout.channels, kMaxChannels);
             wideReported_ = true;
             return;
@@ -341,8 +344,9 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOut
         return sum;
     }
     const int sfi = pces[0].sampling_frequency_index;
-    if (aac_sample_rate(sfi) == 0) {
-        say(log, "error: ADIF program config element names no valid sampling rate\n");
+    if (aac_sample_rate(sfi) == 0 || pces[0].object_type != kProfileLc) {
+        say(log, "error: the ADIF program config element names no valid sampling rate or a profile other than "
+                 "AAC-LC\n");
         sum.errors = 1;
         return sum;
     }
@@ -370,6 +374,7 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
     int sfi = -1;
     std::size_t pos = pos0;
     long adtsFrame = 0;
+    bool profileReported = false;
     // Frames are decoded in place; a damaged one may lead a parser into the frames after it
     // (checked when the block ends) or into the buffer's padding, never out of the buffer.
     const Buffer& in = file;
@@ -415,6 +420,16 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
         bool ok = h.sampling_frequency_index == sfi;
         if (!ok)
             say(log, "error: frame %ld at offset %zu changes the sampling rate\n", adtsFrame, pos);
+        if (h.profile != kProfileLc) { // not decoded, not concealed: other profiles are not supported
+            if (!profileReported)
+                say(log, "error: frame %ld at offset %zu: profile %d is not AAC-LC, not supported\n", adtsFrame, pos,
+                    int(h.profile));
+            profileReported = true;
+            ++sum.errors;
+            pos += std::size_t(h.aac_frame_length);
+            ++adtsFrame;
+            continue;
+        }
         for (int b = 0; b < h.raw_data_block_count; ++b) {
             if (ok) {
                 ok = dec->raw_data_block(p, bitPos, frameEnd, adtsFrame, pos) && p <= frameEnd;

@@ -9,6 +9,7 @@
 #include "aac_decoder.hpp"
 #include "aac_info.hpp"
 #include "input.hpp"
+#include "mp3_decoder.hpp"
 #include "wav.hpp"
 
 namespace {
@@ -18,10 +19,13 @@ const char kUsage[] =
     "       zemdec --help\n"
     "\n"
     "Decodes an AAC-LC stream (ADTS frames, or an ADIF header and raw data\n"
-    "blocks) from INPUT to a 16-bit WAV file in WAV channel order. Damaged frames\n"
-    "are reported with their number and byte offset and replaced by silence;\n"
-    "decoding resumes at the next frame.\n"
+    "blocks) or an MP3 stream (MPEG-1 or MPEG-2 Layer III) from INPUT to a 16-bit\n"
+    "WAV file in WAV channel order. Damaged frames are reported with their number\n"
+    "and byte offset and replaced by silence; decoding resumes at the next frame.\n"
+    "MP3 decoding is gapless: the encoder delay and padding that a LAME info frame\n"
+    "announces are trimmed.\n"
     "\n"
+    "  --no-gapless  keep every decoded MP3 sample\n"
     "  --info    print what the headers say instead of decoding: per frame the\n"
     "            sampling rate, channel configuration, profile, frame length and\n"
     "            number of raw data blocks; for ADIF the program config elements\n"
@@ -36,12 +40,18 @@ const char kUsage[] =
 
 struct Options {
     bool info = false;
+    bool gapless = true;
     std::string input;
     std::string output;
 };
 
 int walk(const Options& opt, const zemdec::Buffer& in) {
     std::printf("%s:\n", opt.input.c_str());
+    if (zemdec::looks_like_mp3(in)) {
+        const zemdec::AacDecodeSummary sum =
+            zemdec::decode_mp3(in, {}, {opt.gapless, true}, stdout);
+        return sum.frames == 0 ? 2 : sum.errors > 0 ? 1 : 0;
+    }
     const zemdec::WalkSummary sum = zemdec::walk_aac(in, stdout);
     if (sum.frames == 0) {
         std::fprintf(stderr, "zemdec: %s: no AAC header found\n", opt.input.c_str());
@@ -64,16 +74,19 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
             wav.begin(f.sampleRate, f.channels, f.channelMask);
         },
         [&](const int16_t* pcm, std::size_t frames) { wav.write(pcm, frames); }};
-    const zemdec::AacDecodeSummary sum = zemdec::decode_aac(in, out, log);
+    const bool mp3 = zemdec::looks_like_mp3(in);
+    const zemdec::AacDecodeSummary sum =
+        mp3 ? zemdec::decode_mp3(in, out, {opt.gapless, false}, log)
+            : zemdec::decode_aac(in, out, log);
     const bool started = wav.started();
     if (!wav.finish()) {
         std::fprintf(stderr, "zemdec: writing %s failed\n", opt.output.c_str());
         return 2;
     }
-    std::fprintf(log, "summary: %s -> %s: %ld raw data blocks, %ld with errors\n",
-                 opt.input.c_str(), opt.output.c_str(), sum.frames, sum.errors);
+    std::fprintf(log, "summary: %s -> %s: %ld %s, %ld with errors\n", opt.input.c_str(),
+                 opt.output.c_str(), sum.frames, mp3 ? "frames" : "raw data blocks", sum.errors);
     if (!started) {
-        std::fprintf(stderr, "zemdec: %s: no decodable AAC found\n", opt.input.c_str());
+        std::fprintf(stderr, "zemdec: %s: no decodable AAC or MP3 found\n", opt.input.c_str());
         if (opt.output != "-")
             std::remove(opt.output.c_str());
         return 2;
@@ -96,7 +109,7 @@ std::vector<std::string> bundled_samples() {
     std::error_code ec;
     for (const auto& entry : std::filesystem::directory_iterator(ZEMDEC_SAMPLE_DIR, ec)) {
         const std::string ext = entry.path().extension().string();
-        if (ext == ".aac" || ext == ".adts" || ext == ".adif")
+        if (ext == ".aac" || ext == ".adts" || ext == ".adif" || ext == ".mp3")
             files.push_back(entry.path().string());
     }
     std::sort(files.begin(), files.end());
@@ -126,6 +139,8 @@ int main(int argc, char** argv) {
         }
         if (arg == "--info") {
             opt.info = true;
+        } else if (arg == "--no-gapless") {
+            opt.gapless = false;
         } else if (arg.size() > 1 && arg[0] == '-' && arg != "-") {
             std::fprintf(stderr, "zemdec: unknown option %s\n\n%s", arg.c_str(), kUsage);
             return 2;

@@ -23,6 +23,18 @@ inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
 inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+// Lanes moved up by one, lane 0 cleared.
+inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
+
+// Signed upper 32 bits of the 64-bit products a * b per lane: the unsigned products corrected
+// by b where a is negative and by a where b is negative.
+inline I32x4 mul_hi(I32x4 a, I32x4 b) {
+    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(a.v, b.v), 32);
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a.v, 32), _mm_srli_epi64(b.v, 32));
+    const __m128i high = _mm_set_epi32(-1, 0, -1, 0);
+    const I32x4 u{_mm_or_si128(even, _mm_and_si128(odd, high))};
+    return u - (sar(a, 31) & b) - (sar(b, 31) & a);
+}
 
 // Low 32 bits of (w * y) >> 31 per lane, the 64-bit product exact, for 0 <= w < 2^31 and any
 // signed y: the unsigned product is corrected by w << 32 where y is negative, which changes
@@ -40,5 +52,16 @@ inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
 inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a.v, b.v));
 }
+
+// Two doubles.
+struct F64x2 {
+    __m128d v;
+};
+
+inline F64x2 load(const double* p) { return {_mm_loadu_pd(p)}; }
+inline void store(double* p, F64x2 a) { _mm_storeu_pd(p, a.v); }
+inline F64x2 splat(double x) { return {_mm_set1_pd(x)}; }
+inline F64x2 operator+(F64x2 a, F64x2 b) { return {_mm_add_pd(a.v, b.v)}; }
+inline F64x2 operator*(F64x2 a, F64x2 b) { return {_mm_mul_pd(a.v, b.v)}; }
 
 } // namespace zem::simd

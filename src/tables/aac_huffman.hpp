@@ -2,14 +2,9 @@
 // (codeword, length) in codeword-index order. The decoding trees are built from these.
 #pragma once
 
-#include <cstdint>
+#include "tables/huff_code.hpp"
 
 namespace zem::aac {
-
-struct HuffCode {
-    uint32_t code; // right-aligned, first transmitted bit most significant
-    uint8_t length;
-};
 
 // Scale-factor differences: index 0..120 codes the difference index - 60.
 inline constexpr HuffCode kSfCodes[121] = {

@@ -9,7 +9,7 @@
 namespace zemtest {
 namespace {
 
-using zem::aac::HuffCode;
+using zem::HuffCode;
 
 const HuffCode* spectral_codes(int cb) {
     static const HuffCode* const kBooks[12] = {

@@ -141,6 +141,7 @@ const ZemVlcDecSpec* VlcSpecs::tuple(int misalign) const {
 }
 
 PairBook aac_pair_book(int book) {
+    using namespace zem;
     using namespace zem::aac;
     static const HuffCode* const kBooks[12] = {nullptr,         nullptr,          nullptr,
                                                nullptr,         nullptr,          kSpectralCodes5,

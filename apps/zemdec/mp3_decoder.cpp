@@ -1,0 +1,396 @@
+#include "mp3_decoder.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "zemac.h"
+
+namespace zemdec {
+namespace {
+
+constexpr int kBitrates[2][16] = {
+    {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 0},     // MPEG-2
+    {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 0}, // MPEG-1
+};
+constexpr int kRates[2][3] = {{22050, 24000, 16000}, {44100, 48000, 32000}};
+constexpr const char* kModes[4] = {"stereo", "joint stereo", "dual channel", "mono"};
+// The longest Layer III frame: free format at 640 kbit/s and 32 kHz, with padding.
+constexpr long kMaxFrameBytes = 2881;
+
+struct FrameInfo {
+    ZemMp3HeaderRec h;
+    int rate, channels, samples; // samples per channel
+    long length;                 // bytes, header included; 0 for free format until measured
+};
+
+enum class Sync { Ok, NotAudio, Unsupported };
+
+// The header at p: a Layer III frame of MPEG-1 or MPEG-2, something else of MPEG audio, or
+// no header at all.
+Sync parse_header(const uint8_t* p, FrameInfo& f) {
+    if (p[0] != 0xFF || (p[1] & 0xE0) != 0xE0)
+        return Sync::NotAudio;
+    const int version = (p[1] >> 3) & 3, layer = (p[1] >> 1) & 3;
+    if (version == 1 || layer == 0 || (p[2] >> 4) == 15 || ((p[2] >> 2) & 3) == 3)
+        return Sync::NotAudio; // reserved values
+    if (version == 0 || layer != 1)
+        return Sync::Unsupported; // MPEG-2.5, Layer I or II
+    uint8_t* q = const_cast<uint8_t*>(p);
+    zemsUnpackFrameHeader_MP3(&q, &f.h);
+    f.rate = kRates[f.h.id][f.h.sampling_frequency];
+    f.channels = f.h.mode == 3 ? 1 : 2;
+    f.samples = f.h.id ? 1152 : 576;
+    const int kbps = kBitrates[f.h.id][f.h.bitrate_index];
+    f.length = kbps == 0 ? 0 : long(f.samples / 8) * kbps * 1000 / f.rate + f.h.padding_bit;
+    return Sync::Ok;
+}
+
+// Fields that stay the same from frame to frame of one stream.
+bool same_stream(const FrameInfo& a, const FrameInfo& b) {
+    return a.h.id == b.h.id && a.h.sampling_frequency == b.h.sampling_frequency &&
+           (a.h.bitrate_index == 0) == (b.h.bitrate_index == 0);
+}
+
+int side_info_bytes(const FrameInfo& f) {
+    if (f.h.id == 1)
+        return f.channels == 1 ? 17 : 32;
+    return f.channels == 1 ? 9 : 17;
+}
+
+int header_bytes(const FrameInfo& f) { return 4 + (f.h.protection_bit == 0 ? 2 : 0); }
+
+// A Xing/Info frame, with the encoder delay and padding of its LAME extension.
+struct InfoFrame {
+    bool present = false;
+    bool lame = false;
+    int delay = 0, padding = 0;
+};
+
+InfoFrame read_info_frame(const uint8_t* frame, long length, const FrameInfo& f) {
+    InfoFrame info;
+    auto tag_at = [&](long at) {
+        return at + 8 <= length &&
+               (std::memcmp(frame + at, "Xing", 4) == 0 || std::memcmp(frame + at, "Info", 4) == 0);
+    };
+    // The tag follows the side information; LAME leaves out the CRC word of a protected
+    // info frame, so both places are looked at.
+    long at = header_bytes(f) + side_info_bytes(f);
+    if (!tag_at(at))
+        at = 4 + side_info_bytes(f);
+    if (!tag_at(at))
+        return info;
+    info.present = true;
+    const uint32_t flags = uint32_t(frame[at + 7]) | uint32_t(frame[at + 6]) << 8;
+    const long p = at + 8 + ((flags & 1) ? 4 : 0) + ((flags & 2) ? 4 : 0) +
+                   ((flags & 4) ? 100 : 0) + ((flags & 8) ? 4 : 0);
+    if (p + 24 <= length && std::memcmp(frame + p, "LAME", 4) == 0) {
+        info.lame = true;
+        const uint8_t* d = frame + p + 21;
+        info.delay = d[0] << 4 | d[1] >> 4;
+        info.padding = (d[1] & 15) << 8 | d[2];
+    }
+    return info;
+}
+
+struct ChannelState {
+    int32_t overlap[576] = {};
+    int32_t prevSubbands = 0;
+    int32_t v[512] = {};
+    int32_t vPos = 0;
+};
+
+class Decoder {
+  public:
+    Decoder(const PcmOutput& out, std::FILE* log) : out_(out), log_(log) {}
+
+    void set_trim(long begin, long end) {
+        trimBegin_ = begin;
+        trimEnd_ = end;
+    }
+    // Decodes one frame (data points at its header); on an error the frame is reported and
+    // replaced by silence. False on an error.
+    bool frame(const uint8_t* data, long length, const FrameInfo& f, long number,
+               std::size_t offset);
+    void conceal(const FrameInfo& f);
+    bool started() const { return started_; }
+
+  private:
+    bool decode(const uint8_t* data, long length, const FrameInfo& f);
+    bool granule(const ZemMp3HeaderRec& h, ZemMp3GranuleRec* records, const int32_t* scfsi, int gr,
+                 int nch, long& bitAt, int16_t* pcm);
+    void emit(const int16_t* pcm, int samples, int channels, int rate);
+    bool fail(const char* what, ZemStatus st);
+
+    const PcmOutput& out_;
+    std::FILE* log_;
+    bool started_ = false;
+    bool convertReported_ = false;
+    int outChannels_ = 0;
+    long number_ = 0;
+    std::size_t offset_ = 0;
+    ChannelState state_[2];
+    int8_t sf_[80] = {};
+    int32_t spec_[2 * 576] = {};
+    int32_t work_[576] = {};
+    int32_t subbands_[576] = {};
+    // The bit reservoir: main data of the recent frames, zero padded past its end.
+    std::vector<uint8_t> reservoir_ = std::vector<uint8_t>(8192 + 2048, 0);
+    long reservoirSize_ = 0;
+    long trimBegin_ = 0, trimEnd_ = 0;
+    std::vector<int16_t> held_; // samples held back for the end trim, interleaved
+};
+
+bool Decoder::fail(const char* what, ZemStatus st) {
+    say(log_, "error: frame %ld at offset %zu: %s (status %d)\n", number_, offset_, what, int(st));
+    return false;
+}
+
+void Decoder::emit(const int16_t* pcm, int samples, int channels, int rate) {
+    if (!started_) {
+        outChannels_ = channels;
+        started_ = true;
+        out_.begin({rate, channels, 0});
+    }
+    std::vector<int16_t> converted;
+    if (channels != outChannels_) {
+        if (!convertReported_)
+            say(log_, "warning: frame %ld at offset %zu: %d channel(s) instead of %d, converted\n",
+                number_, offset_, channels, outChannels_);
+        convertReported_ = true;
+        converted.resize(std::size_t(samples) * std::size_t(outChannels_));
+        for (std::size_t i = 0; i < std::size_t(samples); ++i) {
+            if (outChannels_ == 2)
+                converted[2 * i] = converted[2 * i + 1] = pcm[i];
+            else
+                converted[i] = int16_t((pcm[2 * i] + pcm[2 * i + 1]) / 2);
+        }
+        pcm = converted.data();
+    }
+    const long nch = outChannels_;
+    const long skip = std::min<long>(trimBegin_, samples);
+    trimBegin_ -= skip;
+    held_.insert(held_.end(), pcm + skip * nch, pcm + long(samples) * nch);
+    const long ready = long(held_.size()) / nch - trimEnd_;
+    if (ready > 0) {
+        out_.write(held_.data(), std::size_t(ready));
+        held_.erase(held_.begin(), held_.begin() + ready * nch);
+    }
+}
+
+void Decoder::conceal(const FrameInfo& f) {
+    std::vector<int16_t> silence(std::size_t(f.samples) * std::size_t(f.channels), 0);
+    emit(silence.data(), f.samples, f.channels, f.rate);
+}
+
+bool Decoder::granule(const ZemMp3HeaderRec& h, ZemMp3GranuleRec* records, const int32_t* scfsi,
+                      int gr, int nch, long& bitAt, int16_t* pcm) {
+    int32_t bound[2] = {};
+    for (int ch = 0; ch < nch; ++ch) {
+        ZemMp3GranuleRec& g = records[gr * nch + ch];
+        uint8_t* p = reservoir_.data() + bitAt / 8;
+        int32_t pos = int32_t(bitAt % 8);
+        const ZemStatus sfs = zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, sf_ + 40 * ch, &g,
+                                                              scfsi + 4 * ch, &h, gr, ch);
+        if (sfs != zemStatusOk)
+            return fail("scale factors", sfs);
+        const long used = (p - reservoir_.data()) * 8 + pos - bitAt;
+        const ZemStatus hs = zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec_ + 576 * ch, &bound[ch], &g,
+                                                         &h, int32_t(g.part2_3_length - used));
+        if (hs != zemStatusOk)
+            return fail("Huffman data", hs);
+        bitAt += g.part2_3_length;
+        if (bitAt > reservoirSize_ * 8)
+            return fail("main data runs past the frame", zemStatusFailed);
+    }
+    const ZemStatus rq = zemsReQuantize_MP3_32s_I(spec_, bound, sf_, records + gr * nch, &h, work_);
+    if (rq != zemStatusOk)
+        return fail("requantisation", rq);
+    for (int ch = 0; ch < nch; ++ch) {
+        const ZemMp3GranuleRec& g = records[gr * nch + ch];
+        ChannelState& s = state_[ch];
+        const ZemStatus ms = zemsMDCTInv_MP3_32s(spec_ + 576 * ch, subbands_, s.overlap, bound[ch],
+                                                 &s.prevSubbands, g.block_type, g.mixed_block_flag);
+        if (ms != zemStatusOk)
+            return fail("inverse transform", ms);
+        for (int t = 0; t < 18; ++t)
+            zemsSynthPQMF_MP3_32s16s(subbands_ + 32 * t, pcm + (576 * gr + 32 * t) * nch + ch, s.v,
+                                     &s.vPos, nch);
+    }
+    return true;
+}
+
+bool Decoder::decode(const uint8_t* data, long length, const FrameInfo& f) {
+    uint8_t* p = const_cast<uint8_t*>(data);
+    ZemMp3HeaderRec h;
+    zemsUnpackFrameHeader_MP3(&p, &h);
+    ZemMp3GranuleRec records[4] = {};
+    int32_t mainDataBegin = 0, privateBits = 0, scfsi[8] = {};
+    const ZemStatus st =
+        zemsUnpackSideInfo_MP3(&p, records, &mainDataBegin, &privateBits, scfsi, &h);
+    if (st != zemStatusOk)
+        return fail("side information", st);
+    // Append this frame's main data; the granules start mainDataBegin bytes before it.
+    const long mainBytes = length - long(p - data);
+    if (mainBytes < 0 || length > kMaxFrameBytes)
+        return fail("frame length out of range", zemStatusFailed);
+    if (reservoirSize_ + mainBytes > 8192) {
+        const long keep = std::min<long>(reservoirSize_, 511);
+        std::memmove(reservoir_.data(), reservoir_.data() + reservoirSize_ - keep,
+                     std::size_t(keep));
+        reservoirSize_ = keep;
+    }
+    const long begin = reservoirSize_ - mainDataBegin;
+    std::memcpy(reservoir_.data() + reservoirSize_, p, std::size_t(mainBytes));
+    reservoirSize_ += mainBytes;
+    std::memset(reservoir_.data() + reservoirSize_, 0, 2048);
+    if (begin < 0)
+        return fail("bit reservoir underflow (main data before the stream)", zemStatusFailed);
+    const int nch = f.channels;
+    int16_t pcm[2 * 1152];
+    long bitAt = begin * 8;
+    for (int gr = 0; gr < (h.id ? 2 : 1); ++gr)
+        if (!granule(h, records, scfsi, gr, nch, bitAt, pcm))
+            return false;
+    emit(pcm, f.samples, nch, f.rate);
+    return true;
+}
+
+bool Decoder::frame(const uint8_t* data, long length, const FrameInfo& f, long number,
+                    std::size_t offset) {
+    number_ = number;
+    offset_ = offset;
+    if (decode(data, length, f))
+        return true;
+    conceal(f);
+    return false;
+}
+
+std::size_t id3v1_start(const Buffer& in) {
+    if (in.size >= 128 && std::memcmp(in.data() + in.size - 128, "TAG", 3) == 0)
+        return in.size - 128;
+    return in.size;
+}
+
+// Free-format frame length without padding: the distance to the next matching header.
+long free_format_length(const Buffer& in, std::size_t pos, std::size_t end, const FrameInfo& f) {
+    for (std::size_t q = pos + 4 + std::size_t(side_info_bytes(f)); q + 4 <= end; ++q) {
+        FrameInfo next;
+        if (parse_header(in.data() + q, next) == Sync::Ok && same_stream(f, next) &&
+            next.h.bitrate_index == 0 && next.h.mode == f.h.mode)
+            return long(q - pos) - f.h.padding_bit;
+    }
+    return 0;
+}
+
+} // namespace
+
+bool looks_like_mp3(const Buffer& in) {
+    const std::size_t start = id3v2_length(in.data(), in.size);
+    FrameInfo f;
+    return in.size >= start + 4 && parse_header(in.data() + start, f) != Sync::NotAudio;
+}
+
+AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
+                            std::FILE* log) {
+    AacDecodeSummary sum;
+    const std::size_t end = id3v1_start(in);
+    std::size_t pos = id3v2_length(in.data(), in.size);
+    auto dec = std::make_unique<Decoder>(out, log);
+    long number = 0, skipped = 0, freeLength = 0;
+    bool first = true, unsupportedReported = false;
+    std::size_t garbageAt = 0;
+    while (pos + 4 <= end) {
+        FrameInfo f;
+        const Sync s = parse_header(in.data() + pos, f);
+        if (s == Sync::NotAudio || (s == Sync::Unsupported && unsupportedReported)) {
+            if (skipped++ == 0)
+                garbageAt = pos;
+            ++pos;
+            continue;
+        }
+        if (s == Sync::Unsupported) {
+            say(log, "error: offset %zu: MPEG-2.5 and Layers I and II are not supported\n", pos);
+            unsupportedReported = true;
+            ++sum.errors;
+            ++pos;
+            continue;
+        }
+        if (f.length == 0) {
+            if (freeLength == 0)
+                freeLength = free_format_length(in, pos, end, f);
+            if (freeLength == 0 || freeLength > kMaxFrameBytes) { // no second free-format header
+                if (skipped++ == 0)
+                    garbageAt = pos;
+                ++pos;
+                continue;
+            }
+            f.length = freeLength + f.h.padding_bit;
+        }
+        // A header counts once the next one follows where it says, or the data ends there.
+        FrameInfo next;
+        const std::size_t nextAt = pos + std::size_t(f.length);
+        const bool confirmed =
+            nextAt + 4 > end ||
+            (parse_header(in.data() + nextAt, next) == Sync::Ok && same_stream(f, next));
+        if (!confirmed && nextAt < end) {
+            if (skipped++ == 0)
+                garbageAt = pos;
+            ++pos;
+            continue;
+        }
+        if (skipped > 0) {
+            say(log, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped,
+                garbageAt);
+            skipped = 0;
+            if (!first)
+                ++sum.errors;
+        }
+        if (options.infoOnly)
+            say(log, "frame %ld @%zu: MPEG-%d Layer III, %d Hz, %s, %d kbit/s%s%s, %ld bytes\n",
+                number, pos, f.h.id ? 1 : 2, f.rate, kModes[f.h.mode],
+                kBitrates[f.h.id][f.h.bitrate_index],
+                f.h.bitrate_index == 0 ? " (free format)" : "",
+                f.h.protection_bit == 0 ? " CRC" : "", f.length);
+        if (nextAt > end) {
+            say(log, "error: frame %ld at offset %zu is truncated\n", number, pos);
+            ++sum.errors;
+            if (!options.infoOnly && dec->started()) {
+                dec->conceal(f);
+                ++sum.frames;
+            }
+            break;
+        }
+        if (first) {
+            first = false;
+            const InfoFrame info = read_info_frame(in.data() + pos, f.length, f);
+            if (info.present) { // the encoder's info frame carries no audio
+                if (info.lame && options.gapless)
+                    dec->set_trim(info.delay + 529, std::max(0, info.padding - 529));
+                pos = nextAt;
+                ++number;
+                continue;
+            }
+        }
+        if (!options.infoOnly) {
+            if (!dec->frame(in.data() + pos, f.length, f, number, pos))
+                ++sum.errors;
+            ++sum.frames;
+        } else {
+            ++sum.frames;
+        }
+        pos = nextAt;
+        ++number;
+    }
+    if (skipped > 0) {
+        say(log, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped,
+            garbageAt);
+        ++sum.errors;
+    }
+    if (options.infoOnly)
+        say(log, "summary: %ld frames, %ld errors\n", sum.frames, sum.errors);
+    return sum;
+}
+
+} // namespace zemdec

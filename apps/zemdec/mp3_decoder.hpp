@@ -1,0 +1,25 @@
+// MPEG-1 and MPEG-2 Layer III decoding with the library's exports: frame sync (free format
+// included), ID3 tags, the encoder's info frame, the bit reservoir and gapless trimming.
+#pragma once
+
+#include <cstdio>
+
+#include "aac_decoder.hpp"
+#include "input.hpp"
+
+namespace zemdec {
+
+struct Mp3Options {
+    bool gapless = true;   // trim the encoder delay and padding that a LAME info frame announces
+    bool infoOnly = false; // print the frame headers instead of decoding
+};
+
+// Decodes to interleaved 16-bit PCM (or, with infoOnly, prints the headers to log); frames
+// counts decoded or concealed audio frames.
+AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
+                            std::FILE* log);
+
+// True when the data starts (after an ID3v2 tag) with an MPEG audio frame header.
+bool looks_like_mp3(const Buffer& in);
+
+} // namespace zemdec

@@ -1,0 +1,412 @@
+// Layer III requantisation to Q26 with M/S and intensity stereo (MPEG-1 and MPEG-2 rules) and
+// the reordering of short-block spectra into sub-band order.
+#include "zemac.h"
+
+#include <initializer_list>
+
+#include "core/checks.hpp"
+#include "core/constexpr_math.hpp"
+#include "core/fixed.hpp"
+#include "tables/mp3_sfb_bands.hpp"
+
+using namespace zem;
+using namespace zem::mp3;
+
+namespace {
+
+constexpr int kMaxQuantised = 8206;
+
+// round(n^(4/3) 2^14) for n = 0..8206, each cube root refined by Newton's method from the last.
+struct Pow43 {
+    uint32_t v[kMaxQuantised + 1];
+};
+
+constexpr Pow43 make_pow43() {
+    Pow43 t{};
+    double root = 1.0;
+    for (int n = 1; n <= kMaxQuantised; ++n) {
+        for (int i = 0; i < 8; ++i) {
+            const double next = root - (root * root * root - n) / (3.0 * root * root);
+            if (next == root)
+                break;
+            root = next;
+        }
+        t.v[n] = uint32_t(n * root * 16384.0 + 0.5);
+    }
+    return t;
+}
+
+constexpr Pow43 kPow43 = make_pow43();
+static_assert(kPow43.v[1] == 16384 && kPow43.v[2] == 41285 && kPow43.v[8206] == 2711826848u);
+
+// 2^(k/4) in Q30, truncated.
+constexpr uint32_t kQuarter[4] = {1073741824, 1276901416, 1518500249, 1805811301};
+constexpr int kPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
+// MPEG-1 intensity ratios tan(p pi/12) / (1 + tan(p pi/12)) and MPEG-2 factors 2^(-k/4), Q31.
+constexpr int32_t kIsRatio[7] = {0,          453816693,  786033569, 1073741824,
+                                 1361450079, 1693666955, 2147483647};
+constexpr int32_t kIsFactor[4] = {2147483647, 1805811301, 1518500250, 1276901417};
+
+int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
+
+// |x|^(4/3) 2^(-e/4) in Q26 for a run of values; false on a magnitude above the table.
+bool requantise_run(const int32_t* src, int32_t* dst, int count, int e) {
+    const uint64_t m = kQuarter[((-e) % 4 + 4) % 4];
+    const int shift = 18 - floor_div4(-e);
+    for (int i = 0; i < count; ++i) {
+        const int32_t x = src[i];
+        const int32_t ax = x < 0 ? wrap_neg(x) : x;
+        if (ax > kMaxQuantised || ax < 0)
+            return false;
+        const uint64_t p = uint64_t(kPow43.v[ax]) * m;
+        uint64_t y = shift >= 64 ? 0 : p >> shift;
+        if (y > 0x7FFFFFFFu)
+            y = 0x7FFFFFFFu;
+        dst[i] = x < 0 ? -int32_t(y) : int32_t(y);
+    }
+    return true;
+}
+
+// hi(2v c): a value scaled by a Q31 constant, the doubling wrapping in 32 bits.
+int32_t scale_q31(int32_t v, int32_t c) { return hi32(int64_t(wrap_shl(v, 1)) * c); }
+
+struct Channel {
+    const ZemMp3GranuleRec* g;
+    int32_t* spec;
+    int32_t* bound;
+    const int8_t* sf;
+    uint8_t mk[40];
+    bool isShort, mixed;
+    int first;  // first short band (3 for mixed blocks)
+    int sfBase; // scale-factor index of the first short band, window 0
+    int windowBandBound[3];
+    int lineBound; // lines of one window
+    int32_t* scratch;
+};
+
+struct Frame {
+    bool mpeg1, ms, is;
+    int nch;
+    const int16_t* longB;
+    const int16_t* shortB;
+};
+
+int short_index(const Channel& c, int band, int w) { return c.sfBase + 3 * (band - c.first) + w; }
+
+// Bands and lines of each window of a short-block channel that hold non-zero values.
+void scan_short(Channel& c, const Frame& f) {
+    int top = -1;
+    for (int b = c.first; b < 13; ++b)
+        if (3 * f.shortB[b] < *c.bound)
+            top = b;
+    c.lineBound = f.shortB[c.first];
+    for (int w = 0; w < 3; ++w) {
+        c.windowBandBound[w] = c.first;
+        int lines = f.shortB[c.first];
+        for (int b = c.first; b <= top; ++b) {
+            const int width = f.shortB[b + 1] - f.shortB[b];
+            const int32_t* v = c.spec + 3 * f.shortB[b] + w * width;
+            for (int k = 0; k < width; ++k)
+                if (v[k] != 0) {
+                    c.windowBandBound[w] = b + 1;
+                    lines = f.shortB[b] + k + 1;
+                }
+        }
+        if (lines > c.lineBound)
+            c.lineBound = lines;
+    }
+}
+
+int long_band_count(const Channel& c, const Frame& f) { return c.mixed ? (f.mpeg1 ? 8 : 6) : 22; }
+
+bool illegal_position(const Frame& f, int p) { return f.mpeg1 ? p == 7 : p < 0; }
+
+ZemStatus requantise(Channel& c, const Frame& f) {
+    const ZemMp3GranuleRec& g = *c.g;
+    if (g.global_gain < 0 || g.global_gain > 255 || g.scalefac_scale < 0 || g.scalefac_scale > 1 ||
+        g.preflag < 0 || g.preflag > 1)
+        return zemStatusMp3BadSideInfo;
+    const int mul = 2 << g.scalefac_scale;
+    const int base = 210 - g.global_gain;
+    auto sf_mag = [&](int i) { return c.sf[i] < 0 ? -c.sf[i] : c.sf[i]; };
+    if (!c.isShort) {
+        for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
+            const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
+            const int start = f.longB[b];
+            if (!requantise_run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+                return zemStatusFailed;
+        }
+        return zemStatusOk;
+    }
+    for (int i = 0; i < 576; ++i)
+        c.scratch[i] = 0;
+    if (c.mixed)
+        for (int b = 0; f.longB[b] < 36; ++b) {
+            const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
+            if (!requantise_run(c.spec + f.longB[b], c.scratch + f.longB[b],
+                                f.longB[b + 1] - f.longB[b], e))
+                return zemStatusFailed;
+        }
+    for (int w = 0; w < 3; ++w) {
+        if (g.subblock_gain[w] < 0 || g.subblock_gain[w] > 7)
+            return zemStatusFailed;
+        for (int b = c.first; b < c.windowBandBound[w]; ++b) {
+            const int width = f.shortB[b + 1] - f.shortB[b];
+            const int at = 3 * f.shortB[b] + w * width;
+            const int i = short_index(c, b, w);
+            const int e = sf_mag(i) * mul + c.mk[i] + base + 8 * g.subblock_gain[w];
+            if (!requantise_run(c.spec + at, c.scratch + at, width, e))
+                return zemStatusFailed;
+        }
+    }
+    return zemStatusOk;
+}
+
+// Intensity stereo of one run of values with the right channel's position p.
+ZemStatus intensity(const Frame& f, const Channel& right, int32_t* L, int32_t* R, int count,
+                    int p) {
+    if (f.mpeg1) {
+        if (p > 7)
+            return zemStatusFailed;
+        if (p == 7) {
+            if (f.ms)
+                for (int i = 0; i < count; ++i)
+                    R[i] = L[i];
+            return zemStatusOk;
+        }
+        for (int i = 0; i < count; ++i) {
+            const int32_t l = scale_q31(L[i], kIsRatio[p]);
+            R[i] = wrap_sub(L[i], l);
+            L[i] = l;
+        }
+        return zemStatusOk;
+    }
+    if (p < 0) {
+        if (!f.ms)
+            return zemStatusOk;
+        p = 0;
+    }
+    const int k = ((p + 1) / 2) << (right.g->scalefac_compress & 1);
+    for (int i = 0; i < count; ++i) {
+        const int32_t scaled = scale_q31(L[i], kIsFactor[k % 4]) >> (k / 4 > 31 ? 31 : k / 4);
+        if (p & 1) {
+            R[i] = L[i];
+            L[i] = scaled;
+        } else {
+            R[i] = scaled;
+        }
+    }
+    return zemStatusOk;
+}
+
+void mid_side(int32_t* L, int32_t* R, int count) {
+    for (int i = 0; i < count; ++i) {
+        const int32_t m = L[i], s = R[i];
+        L[i] = wrap_add(m, s);
+        R[i] = wrap_sub(m, s);
+    }
+}
+
+// Long blocks, or the long part of mixed blocks: the first band of intensity stereo.
+int intensity_start(const Channel& L, const Channel& R, const Frame& f) {
+    int bound = f.is ? *R.bound : (*L.bound > *R.bound ? *L.bound : *R.bound);
+    if (L.mixed && bound > 36)
+        bound = 36;
+    int start = 0;
+    for (int b = 0; b <= 21; ++b)
+        if (f.longB[b] < bound)
+            start = b + 1;
+    return start;
+}
+
+ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
+    // Marker set-up, then requantisation of both channels, then the stereo arithmetic.
+    const bool shortPart = L.isShort;
+    const bool longPart = !L.isShort || L.mixed;
+    int longStart = 0;
+    const int longLimit = long_band_count(L, f);
+    if (longPart) {
+        longStart = intensity_start(L, R, f);
+        if (f.ms)
+            for (int b = 0; b < longStart; ++b)
+                L.mk[b] = R.mk[b] = 2;
+        if (f.ms && f.is)
+            for (int b = longStart; b < longLimit; ++b)
+                if (illegal_position(f, R.sf[b]))
+                    L.mk[b] = 2;
+    }
+    int winStart[3] = {}, winEnd[3] = {};
+    if (shortPart)
+        for (int w = 0; w < 3; ++w) {
+            const int larger = L.windowBandBound[w] > R.windowBandBound[w] ? L.windowBandBound[w]
+                                                                           : R.windowBandBound[w];
+            winStart[w] = f.is ? R.windowBandBound[w] : larger;
+            winEnd[w] = larger;
+            for (int b = L.first; b < winEnd[w]; ++b) {
+                const int i = short_index(L, b, w);
+                if (f.ms && b < winStart[w])
+                    L.mk[i] = R.mk[i] = 2;
+                else if (f.ms && f.is && b >= winStart[w] && illegal_position(f, R.sf[i]))
+                    L.mk[i] = 2;
+            }
+        }
+    for (Channel* c : {&L, &R})
+        if (const ZemStatus st = requantise(*c, f); st != zemStatusOk)
+            return st;
+    int32_t* l = L.isShort ? L.scratch : L.spec;
+    int32_t* r = R.isShort ? R.scratch : R.spec;
+    if (longPart) {
+        if (f.ms)
+            mid_side(l, r, f.longB[longStart]);
+        if (f.is) {
+            int limitValue = *L.bound > *R.bound ? *L.bound : *R.bound;
+            if (L.mixed) {
+                limitValue = *L.bound < 36 ? *L.bound : 36;
+                *L.bound = limitValue;
+            }
+            for (int b = longStart; b < longLimit && f.longB[b] < limitValue; ++b) {
+                const int at = f.longB[b];
+                if (const ZemStatus st =
+                        intensity(f, R, l + at, r + at, f.longB[b + 1] - at, R.sf[b]);
+                    st != zemStatusOk)
+                    return st;
+            }
+        }
+    }
+    if (shortPart) {
+        for (int w = 0; w < 3; ++w)
+            for (int b = L.first; b < winEnd[w]; ++b) {
+                const int width = f.shortB[b + 1] - f.shortB[b];
+                const int at = 3 * f.shortB[b] + w * width;
+                if (b < winStart[w]) {
+                    if (f.ms)
+                        mid_side(l + at, r + at, width);
+                } else if (f.is) {
+                    if (const ZemStatus st =
+                            intensity(f, R, l + at, r + at, width, R.sf[short_index(R, b, w)]);
+                        st != zemStatusOk)
+                        return st;
+                }
+            }
+        const int lines = L.lineBound > R.lineBound ? L.lineBound : R.lineBound;
+        *L.bound = *R.bound = 3 * lines;
+    } else {
+        const int larger = *L.bound > *R.bound ? *L.bound : *R.bound;
+        *L.bound = *R.bound = larger;
+    }
+    return zemStatusOk;
+}
+
+// Short-block lines into sub-band order: line j of window w to 18 (j / 6) + 6 w + j % 6.
+void reorder(Channel& c, const Frame& f) {
+    const int firstLine = c.mixed ? f.shortB[c.first] : 0;
+    const int end = 18 * ((*c.bound * 3641 + 61897) >> 16);
+    const int lines = end / 3;
+    if (c.mixed)
+        for (int i = 0; i < 36; ++i)
+            c.spec[i] = c.scratch[i];
+    for (int i = c.mixed ? 36 : 0; i < 576; ++i)
+        c.spec[i] = 0;
+    for (int b = c.first; b < 13 && f.shortB[b] < lines; ++b) {
+        const int width = f.shortB[b + 1] - f.shortB[b];
+        for (int w = 0; w < 3; ++w)
+            for (int k = 0; k < width; ++k) {
+                const int j = f.shortB[b] + k;
+                if (j < firstLine || j >= lines)
+                    continue;
+                c.spec[18 * (j / 6) + 6 * w + j % 6] = c.scratch[3 * f.shortB[b] + w * width + k];
+            }
+    }
+    *c.bound = end;
+}
+
+void trim_bound(const Channel& c) {
+    int b = *c.bound;
+    while (b > 0 && c.spec[b - 1] == 0)
+        --b;
+    *c.bound = b;
+}
+
+} // namespace
+
+ZEM_API ZemStatus zemsReQuantizeSfb_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBound,
+                                              const int8_t* pScaleFactor,
+                                              const ZemMp3GranuleRec* pSideInfo,
+                                              const ZemMp3HeaderRec* pHeader, int32_t* pWorkBuf,
+                                              const int16_t* pSfbTableLong,
+                                              const int16_t* pSfbTableShort) {
+    if (any_null(pSrcDst, pNonZeroBound, pScaleFactor, pSideInfo, pHeader, pWorkBuf, pSfbTableLong,
+                 pSfbTableShort))
+        return zemStatusNullPointer;
+    const ZemMp3HeaderRec& h = *pHeader;
+    if (h.id < 0 || h.id > 1 || h.sampling_frequency < 0 || h.sampling_frequency > 2 ||
+        h.mode < 0 || h.mode > 3 || h.mode_extension < 0 || h.mode_extension > 3)
+        return zemStatusMp3BadFrameHeader;
+    const int row = h.id * 3 + h.sampling_frequency;
+    Frame f{h.id == 1,
+            h.mode == 1 && (h.mode_extension & 2),
+            h.mode == 1 && (h.mode_extension & 1),
+            h.mode == 3 ? 1 : 2,
+            pSfbTableLong + 23 * row,
+            pSfbTableShort + 14 * row};
+    if ((f.ms || f.is) && (pSideInfo[0].block_type != pSideInfo[1].block_type ||
+                           pSideInfo[0].mixed_block_flag != pSideInfo[1].mixed_block_flag))
+        return zemStatusMp3BadSideInfo;
+    Channel ch[2];
+    for (int c = 0; c < f.nch; ++c) {
+        const ZemMp3GranuleRec& g = pSideInfo[c];
+        if (g.block_type < 0 || g.block_type > 3 || g.mixed_block_flag < 0 ||
+            g.mixed_block_flag > 1)
+            return zemStatusMp3BadSideInfo;
+        if (pNonZeroBound[c] < 0 || pNonZeroBound[c] > 576)
+            return zemStatusBadArgument;
+        Channel& k = ch[c];
+        k.g = &g;
+        k.spec = pSrcDst + 576 * c;
+        k.bound = pNonZeroBound + c;
+        k.sf = pScaleFactor + 40 * c;
+        for (uint8_t& m : k.mk)
+            m = 0;
+        k.isShort = g.block_type == 2;
+        k.mixed = k.isShort && g.mixed_block_flag == 1;
+        k.first = k.mixed ? 3 : 0;
+        k.sfBase = k.mixed ? (f.mpeg1 ? 8 : 6) : 0;
+        k.lineBound = 0;
+        k.scratch = nullptr;
+        if (k.isShort)
+            scan_short(k, f);
+    }
+    // Scratch for short blocks: the work buffer, then the first channel's spectrum, whose
+    // quantised values are spent by the time the second channel is requantised.
+    int32_t* freeScratch = pWorkBuf;
+    for (int c = 0; c < f.nch; ++c)
+        if (ch[c].isShort) {
+            ch[c].scratch = freeScratch;
+            freeScratch = pSrcDst;
+        }
+    if (f.ms || f.is) {
+        if (const ZemStatus st = stereo(ch[0], ch[1], f); st != zemStatusOk)
+            return st;
+    } else {
+        for (int c = 0; c < f.nch; ++c) {
+            if (const ZemStatus st = requantise(ch[c], f); st != zemStatusOk)
+                return st;
+            if (ch[c].isShort)
+                *ch[c].bound = 3 * ch[c].lineBound;
+        }
+    }
+    for (int c = f.nch - 1; c >= 0; --c)
+        if (ch[c].isShort)
+            reorder(ch[c], f);
+    for (int c = 0; c < f.nch; ++c)
+        trim_bound(ch[c]);
+    return zemStatusOk;
+}
+
+ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBound,
+                                           const int8_t* pScaleFactor,
+                                           const ZemMp3GranuleRec* pSideInfo,
+                                           const ZemMp3HeaderRec* pHeader, int32_t* pWorkBuf) {
+    return zemsReQuantizeSfb_MP3_32s_I(pSrcDst, pNonZeroBound, pScaleFactor, pSideInfo, pHeader,
+                                       pWorkBuf, &kSfbLong[0][0], &kSfbShort[0][0]);
+}

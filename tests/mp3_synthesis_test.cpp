@@ -1,0 +1,429 @@
+// Layer III requantisation, stereo processing and hybrid synthesis against double-precision
+// evaluations of the standard's formulas, and the documented known answers.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "mp3/polyphase_window.hpp"
+#include "support/seed.hpp"
+#include "tables/mp3_sfb_bands.hpp"
+#include "tables/mp3_window.hpp"
+#include "zemac.h"
+
+namespace {
+
+ZemMp3HeaderRec header(int id, int mode, int modeExtension = 0) {
+    ZemMp3HeaderRec h{};
+    h.id = id;
+    h.layer = 1;
+    h.mode = mode;
+    h.mode_extension = modeExtension;
+    return h;
+}
+
+struct Granule {
+    std::vector<int32_t> x = std::vector<int32_t>(2 * 576, 0);
+    int32_t bound[2] = {0, 0};
+    int8_t sf[80] = {};
+    ZemMp3GranuleRec g[2] = {};
+    int32_t work[576];
+    Granule() { g[0].global_gain = g[1].global_gain = 210; }
+    ZemStatus run(const ZemMp3HeaderRec& h) {
+        return zemsReQuantize_MP3_32s_I(x.data(), bound, sf, g, &h, work);
+    }
+};
+
+TEST(Mp3Requantize, KnownAnswers) {
+    Granule a;
+    a.x[0] = 1;
+    a.x[1] = -8;
+    a.bound[0] = 2;
+    ASSERT_EQ(a.run(header(1, 3)), zemStatusOk);
+    EXPECT_EQ(a.x[0], 67108864);
+    EXPECT_EQ(a.x[1], -1073741824);
+    Granule b;
+    b.g[0].global_gain = 255;
+    b.x[5] = 8206;
+    b.bound[0] = 6;
+    ASSERT_EQ(b.run(header(1, 3)), zemStatusOk);
+    EXPECT_EQ(b.x[5], 2147483647);
+    Granule c; // bound 0: nothing requantised
+    c.x[0] = 5;
+    ASSERT_EQ(c.run(header(1, 3)), zemStatusOk);
+    EXPECT_EQ(c.x[0], 5);
+    EXPECT_EQ(c.bound[0], 0);
+    Granule d;
+    d.x[0] = 8207;
+    d.bound[0] = 1;
+    EXPECT_EQ(d.run(header(1, 3)), zemStatusFailed);
+}
+
+TEST(Mp3Requantize, StereoKnownAnswers) {
+    Granule ms; // mid 8, side 0: both channels receive 8^(4/3) 2^(-1/2)
+    ms.x[0] = 8;
+    ms.bound[0] = ms.bound[1] = 1;
+    ASSERT_EQ(ms.run(header(1, 1, 2)), zemStatusOk);
+    EXPECT_NEAR(ms.x[0], 16.0 * 67108864 / std::sqrt(2.0), 2.0);
+    EXPECT_EQ(ms.x[576], ms.x[0]);
+    Granule is; // intensity position 3 on a left value of 2^30: the doubling wraps
+    is.x[0] = 8;
+    is.bound[0] = 1;
+    is.sf[40] = 3;
+    ASSERT_EQ(is.run(header(1, 1, 1)), zemStatusOk);
+    EXPECT_EQ(is.x[0], -(1 << 29));
+    EXPECT_EQ(is.x[576], 3 * (1 << 29));
+    Granule mixed;
+    mixed.g[0].block_type = 2;
+    EXPECT_EQ(mixed.run(header(1, 1, 2)), zemStatusMp3BadSideInfo);
+    Granule bad;
+    bad.bound[1] = 577;
+    EXPECT_EQ(bad.run(header(1, 0)), zemStatusBadArgument);
+}
+
+// Requantised values against sign(x) |x|^(4/3) 2^((g - 210 - 2 sf) / 4), within the rounding of
+// the 4/3-power table (2^-14 absolute before scaling) and one unit.
+TEST(Mp3Requantize, MatchesDoublePrecision) {
+    std::mt19937 rng(zemtest::seed());
+    for (int it = 0; it < 40; ++it) {
+        Granule a;
+        a.g[0].global_gain = 150 + int32_t(rng() % 100);
+        a.g[0].scalefac_scale = int32_t(rng() & 1);
+        a.g[0].preflag = int32_t(rng() & 1);
+        for (int b = 0; b < 21; ++b)
+            a.sf[b] = int8_t(rng() % 16);
+        for (int i = 0; i < 576; ++i)
+            a.x[std::size_t(i)] = int32_t(rng() % 2001) - 1000;
+        a.bound[0] = 576;
+        const std::vector<int32_t> q = a.x;
+        ASSERT_EQ(a.run(header(1, 3)), zemStatusOk);
+        const int16_t* bands = zem::mp3::kSfbLong[3];
+        const int pretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
+        for (int b = 0; b < 22; ++b)
+            for (int i = bands[b]; i < bands[b + 1]; ++i) {
+                const int e =
+                    (a.sf[b] + a.g[0].preflag * pretab[b]) * (2 << a.g[0].scalefac_scale) + 210 -
+                    a.g[0].global_gain;
+                const double m = std::abs(q[std::size_t(i)]);
+                const double want = std::pow(m, 4.0 / 3.0) * std::pow(2.0, -e / 4.0) * 67108864.0;
+                const double tolerance =
+                    1.0 + want * (0.5 / 16384.0 / std::max(1.0, std::pow(m, 4.0 / 3.0)) + 1e-8);
+                ASSERT_NEAR(std::abs(a.x[std::size_t(i)]), std::min(want, 2147483647.0), tolerance)
+                    << i;
+            }
+    }
+}
+
+TEST(Mp3Requantize, ShortBlocksReorderAndBound) {
+    Granule a;
+    a.g[0].block_type = 2;
+    a.g[0].window_switching_flag = 1;
+    for (int i = 0; i < 100; ++i)
+        a.x[std::size_t(i)] = 1;
+    a.bound[0] = 100;
+    ASSERT_EQ(a.run(header(1, 3)), zemStatusOk);
+    // Window 0 holds lines 0..39 (values 0..99 in stream order cover its bands 0..6); line 39
+    // lands at 18 * 6 + 3, so the bound is 112.
+    EXPECT_EQ(a.bound[0], 112);
+    // Line 0 of window 1 (band 0, value 4 in stream order) lands at 6.
+    EXPECT_EQ(a.x[6], 67108864);
+    for (int i = a.bound[0]; i < 576; ++i)
+        ASSERT_EQ(a.x[std::size_t(i)], 0) << i;
+}
+
+double long_window(int type, int i) {
+    const double normal = std::sin(M_PI / 36 * (i + 0.5));
+    if (type == 1)
+        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
+    if (type == 3)
+        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
+    return normal;
+}
+
+TEST(Mp3Synthesis, SubbandTransformMatchesDefinition) {
+    std::mt19937 rng(zemtest::seed());
+    for (int type = 0; type < 4; ++type)
+        for (int it = 0; it < 20; ++it) {
+            int32_t x[18], z[36];
+            for (int32_t& v : x)
+                v = int32_t(rng() % 200000001) - 100000000;
+            ASSERT_EQ(zemsMDCTInvWindow_MP3_32s(x, z, type), zemStatusOk);
+            for (int i = 0; i < 36; ++i) {
+                double want = 0;
+                if (type != 2) {
+                    for (int k = 0; k < 18; ++k)
+                        want += x[k] * std::cos(M_PI / 72 * (2 * i + 19) * (2 * k + 1));
+                    want *= 0.25 * long_window(type, i);
+                } else {
+                    for (int w = 0; w < 3; ++w) {
+                        const int j = i - 6 - 6 * w;
+                        if (j < 0 || j >= 12)
+                            continue;
+                        double s = 0;
+                        for (int k = 0; k < 6; ++k)
+                            s += x[6 * w + k] * std::cos(M_PI / 24 * (2 * j + 7) * (2 * k + 1));
+                        want += 0.25 * std::sin(M_PI / 12 * (j + 0.5)) * s;
+                    }
+                }
+                ASSERT_NEAR(z[i], want, 1.0) << "type " << type << " i " << i;
+            }
+        }
+}
+
+TEST(Mp3Synthesis, SilenceAndOverlapFlush) {
+    std::vector<int32_t> x(576, 0), y(576, 7), overlap(576, 0);
+    int32_t count = 0;
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusOk);
+    EXPECT_EQ(count, 1); // floor((bound + 8) / 18) + 1 sub-bands, for the aliasing into the next
+    for (int32_t v : y)
+        ASSERT_EQ(v, 0);
+    x[18 + 3] = 1 << 24; // sub-band 1
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 22, &count, 0, 0),
+              zemStatusOk);
+    const std::vector<int32_t> kept(overlap.begin() + 18, overlap.begin() + 36);
+    std::fill(x.begin(), x.end(), 0);
+    ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusOk);
+    for (int t = 0; t < 18; ++t) // the overlap comes out, odd slots of the odd sub-band inverted
+        EXPECT_EQ(y[std::size_t(32 * t + 1)],
+                  (t & 1) ? -kept[std::size_t(t)] : kept[std::size_t(t)]);
+    for (int i = 18; i < 36; ++i)
+        EXPECT_EQ(overlap[std::size_t(i)], 0);
+    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 577, &count, 0, 0),
+              zemStatusBadArgument);
+    count = 33;
+    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
+              zemStatusBadArgument);
+}
+
+// The polyphase bank against the standard's procedure in double precision: matrixing into a
+// 1024-value FIFO, windowing with D, 16-bit output with rounding and saturation.
+TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
+    std::mt19937 rng(zemtest::seed());
+    std::vector<int32_t> v(512, 0);
+    int32_t pos = 0;
+    std::vector<double> fifo(1024, 0.0);
+    long off = 0, total = 0;
+    for (int slot = 0; slot < 200; ++slot) {
+        int32_t s[32];
+        for (int32_t& x : s)
+            x = slot < 150 ? int32_t(rng() % 8000001) - 4000000 : 0;
+        s[0] = slot == 100 ? (1 << 24) : s[0];
+        int16_t pcm[64];
+        ASSERT_EQ(zemsSynthPQMF_MP3_32s16s(s, pcm, v.data(), &pos, 2), zemStatusOk);
+        for (int i = 1023; i >= 64; --i)
+            fifo[std::size_t(i)] = fifo[std::size_t(i - 64)];
+        for (int i = 0; i < 64; ++i) {
+            double acc = 0;
+            for (int k = 0; k < 32; ++k)
+                acc += std::cos((16 + i) * (2 * k + 1) * M_PI / 64) * s[k];
+            fifo[std::size_t(i)] = acc;
+        }
+        for (int j = 0; j < 32; ++j) {
+            double sum = 0;
+            for (int i = 0; i < 8; ++i) {
+                sum += fifo[std::size_t(128 * i + j)] * zem::mp3::kSynthesisWindow16[64 * i + j] /
+                       65536.0;
+                sum += fifo[std::size_t(128 * i + 96 + j)] *
+                       zem::mp3::kSynthesisWindow16[64 * i + 32 + j] / 65536.0;
+            }
+            const double want = std::clamp(sum / 512.0, -32768.0, 32767.0);
+            ASSERT_NEAR(pcm[2 * j], want, 1.0) << "slot " << slot << " sample " << j;
+            off += std::abs(pcm[2 * j] - std::lround(std::floor(want + 0.5))) > 0;
+            ++total;
+        }
+    }
+    EXPECT_LT(off, total / 2);
+    pos = 16;
+    int32_t s[32] = {};
+    int16_t pcm[32];
+    EXPECT_EQ(zemsSynthPQMF_MP3_32s16s(s, pcm, v.data(), &pos, 1), zemStatusBadArgument);
+}
+
+} // namespace
+
+namespace {
+
+// The SSE2 windowing against the scalar reference on random slot values, full scale included.
+TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    std::vector<int32_t> v(512);
+    for (int trial = 0; trial < 64; ++trial) {
+        for (int32_t& x : v)
+            x = trial < 32 ? int32_t(rng()) : int32_t(rng()) >> 6;
+        int32_t a[32], b[32];
+        zem::mp3::polyphase_window_scalar(v.data(), trial % 16, a);
+        zem::mp3::polyphase_window_sse2(v.data(), trial % 16, b);
+        for (int j = 0; j < 32; ++j)
+            ASSERT_EQ(a[j], b[j]) << "trial " << trial << " output " << j;
+    }
+}
+
+} // namespace
+
+namespace {
+
+// Granules that LAME never writes: mixed blocks in joint stereo with intensity stereo (with and
+// without M/S), built through the pack and encode exports, decoded through the unpack and
+// decode exports, and requantised; compared with a double-precision model of the standard's
+// requantisation, stereo processing and reordering.
+struct ModelChannel {
+    std::vector<int32_t> q = std::vector<int32_t>(576, 0); // quantised, stream order
+    int8_t sf[40] = {};
+};
+
+double requantised(int32_t q, double e) {
+    return (q < 0 ? -1 : 1) * std::pow(std::abs(q), 4.0 / 3.0) * std::pow(2.0, -e / 4.0);
+}
+
+TEST(Mp3Requantize, MixedBlocksWithIntensityMatchModel) {
+    using zem::mp3::kSfbLong;
+    using zem::mp3::kSfbShort;
+    std::mt19937 rng(zemtest::seed());
+    const int16_t* lb = kSfbLong[3]; // MPEG-1 44.1 kHz
+    const int16_t* sb = kSfbShort[3];
+    for (int modeExt : {1, 3}) {
+        ZemMp3HeaderRec h = header(1, 1, modeExt);
+        ZemMp3GranuleRec g[2] = {};
+        ModelChannel ch[2];
+        const int rightLongBands = 3; // the right channel's long part ends after band 2
+        for (int c = 0; c < 2; ++c) {
+            ZemMp3GranuleRec& r = g[c];
+            r.window_switching_flag = 1;
+            r.block_type = 2;
+            r.mixed_block_flag = 1;
+            r.global_gain = 200;
+            r.scalefac_compress = 15;
+            r.table_select[0] = 13;
+            r.table_select[1] = 13;
+            r.subblock_gain[0] = 0;
+            r.subblock_gain[1] = 1;
+            r.subblock_gain[2] = 2;
+            r.region0_count = 7;
+            r.region1_count = 13;
+            const int end = c == 0 ? 300 : lb[rightLongBands];
+            r.big_values = c == 0 ? 150 : end / 2;
+            for (int i = 0; i < end; ++i)
+                ch[c].q[std::size_t(i)] = int32_t(rng() % 15) - 7;
+            for (int i = 0; i < 8; ++i) // long bands 0..7
+                ch[c].sf[i] = int8_t(c == 0 ? rng() % 8 : rng() % 8);
+            for (int i = 8; i < 35; ++i) // short bands 3..11, three windows
+                ch[c].sf[i] = int8_t(rng() % 8);
+        }
+        // Through the bit stream: scale factors and Huffman data of both channels.
+        std::vector<uint8_t> stream(4096, 0);
+        uint8_t* p = stream.data();
+        int32_t pos = 0;
+        const int32_t scfsi[8] = {};
+        long starts[3] = {0};
+        for (int c = 0; c < 2; ++c) {
+            ASSERT_EQ(zemsPackScaleFactors_MP3_8s1u(ch[c].sf, &p, &pos, &h, &g[c], scfsi, 0, c),
+                      zemStatusOk);
+            ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(ch[c].q.data(), &p, &pos, &h, &g[c], 0, 0),
+                      zemStatusOk);
+            starts[c + 1] = (p - stream.data()) * 8 + pos;
+            g[c].part2_3_length = int32_t(starts[c + 1] - starts[c]);
+        }
+        Granule got;
+        got.g[0] = g[0];
+        got.g[1] = g[1];
+        p = stream.data();
+        pos = 0;
+        for (int c = 0; c < 2; ++c) {
+            ASSERT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &pos, got.sf + 40 * c, &got.g[c], scfsi,
+                                                      &h, 0, c),
+                      zemStatusOk);
+            const long used = (p - stream.data()) * 8 + pos - starts[c];
+            ASSERT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, got.x.data() + 576 * c, &got.bound[c],
+                                                  &got.g[c], &h,
+                                                  int32_t(g[c].part2_3_length - used)),
+                      zemStatusOk);
+        }
+        ASSERT_EQ(got.run(h), zemStatusOk);
+
+        // The model: exponents per band and window, M/S below the intensity start, intensity
+        // ratios tan(p pi / 12) / (1 + tan(p pi / 12)) above it (position 7 is illegal).
+        const bool ms = modeExt & 2;
+        std::vector<double> L(576, 0.0), R(576, 0.0);
+        auto e_long = [&](const ZemMp3GranuleRec& r, int8_t sf) {
+            return sf * 2.0 + 210 - r.global_gain;
+        };
+        auto e_short = [&](const ZemMp3GranuleRec& r, int8_t sf, int w) {
+            return sf * 2.0 + 210 - r.global_gain + 8 * r.subblock_gain[w];
+        };
+        // Stream order indices: long part 0..35, then band b window w value k at 3 sb[b] + w width
+        // + k.
+        for (int c = 0; c < 2; ++c) {
+            std::vector<double>& out = c ? R : L;
+            for (int b = 0; b < 8; ++b)
+                for (int i = lb[b]; i < lb[b + 1]; ++i)
+                    out[std::size_t(i)] =
+                        requantised(ch[c].q[std::size_t(i)], e_long(g[c], ch[c].sf[b]));
+            for (int b = 3; b < 13; ++b)
+                for (int w = 0; w < 3; ++w) {
+                    const int width = sb[b + 1] - sb[b];
+                    for (int k = 0; k < width; ++k) {
+                        const int i = 3 * sb[b] + w * width + k;
+                        const int8_t sf = b < 12 ? ch[c].sf[8 + 3 * (b - 3) + w] : 0;
+                        out[std::size_t(i)] =
+                            requantised(ch[c].q[std::size_t(i)], e_short(g[c], sf, w));
+                    }
+                }
+        }
+        auto stereo = [&](int i, int position) {
+            if (position == 7) { // illegal position: M/S if on (the side is zero), else left alone
+                if (ms)
+                    L[std::size_t(i)] = R[std::size_t(i)] = L[std::size_t(i)] / std::sqrt(2.0);
+                return;
+            }
+            const double t = std::tan(position * M_PI / 12);
+            const double l = L[std::size_t(i)];
+            L[std::size_t(i)] = l * t / (1 + t);
+            R[std::size_t(i)] = l / (1 + t);
+        };
+        for (int b = 0; b < 8; ++b)
+            for (int i = lb[b]; i < lb[b + 1]; ++i) {
+                if (b < rightLongBands) {
+                    if (ms) {
+                        const double m = L[std::size_t(i)], s = R[std::size_t(i)];
+                        L[std::size_t(i)] = (m + s) / std::sqrt(2.0);
+                        R[std::size_t(i)] = (m - s) / std::sqrt(2.0);
+                    }
+                } else {
+                    stereo(i, ch[1].sf[b]);
+                }
+            }
+        for (int b = 3; b < 12; ++b) // every short band of the right channel is empty
+            for (int w = 0; w < 3; ++w) {
+                const int width = sb[b + 1] - sb[b];
+                for (int k = 0; k < width; ++k)
+                    stereo(3 * sb[b] + w * width + k, ch[1].sf[8 + 3 * (b - 3) + w]);
+            }
+        // Reorder the short part and compare, in Q26.
+        for (int c = 0; c < 2; ++c) {
+            const std::vector<double>& src = c ? R : L;
+            std::vector<double> want(576, 0.0);
+            for (int i = 0; i < 36; ++i)
+                want[std::size_t(i)] = src[std::size_t(i)];
+            for (int b = 3; b < 13; ++b)
+                for (int w = 0; w < 3; ++w) {
+                    const int width = sb[b + 1] - sb[b];
+                    for (int k = 0; k < width; ++k) {
+                        const int j = sb[b] + k;
+                        want[std::size_t(18 * (j / 6) + 6 * w + j % 6)] =
+                            src[std::size_t(3 * sb[b] + w * width + k)];
+                    }
+                }
+            for (int i = 0; i < 576; ++i) {
+                const double v = want[std::size_t(i)] * 67108864.0;
+                ASSERT_NEAR(got.x[std::size_t(576 * c + i)], v, 4.0 + 3e-5 * std::abs(v))
+                    << "mode extension " << modeExt << " channel " << c << " value " << i;
+            }
+        }
+    }
+}
+
+} // namespace
