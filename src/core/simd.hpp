@@ -62,6 +62,26 @@ inline F64x2 load(const double* p) { return {_mm_loadu_pd(p)}; }
 inline void store(double* p, F64x2 a) { _mm_storeu_pd(p, a.v); }
 inline F64x2 splat(double x) { return {_mm_set1_pd(x)}; }
 inline F64x2 operator+(F64x2 a, F64x2 b) { return {_mm_add_pd(a.v, b.v)}; }
+inline F64x2 operator-(F64x2 a, F64x2 b) { return {_mm_sub_pd(a.v, b.v)}; }
 inline F64x2 operator*(F64x2 a, F64x2 b) { return {_mm_mul_pd(a.v, b.v)}; }
+
+// Lanes 0 and 1, or 2 and 3, of four int32 values as doubles (exact).
+inline F64x2 to_f64_lo(I32x4 a) { return {_mm_cvtepi32_pd(a.v)}; }
+inline F64x2 to_f64_hi(I32x4 a) { return {_mm_cvtepi32_pd(_mm_srli_si128(a.v, 8))}; }
+// Interleaved lanes of the low halves: a0, b0, a1, b1.
+inline I32x4 interleave_lo(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi32(a.v, b.v)}; }
+// Two int32 values.
+inline I32x4 load_lo(const int32_t* p) {
+    return {_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))};
+}
+
+// a0, a1, b0, b1 rounded to the nearest integer (ties to even, the default rounding mode) and
+// saturated to the int32 range.
+inline I32x4 round_sat(F64x2 a, F64x2 b) {
+    const __m128d hi = _mm_set1_pd(2147483647.0), lo = _mm_set1_pd(-2147483648.0);
+    const __m128i ia = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(a.v, hi), lo));
+    const __m128i ib = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(b.v, hi), lo));
+    return {_mm_unpacklo_epi64(ia, ib)};
+}
 
 } // namespace zem::simd
