@@ -19,12 +19,32 @@ inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline I32x4 operator^(I32x4 a, I32x4 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
 inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Lanes moved up by one, lane 0 cleared.
 inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
+// Lanes moved down by one, lane 3 cleared.
+inline I32x4 shift_down(I32x4 a) { return {_mm_srli_si128(a.v, 4)}; }
+
+// Two unsigned 64-bit lanes (sums of products that must not wrap at 32 bits).
+struct U64x2 {
+    __m128i v;
+};
+inline U64x2 zero64() { return {_mm_setzero_si128()}; }
+inline U64x2 operator+(U64x2 a, U64x2 b) { return {_mm_add_epi64(a.v, b.v)}; }
+inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
+// Unsigned products of lanes 0 and 2 of a and b, exact in 64 bits.
+inline U64x2 mul_even_u32(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
+// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32).
+inline I32x4 odd_lanes(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// The low words of the 64-bit lanes: even0, odd0, even1, odd1.
+inline I32x4 low_words(U64x2 even, U64x2 odd) {
+    return {_mm_or_si128(_mm_and_si128(even.v, _mm_set_epi32(0, -1, 0, -1)),
+                         _mm_slli_epi64(odd.v, 32))};
+}
 
 // Signed upper 32 bits of the 64-bit products a * b per lane: the unsigned products corrected
 // by b where a is negative and by a where b is negative.
