@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mp3/imdct.hpp"
+#include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
 #include "support/seed.hpp"
 #include "tables/mp3_sfb_bands.hpp"
@@ -261,6 +262,20 @@ TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
         zem::mp3::polyphase_window_sse2(v.data(), trial % 16, b);
         for (int j = 0; j < 32; ++j)
             ASSERT_EQ(a[j], b[j]) << "trial " << trial << " output " << j;
+    }
+}
+
+// The SSE2 matrixing against the scalar one, up to full scale (saturating outputs).
+TEST(Mp3SynthesisKernels, MatrixingSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 64; ++trial) {
+        int32_t s[32], want[32], got[32];
+        for (int32_t& x : s)
+            x = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        zem::mp3::dct32_scalar(s, want);
+        zem::mp3::dct32_sse2(s, got);
+        for (int m = 0; m < 32; ++m)
+            ASSERT_EQ(got[m], want[m]) << "trial " << trial << " value " << m;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <emmintrin.h>
 
 #include <cstdint>
+#include <type_traits>
 
 namespace zem::simd {
 
@@ -84,12 +85,30 @@ inline F64x2 splat(double x) { return {_mm_set1_pd(x)}; }
 inline F64x2 operator+(F64x2 a, F64x2 b) { return {_mm_add_pd(a.v, b.v)}; }
 inline F64x2 operator-(F64x2 a, F64x2 b) { return {_mm_sub_pd(a.v, b.v)}; }
 inline F64x2 operator*(F64x2 a, F64x2 b) { return {_mm_mul_pd(a.v, b.v)}; }
+// Lane 0 cleared.
+inline F64x2 keep_lane1(F64x2 a) {
+    return {_mm_and_pd(a.v, _mm_castsi128_pd(_mm_set_epi32(-1, -1, 0, 0)))};
+}
+// Lanes exchanged.
+inline F64x2 swap(F64x2 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
+inline F64x2 set(double lane0, double lane1) { return {_mm_set_pd(lane1, lane0)}; }
+
+// A constant as a double or in both lanes of an F64x2, for kernels written once for a scalar
+// reference and its two-lane twin: the same operations in the same order give the same bits.
+template <class T> inline T constant(double c) {
+    if constexpr (std::is_same_v<T, double>)
+        return c;
+    else
+        return splat(c);
+}
 
 // Lanes 0 and 1, or 2 and 3, of four int32 values as doubles (exact).
 inline F64x2 to_f64_lo(I32x4 a) { return {_mm_cvtepi32_pd(a.v)}; }
 inline F64x2 to_f64_hi(I32x4 a) { return {_mm_cvtepi32_pd(_mm_srli_si128(a.v, 8))}; }
 // Interleaved lanes of the low halves: a0, b0, a1, b1.
 inline I32x4 interleave_lo(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi32(a.v, b.v)}; }
+// Interleaved lanes of the high halves: a2, b2, a3, b3.
+inline I32x4 interleave_hi(I32x4 a, I32x4 b) { return {_mm_unpackhi_epi32(a.v, b.v)}; }
 // Two int32 values.
 inline I32x4 load_lo(const int32_t* p) {
     return {_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))};

@@ -78,10 +78,8 @@ constexpr ShortTables make_short_tables() {
 constexpr ShortTables kShort = make_short_tables();
 
 // The transforms are written once for double (one sub-band) and for simd::F64x2 (two
-// sub-bands in the two lanes); the same operations in the same order give the same bits.
-template <class T> T constant(double c);
-template <> double constant<double>(double c) { return c; }
-template <> simd::F64x2 constant<simd::F64x2>(double c) { return simd::splat(c); }
+// sub-bands in the two lanes).
+using simd::constant;
 
 // E[n] = sum_{j < 9} e[j] cos(j (2n + 1) pi / 18), n = 0..8, from its even and odd halves:
 // E[8 - n] takes the odd terms with the opposite sign.

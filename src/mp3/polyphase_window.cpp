@@ -103,6 +103,11 @@ void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
     for (int c = 0; c < 8; ++c) {
         U64x2 upEven = zero64(), upOdd = upEven, downEven = upEven, downOdd = upEven;
         I32x4 upSum = splat(0), downSum = upSum;
+#if defined(__clang__)
+#pragma clang loop unroll(disable)
+#else
+#pragma GCC unroll 1
+#endif
         for (int i = 0; i < 8; ++i) {
             const int32_t* e = slot[2 * i];
             const int32_t* o = slot[2 * i + 1];

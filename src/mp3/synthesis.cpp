@@ -9,6 +9,7 @@
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
 #include "mp3/imdct.hpp"
+#include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
 
 using namespace zem;
@@ -42,55 +43,6 @@ void alias_reduce(int32_t* x, int boundary) {
         x[boundary - 1 - i] = round_sat32(a * kButterflies.cs[i] - b * kButterflies.ca[i]);
         x[boundary + i] = round_sat32(b * kButterflies.cs[i] + a * kButterflies.ca[i]);
     }
-}
-
-// Polyphase synthesis. Each time slot keeps the 32 values of a 32-point DCT-II of its
-// sub-band samples, A[m] = sum_k S[k] cos((2k + 1) m pi / 64); the 64 matrixing values of the
-// standard follow by symmetry (see polyphase_window.cpp).
-
-// Lee's recursive DCT-II in double precision: even outputs from the sums of mirrored inputs,
-// odd ones from their scaled differences.
-// 1 / (2 cos(pi (2i + 1) / (2n))) at index n / 2 + i, for n = 2, 4, ..., 32.
-struct LeeScales {
-    double v[32];
-};
-
-constexpr LeeScales make_lee_scales() {
-    LeeScales t{};
-    for (int n = 2; n <= 32; n *= 2)
-        for (int i = 0; i < n / 2; ++i)
-            t.v[n / 2 + i] = 1.0 / (2.0 * cmath::cos(kPi * (2 * i + 1) / (2.0 * n)));
-    return t;
-}
-
-constexpr LeeScales kLee = make_lee_scales();
-
-template <int N> void dct_lee(const double* x, double* out) {
-    if constexpr (N == 1) {
-        out[0] = x[0];
-    } else {
-        constexpr int kHalf = N / 2;
-        double u[kHalf], v[kHalf], a[kHalf], b[kHalf];
-        for (int i = 0; i < kHalf; ++i) {
-            u[i] = x[i] + x[N - 1 - i];
-            v[i] = (x[i] - x[N - 1 - i]) * kLee.v[kHalf + i];
-        }
-        dct_lee<kHalf>(u, a);
-        dct_lee<kHalf>(v, b);
-        for (int k = 0; k < kHalf; ++k) {
-            out[2 * k] = a[k];
-            out[2 * k + 1] = b[k] + (k + 1 < kHalf ? b[k + 1] : 0.0);
-        }
-    }
-}
-
-void dct32(const int32_t* s, int32_t* a) {
-    double x[32], y[32];
-    for (int k = 0; k < 32; ++k)
-        x[k] = s[k];
-    dct_lee<32>(x, y);
-    for (int m = 0; m < 32; ++m)
-        a[m] = round_sat32(y[m]);
 }
 
 } // namespace
@@ -169,10 +121,20 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
         return zemStatusBadArgument;
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
-    dct32(pSrcY, pVBuffer + 32 * pos);
+    dct32_sse2(pSrcY, pVBuffer + 32 * pos);
     int32_t sum[32];
     polyphase_window_sse2(pVBuffer, pos, sum);
-    for (int j = 0; j < 32; ++j)
-        pDstAudioOut[j * mode] = sat16(int64_t(wrap_add(sum[j], 64) >> 7));
+    // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits.
+    int16_t pcm[32];
+    for (int j = 0; j < 32; j += 8)
+        simd::store_sat16(pcm + j, simd::sar(simd::load(sum + j) + simd::splat(64), 7),
+                          simd::sar(simd::load(sum + j + 4) + simd::splat(64), 7));
+    if (mode == 1) {
+        for (int j = 0; j < 32; ++j)
+            pDstAudioOut[j] = pcm[j];
+    } else {
+        for (int j = 0; j < 32; ++j)
+            pDstAudioOut[2 * j] = pcm[j];
+    }
     return zemStatusOk;
 }
