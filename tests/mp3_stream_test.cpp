@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/bit_builder.hpp"
+#include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
 
 namespace {
@@ -42,7 +43,7 @@ struct Counts {
     int frames = 0, granules = 0, shortBlocks = 0, switched = 0, encodedBack = 0;
 };
 
-// Decodes one granule and channel at bit `start` of the main data; returns the bits it used.
+// Decodes one granule and channel at bit `start` of the main data.
 void granule(std::vector<uint8_t>& main, std::size_t start, const ZemMp3HeaderRec& h,
              ZemMp3GranuleRec g, const int32_t* scfsi, int8_t* sf, int gr, int ch, Counts& n) {
     uint8_t* p = main.data() + start / 8;
@@ -70,6 +71,22 @@ void granule(std::vector<uint8_t>& main, std::size_t start, const ZemMp3HeaderRe
     ASSERT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, hufSize), zemStatusOk);
     ASSERT_EQ(std::size_t(p - main.data()) * 8 + std::size_t(pos),
               start + std::size_t(g.part2_3_length));
+    // The band-table variants agree on streams without mixed blocks.
+    for (int variant = 0; variant < 2; ++variant) {
+        static const int16_t mbp[12] = {6, 0, 6, 0, 6, 0, 8, 0, 8, 0, 8, 0};
+        uint8_t* p2 = main.data() + hufStart / 8;
+        int32_t pos2 = int32_t(hufStart % 8), spec2[576], nz2;
+        const int16_t* lt = &zem::mp3::kSfbLong[0][0];
+        const ZemStatus st =
+            variant == 0
+                ? zemsHuffmanDecodeSfb_MP3_1u32s(&p2, &pos2, spec2, &nz2, &g, &h, hufSize, lt)
+                : zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p2, &pos2, spec2, &nz2, &g, &h, hufSize, lt,
+                                                    &zem::mp3::kSfbShort[0][0], mbp);
+        ASSERT_EQ(st, zemStatusOk) << variant;
+        ASSERT_EQ(p2, p);
+        ASSERT_EQ(nz2, nz);
+        ASSERT_EQ(0, std::memcmp(spec, spec2, sizeof spec)) << variant;
+    }
     ++n.granules;
     n.switched += g.window_switching_flag;
     n.shortBlocks += g.block_type == 2;
