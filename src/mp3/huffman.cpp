@@ -14,14 +14,15 @@ namespace {
 constexpr int kLines = 576;
 
 // Decodes one code of d from the left-aligned window `win` (at least 19 valid bits, the longest
-// code); returns its leaf word and adds the code's length to `used`.
-inline uint32_t decode_code(uint32_t win, const Decoder& d, int& used) {
-    uint32_t w = d.first[win >> 28];
+// code), eight bits at once through its fast lookup; returns its leaf word and adds the code's
+// length to `used`.
+inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f, int& used) {
+    uint32_t w = f.entry[win >> 24];
     if (w & 1) {
-        used += int((w >> 1) & 7);
+        used += int((w >> 1) & 15);
         return w;
     }
-    int n = 4;
+    int n = 8;
     do
         w = d.tree[w - 2 + ((win >> (31 - n++)) & 1)];
     while ((w & 1) == 0);
@@ -51,11 +52,12 @@ inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
 bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable& t,
                   const uint8_t* start, int32_t startPos, int64_t budget) {
     const Decoder& d = kDecoders[t.decoder];
+    const FastDecoder& f = kFastDecoders[t.decoder];
     if (t.linbits == 0) {
         for (int i = from; i < to; i += 2) {
             const uint32_t win = bs.window();
             int used = 0;
-            const uint32_t w = decode_code(win, d, used);
+            const uint32_t w = decode_code(win, d, f, used);
             out[i] = signed_from(win, int32_t(w >> 12), used);
             out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
             bs.skip(used);
@@ -66,7 +68,7 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     }
     for (int i = from; i < to; i += 2) {
         int used = 0;
-        const uint32_t w = decode_code(bs.window(), d, used);
+        const uint32_t w = decode_code(bs.window(), d, f, used);
         bs.skip(used);
         out[i] = escaped_value(bs, int32_t(w >> 12), t.linbits);
         out[i + 1] = escaped_value(bs, int32_t((w >> 8) & 15), t.linbits);
