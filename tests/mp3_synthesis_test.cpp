@@ -265,6 +265,21 @@ TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
     }
 }
 
+// The SSE2 alias reduction against the scalar one, lines around the boundary untouched.
+TEST(Mp3SynthesisKernels, AliasReductionSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 32; ++trial) {
+        std::vector<int32_t> want(576), got;
+        for (int32_t& x : want)
+            x = trial < 8 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        got = want;
+        const int boundary = 18 * (1 + trial % 31);
+        zem::mp3::alias_reduce_scalar(want.data(), boundary);
+        zem::mp3::alias_reduce_sse2(got.data(), boundary);
+        ASSERT_EQ(got, want) << "trial " << trial;
+    }
+}
+
 // The SSE2 matrixing against the scalar one, up to full scale (saturating outputs).
 TEST(Mp3SynthesisKernels, MatrixingSse2MatchesScalar) {
     std::mt19937 rng(zemtest::seed());

@@ -146,7 +146,54 @@ template <class T> void imdct(const T* x, T* out, int blockType) {
         imdct_long(x, out, blockType);
 }
 
+// Alias-reduction butterflies: cs_i = 1 / sqrt(1 + c_i^2), ca_i = c_i / sqrt(1 + c_i^2).
+struct Butterflies {
+    double cs[8], ca[8];
+};
+
+constexpr Butterflies make_butterflies() {
+    constexpr double c[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
+    Butterflies b{};
+    for (int i = 0; i < 8; ++i) {
+        const double r = cmath::sqrt(1.0 + c[i] * c[i]);
+        b.cs[i] = 1.0 / r;
+        b.ca[i] = c[i] / r;
+    }
+    return b;
+}
+
+constexpr Butterflies kButterflies = make_butterflies();
+
 } // namespace
+
+void alias_reduce_scalar(int32_t* x, int boundary) {
+    for (int i = 0; i < 8; ++i) {
+        const double a = x[boundary - 1 - i], b = x[boundary + i];
+        x[boundary - 1 - i] = round_sat32(a * kButterflies.cs[i] - b * kButterflies.ca[i]);
+        x[boundary + i] = round_sat32(b * kButterflies.cs[i] + a * kButterflies.ca[i]);
+    }
+}
+
+// Butterflies 4h .. 4h + 3: the lines below the boundary in reversed lanes.
+void alias_reduce_sse2(int32_t* x, int boundary) {
+    using namespace simd;
+    int32_t* below = x + boundary - 4;
+    int32_t* above = x + boundary;
+    for (int h = 0; h < 2; ++h, below -= 4, above += 4) {
+        const I32x4 a = reverse(load(below)), b = load(above);
+        F64x2 na[2], nb[2];
+        for (int k = 0; k < 2; ++k) {
+            const F64x2 ak = k == 0 ? to_f64_lo(a) : to_f64_hi(a);
+            const F64x2 bk = k == 0 ? to_f64_lo(b) : to_f64_hi(b);
+            const F64x2 cs = load(kButterflies.cs + 4 * h + 2 * k);
+            const F64x2 ca = load(kButterflies.ca + 4 * h + 2 * k);
+            na[k] = ak * cs - bk * ca;
+            nb[k] = bk * cs + ak * ca;
+        }
+        store(below, reverse(round_sat(na[0], na[1])));
+        store(above, round_sat(nb[0], nb[1]));
+    }
+}
 
 void imdct_scalar(const int32_t* x, int32_t* z, int blockType) {
     double in[18], out[36];

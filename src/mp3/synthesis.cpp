@@ -1,11 +1,9 @@
 // Layer III hybrid synthesis: alias reduction, 36- and 12-point inverse MDCTs with their
-// windows, overlap-add and frequency inversion; and the 32-band polyphase synthesis.
+// windows, overlap-add and frequency inversion; and the 32-band polyphase synthesis. The
+// kernels are in imdct.cpp, matrixing.cpp and polyphase_window.cpp.
 #include "zemac.h"
 
-#include <initializer_list>
-
 #include "core/checks.hpp"
-#include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
 #include "mp3/imdct.hpp"
@@ -14,38 +12,6 @@
 
 using namespace zem;
 using namespace zem::mp3;
-
-namespace {
-
-using cmath::kPi;
-
-// Alias-reduction butterflies: cs_i = 1 / sqrt(1 + c_i^2), ca_i = c_i / sqrt(1 + c_i^2).
-struct Butterflies {
-    double cs[8], ca[8];
-};
-
-constexpr Butterflies make_butterflies() {
-    constexpr double c[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
-    Butterflies b{};
-    for (int i = 0; i < 8; ++i) {
-        const double r = cmath::sqrt(1.0 + c[i] * c[i]);
-        b.cs[i] = 1.0 / r;
-        b.ca[i] = c[i] / r;
-    }
-    return b;
-}
-
-constexpr Butterflies kButterflies = make_butterflies();
-
-void alias_reduce(int32_t* x, int boundary) {
-    for (int i = 0; i < 8; ++i) {
-        const double a = x[boundary - 1 - i], b = x[boundary + i];
-        x[boundary - 1 - i] = round_sat32(a * kButterflies.cs[i] - b * kButterflies.ca[i]);
-        x[boundary + i] = round_sat32(b * kButterflies.cs[i] + a * kButterflies.ca[i]);
-    }
-}
-
-} // namespace
 
 ZEM_API ZemStatus zemsMDCTInvWindow_MP3_32s(const int32_t* pSrc, int32_t* pDst, int32_t blockType) {
     imdct_scalar(pSrc, pDst, blockType);
@@ -75,9 +41,9 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         n = 32;
     if (blockType != 2) {
         for (int j = 1; j < n || j == 1; ++j)
-            alias_reduce(pSrcXr, 18 * j);
+            alias_reduce_sse2(pSrcXr, 18 * j);
     } else if (mixedBlock && n >= 2) {
-        alias_reduce(pSrcXr, 18);
+        alias_reduce_sse2(pSrcXr, 18);
     }
     // Sub-bands below n are transformed in pairs of the same block type (the long pair of a
     // mixed block comes first); a partner at or above n takes zero lines, whose transform is
@@ -85,11 +51,14 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
     static constexpr int32_t kZeroLines[18] = {};
     const int active = n > prev ? n : prev;
     for (int sb = 0; sb < active; sb += 2) {
-        int32_t z[72] = {};
+        int32_t z[72];
         if (sb < n) {
             const int type = blockType == 2 && mixedBlock && sb < 2 ? 0 : blockType;
             imdct_pair_sse2(pSrcXr + 18 * sb, sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z,
                             type);
+        } else {
+            for (int32_t& v : z)
+                v = 0;
         }
         // Overlap-add; frequency inversion negates the odd time slots of the odd sub-band.
         // A partner at or above the active count stays silent and keeps its overlap.
