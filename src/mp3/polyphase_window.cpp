@@ -94,44 +94,61 @@ void accumulate(simd::I32x4 a, const uint32_t* w, simd::U64x2& even, simd::U64x2
 
 } // namespace
 
-void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
+namespace {
+
+// Outputs 4C .. 4C + 3. Groups 0-3 read the even-aged slots ascending from value 16 + 4C and
+// the odd-aged ones descending from 13 - 4C; groups 4-7 the odd-aged ones ascending from
+// 4C - 16 and the even-aged ones descending from 45 - 4C, except group 4, whose lane for
+// output 16 has a zero window: it reads from 28 and moves the values down one lane.
+template <int C> void window_group(const int32_t* v, int pos, int32_t* out) {
     using namespace simd;
     const I32x4 bias = splat(int32_t(0x80000000u));
-    const int32_t* slot[16];
-    for (int k = 0; k < 16; ++k)
-        slot[k] = v + 32 * ((pos + k) & 15);
-    for (int c = 0; c < 8; ++c) {
-        U64x2 upEven = zero64(), upOdd = upEven, downEven = upEven, downOdd = upEven;
-        I32x4 upSum = splat(0), downSum = upSum;
+    U64x2 upEven = zero64(), upOdd = upEven, downEven = upEven, downOdd = upEven;
+    I32x4 upSum = splat(0), downSum = upSum;
+    // Unrolled, the compiler reassociates the sums and spills every product.
 #if defined(__clang__)
 #pragma clang loop unroll(disable)
 #else
 #pragma GCC unroll 1
 #endif
-        for (int i = 0; i < 8; ++i) {
-            const int32_t* e = slot[2 * i];
-            const int32_t* o = slot[2 * i + 1];
-            I32x4 up, down;
-            if (c < 4) {
-                up = load(e + 16 + 4 * c);
-                down = load(o + 13 - 4 * c);
-            } else {
-                up = load(o + 4 * (c - 4));
-                // Group 4's last lane is output 16, whose even-aged term has a zero window.
-                down = c == 4 ? shift_down(load(e + 28)) : load(e + 45 - 4 * c);
-            }
-            up = up ^ bias;
-            down = down ^ bias;
-            upSum = upSum + up;
-            downSum = downSum + down;
-            accumulate(up, kUnsignedWindow.w[c][i][0], upEven, upOdd);
-            accumulate(down, kUnsignedWindow.w[c][i][2], downEven, downOdd);
+    for (int i = 0; i < 8; ++i) {
+        const int32_t* e = v + 32 * ((pos + 2 * i) & 15);
+        const int32_t* o = v + 32 * ((pos + 2 * i + 1) & 15);
+        I32x4 u, d;
+        if constexpr (C < 4) {
+            u = load(e + 16 + 4 * C);
+            d = load(o + 13 - 4 * C);
+        } else if constexpr (C == 4) {
+            u = load(o);
+            d = shift_down(load(e + 28));
+        } else {
+            u = load(o + 4 * C - 16);
+            d = load(e + 45 - 4 * C);
         }
-        const I32x4 ascending = low_words(upEven, upOdd) - upSum;
-        const I32x4 descending = low_words(downEven, downOdd) - downSum;
-        const I32x4 offset = load(reinterpret_cast<const int32_t*>(kUnsignedWindow.offset + 4 * c));
-        store(sum + 4 * c, ascending + reverse(descending) - offset);
+        u = u ^ bias;
+        d = d ^ bias;
+        upSum = upSum + u;
+        downSum = downSum + d;
+        accumulate(u, kUnsignedWindow.w[C][i][0], upEven, upOdd);
+        accumulate(d, kUnsignedWindow.w[C][i][2], downEven, downOdd);
     }
+    const I32x4 ascending = low_words(upEven, upOdd) - upSum;
+    const I32x4 descending = low_words(downEven, downOdd) - downSum;
+    const I32x4 offset = load(reinterpret_cast<const int32_t*>(kUnsignedWindow.offset + 4 * C));
+    store(out + 4 * C, ascending + reverse(descending) - offset);
+}
+
+} // namespace
+
+void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
+    window_group<0>(v, pos, sum);
+    window_group<1>(v, pos, sum);
+    window_group<2>(v, pos, sum);
+    window_group<3>(v, pos, sum);
+    window_group<4>(v, pos, sum);
+    window_group<5>(v, pos, sum);
+    window_group<6>(v, pos, sum);
+    window_group<7>(v, pos, sum);
 }
 
 } // namespace zem::mp3
