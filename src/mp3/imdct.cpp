@@ -83,7 +83,7 @@ using simd::constant;
 
 // E[n] = sum_{j < 9} e[j] cos(j (2n + 1) pi / 18), n = 0..8, from its even and odd halves:
 // E[8 - n] takes the odd terms with the opposite sign.
-template <class T> void dct9(const T* e, T* E) {
+template <class T> [[gnu::always_inline]] inline void dct9(const T* e, T* E) {
     for (int n = 0; n < 4; ++n) {
         T ev = e[0], od = e[1] * constant<T>(kLong.odd[0][n]);
         for (int m = 1; m <= 4; ++m)

@@ -27,7 +27,7 @@ constexpr LeeScales make_lee_scales() {
 constexpr LeeScales kLee = make_lee_scales();
 
 // Written once for double and for simd::F64x2 (two transforms in the two lanes).
-template <int N, class T> void dct_lee(const T* x, T* out) {
+template <int N, class T> [[gnu::always_inline]] inline void dct_lee(const T* x, T* out) {
     if constexpr (N == 1) {
         out[0] = x[0];
     } else {

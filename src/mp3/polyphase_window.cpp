@@ -100,7 +100,8 @@ namespace {
 // the odd-aged ones descending from 13 - 4C; groups 4-7 the odd-aged ones ascending from
 // 4C - 16 and the even-aged ones descending from 45 - 4C, except group 4, whose lane for
 // output 16 has a zero window: it reads from 28 and moves the values down one lane.
-template <int C> void window_group(const int32_t* v, int pos, int32_t* out) {
+// slot[2i] and slot[2i + 1] are the even- and odd-aged slots of term i.
+template <int C> void window_group(const int32_t* const* slot, int32_t* out) {
     using namespace simd;
     const I32x4 bias = splat(int32_t(0x80000000u));
     U64x2 upEven = zero64(), upOdd = upEven, downEven = upEven, downOdd = upEven;
@@ -112,8 +113,8 @@ template <int C> void window_group(const int32_t* v, int pos, int32_t* out) {
 #pragma GCC unroll 1
 #endif
     for (int i = 0; i < 8; ++i) {
-        const int32_t* e = v + 32 * ((pos + 2 * i) & 15);
-        const int32_t* o = v + 32 * ((pos + 2 * i + 1) & 15);
+        const int32_t* e = slot[2 * i];
+        const int32_t* o = slot[2 * i + 1];
         I32x4 u, d;
         if constexpr (C < 4) {
             u = load(e + 16 + 4 * C);
@@ -141,14 +142,17 @@ template <int C> void window_group(const int32_t* v, int pos, int32_t* out) {
 } // namespace
 
 void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
-    window_group<0>(v, pos, sum);
-    window_group<1>(v, pos, sum);
-    window_group<2>(v, pos, sum);
-    window_group<3>(v, pos, sum);
-    window_group<4>(v, pos, sum);
-    window_group<5>(v, pos, sum);
-    window_group<6>(v, pos, sum);
-    window_group<7>(v, pos, sum);
+    const int32_t* slot[16];
+    for (int k = 0; k < 16; ++k)
+        slot[k] = v + 32 * ((pos + k) & 15);
+    window_group<0>(slot, sum);
+    window_group<1>(slot, sum);
+    window_group<2>(slot, sum);
+    window_group<3>(slot, sum);
+    window_group<4>(slot, sum);
+    window_group<5>(slot, sum);
+    window_group<6>(slot, sum);
+    window_group<7>(slot, sum);
 }
 
 } // namespace zem::mp3
