@@ -39,6 +39,63 @@ inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
     return int32_t((uint32_t(magnitude) ^ (0u - negative)) + negative);
 }
 
+// The pair loops keep up to 64 stream bits left-aligned in a register, so that consuming a code
+// is a shift rather than a dependent load. Four-byte refills never start past byte `safe` of
+// the granule's bits (the byte of its last bit), which keeps every read within the three bytes
+// callers keep readable past the data; the rest of a region then goes bit cursor by cursor.
+class PairBits {
+  public:
+    PairBits(const BitCursor& bs, const uint8_t* start, int32_t startPos, int64_t budget)
+        : start_(start), startPos_(startPos),
+          safe_((int64_t(startPos) + budget - 1) >> 3), q_(bs.byte_ptr() - start) {
+        acc_ = uint64_t(load_be32(start + q_)) << (32 + bs.bit_pos());
+        n_ = 32 - bs.bit_pos();
+        q_ += 4;
+    }
+    // Room for two refills, enough for one pair: one before its code (at most 19 bits, so at
+    // least 14 stay) and one for a value (linbits and sign, at most 14 bits).
+    bool room() const { return q_ + 4 <= safe_; }
+    void refill(int needed = 33) {
+        if (n_ < needed) {
+            acc_ |= uint64_t(load_be32(start_ + q_)) << (32 - n_);
+            q_ += 4;
+            n_ += 32;
+        }
+    }
+    uint32_t window() const { return uint32_t(acc_ >> 32); }
+    void skip(int k) {
+        acc_ <<= k;
+        n_ -= k;
+    }
+    uint32_t take(int k) {
+        const uint32_t v = uint32_t(acc_ >> (64 - k));
+        skip(k);
+        return v;
+    }
+    int64_t consumed() const { return q_ * 8 - startPos_ - n_; }
+    BitCursor cursor() const {
+        const int64_t at = startPos_ + consumed();
+        return BitCursor(const_cast<uint8_t*>(start_) + (at >> 3), int32_t(at & 7));
+    }
+
+  private:
+    const uint8_t* start_;
+    int32_t startPos_;
+    int64_t safe_, q_;
+    uint64_t acc_ = 0;
+    int n_ = 0;
+};
+
+// One value of a pair from the register: linbits escape above 15, then the sign.
+inline int32_t escaped_value(PairBits& b, int32_t magnitude, int linbits) {
+    b.refill(linbits + 1);
+    if (magnitude == 15)
+        magnitude += int32_t(b.take(linbits));
+    if (magnitude == 0)
+        return 0;
+    return b.take(1) ? -magnitude : magnitude;
+}
+
 // One value of a pair: linbits escape above 15, then the sign.
 inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
     if (magnitude == 15)
@@ -55,8 +112,38 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                   const uint8_t* start, int32_t startPos, int64_t budget) {
     const Decoder& d = kDecoders[t.decoder];
     const FastDecoder& f = kFastDecoders[t.decoder];
+    int i = from;
+    if (i < to) {
+        PairBits b(bs, start, startPos, budget);
+        bool over = false;
+        if (t.linbits == 0) {
+            for (; i < to && b.room() && !over; i += 2) {
+                b.refill();
+                const uint32_t win = b.window();
+                int used = 0;
+                const uint32_t w = decode_code(win, d, f, used);
+                out[i] = signed_from(win, int32_t(w >> 12), used);
+                out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+                b.skip(used);
+                over = b.consumed() > budget;
+            }
+        } else {
+            for (; i < to && b.room() && !over; i += 2) {
+                b.refill();
+                int used = 0;
+                const uint32_t w = decode_code(b.window(), d, f, used);
+                b.skip(used);
+                out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
+                out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
+                over = b.consumed() > budget;
+            }
+        }
+        bs = b.cursor();
+        if (over)
+            return false;
+    }
     if (t.linbits == 0) {
-        for (int i = from; i < to; i += 2) {
+        for (; i < to; i += 2) {
             const uint32_t win = bs.window();
             int used = 0;
             const uint32_t w = decode_code(win, d, f, used);
@@ -68,7 +155,7 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
         }
         return true;
     }
-    for (int i = from; i < to; i += 2) {
+    for (; i < to; i += 2) {
         int used = 0;
         const uint32_t w = decode_code(bs.window(), d, f, used);
         bs.skip(used);
