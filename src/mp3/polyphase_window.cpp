@@ -65,6 +65,14 @@ constexpr UnsignedWindow make_unsigned_window() {
 
 constexpr UnsignedWindow kUnsignedWindow = make_unsigned_window();
 
+constexpr bool biased_window_is_unsigned() {
+    for (int32_t d : kSynthesisWindow16)
+        if (d <= -(1 << 18) || d >= (1 << 18))
+            return false;
+    return true;
+}
+static_assert(biased_window_is_unsigned());
+
 } // namespace
 
 void polyphase_window_scalar(const int32_t* v, int pos, int32_t* sum) {
