@@ -186,9 +186,9 @@ constexpr QuadLookup make_quad_lookup() {
 
 constexpr QuadLookup kQuadLookupA = make_quad_lookup();
 
-// Bits of one count1 quadruple (at most 10), with v, w, x, y stored at out[0..3].
-inline int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
-    const uint32_t win = bs.window();
+// Bits of one count1 quadruple (at most 10) from the window, with v, w, x, y stored at
+// out[0..3].
+inline int quad_from(uint32_t win, int32_t* out, bool tableB) {
     int used;
     uint32_t index;
     if (tableB) {
@@ -201,7 +201,6 @@ inline int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
     }
     for (int k = 0; k < 4; ++k)
         out[k] = signed_from(win, int32_t((index >> (3 - k)) & 1), used);
-    bs.skip(used);
     return used;
 }
 
@@ -268,9 +267,20 @@ ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int
     int64_t remaining = hufSize - bs.bits_since(start, startPos);
     int end = bv2;
     const bool tableB = g.count1table_select == 1;
-    while (end < kLines - 2 && remaining > 0) {
-        remaining -= decode_quad(bs, out + end, tableB);
-        end += 4;
+    if (end < kLines - 2 && remaining > 0) {
+        PairBits b(bs, start, startPos, hufSize);
+        for (; end < kLines - 2 && remaining > 0 && b.room(); end += 4) {
+            b.refill();
+            const int used = quad_from(b.window(), out + end, tableB);
+            b.skip(used);
+            remaining -= used;
+        }
+        bs = b.cursor();
+    }
+    for (; end < kLines - 2 && remaining > 0; end += 4) {
+        const int used = quad_from(bs.window(), out + end, tableB);
+        bs.skip(used);
+        remaining -= used;
     }
     if (remaining < 0) { // the last quadruple ran past the budget: it was not coded
         end -= 4;
