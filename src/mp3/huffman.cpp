@@ -46,8 +46,8 @@ inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
 class PairBits {
   public:
     PairBits(const BitCursor& bs, const uint8_t* start, int32_t startPos, int64_t budget)
-        : start_(start), startPos_(startPos),
-          safe_((int64_t(startPos) + budget - 1) >> 3), q_(bs.byte_ptr() - start) {
+        : start_(start), startPos_(startPos), safe_((int64_t(startPos) + budget - 1) >> 3),
+          q_(bs.byte_ptr() - start) {
         acc_ = uint64_t(load_be32(start + q_)) << (32 + bs.bit_pos());
         n_ = 32 - bs.bit_pos();
         q_ += 4;

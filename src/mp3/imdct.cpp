@@ -28,9 +28,15 @@ struct LongTables {
 constexpr double long_window(int type, int i) {
     const double normal = cmath::sin(kPi / 36.0 * (i + 0.5));
     if (type == 1)
-        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? cmath::sin(kPi / 12.0 * (i - 18 + 0.5)) : 0.0;
+        return i < 18   ? normal
+               : i < 24 ? 1.0
+               : i < 30 ? cmath::sin(kPi / 12.0 * (i - 18 + 0.5))
+                        : 0.0;
     if (type == 3)
-        return i < 6 ? 0.0 : i < 12 ? cmath::sin(kPi / 12.0 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
+        return i < 6    ? 0.0
+               : i < 12 ? cmath::sin(kPi / 12.0 * (i - 6 + 0.5))
+               : i < 18 ? 1.0
+                        : normal;
     return normal;
 }
 

@@ -1,6 +1,6 @@
-// Alias reduction and windowed inverse transforms of Layer III sub-bands: 18 lines (Q26) to 36 values (Q24),
-// computed in double precision and rounded to the nearest integer. A scalar reference for one
-// sub-band and an SSE2 version for two sub-bands of the same block type at once, with
+// Alias reduction and windowed inverse transforms of Layer III sub-bands: 18 lines (Q26) to 36
+// values (Q24), computed in double precision and rounded to the nearest integer. A scalar reference
+// for one sub-band and an SSE2 version for two sub-bands of the same block type at once, with
 // identical results.
 #pragma once
 
