@@ -227,9 +227,6 @@ struct Cx {
     float re, im;
 };
 inline Cx mul(Cx a, Cx b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
-inline Cx mulc(Cx a, Cx b) {
-    return {a.re * b.re + a.im * b.im, a.im * b.re - a.re * b.im};
-} // a conj(b)
 inline Cx conj(Cx a) { return {a.re, -a.im}; }
 
 const ZemFftSpec& inner_fft(const ZemDctSpec& s) {
