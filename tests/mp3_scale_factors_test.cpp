@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "support/bit_builder.hpp"
 #include "support/seed.hpp"
+#include "support/stream.hpp"
 #include "zemac.h"
 
 namespace {
@@ -221,39 +221,27 @@ TEST(Mp3ScaleFactors, Mpeg2PackUnpackForEveryScalefacCompress) {
 
 TEST(Mp3ScaleFactors, ArgumentChecksInOrderWriteNothing) {
     uint8_t bytes[64];
-    std::memset(bytes, 0xFF, sizeof bytes);
-    uint8_t* nullStream = nullptr;
+    uint8_t* none = nullptr;
     int8_t sf[40];
     const int32_t scfsi[4] = {};
-    const ZemMp3HeaderRec h1 = header(1), h2 = header(0, 1);
-    ZemMp3HeaderRec badExt = header(0, 4);
+    const ZemMp3HeaderRec h1 = header(1), h2 = header(0, 1), badExt = header(0, 4);
+    enum Null { kNone, kCursor, kByte, kPos, kSf, kGranule, kScfsi, kHeader };
+    constexpr ZemStatus kNull = zemStatusNullPointer, kArg = zemStatusBadArgument,
+                        kSide = zemStatusMp3BadSideInfo, kHead = zemStatusMp3BadFrameHeader;
     struct Case {
-        bool nullCursor, nullByte, nullPos, nullSf, nullGranule, nullScfsi, nullHeader;
+        Null null;
         int pos, granule, channel, sfc;
         const ZemMp3HeaderRec* h;
         ZemStatus want;
     } const cases[] = {
-        {true, false, false, false, false, false, false, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, false, true, false, false, false, false, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, false, false, true, false, false, false, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, false, false, false, true, false, false, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, false, false, false, false, true, false, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, false, false, false, false, false, true, 0, 0, 0, 0, &h1, zemStatusNullPointer},
-        {false, true, false, false, false, false, false, 8, 0, 0, 99, &h1, zemStatusNullPointer},
-        {false, false, false, false, false, false, false, 8, 0, 0, 99, &h1, zemStatusBadArgument},
-        {false, false, false, false, false, false, false, -1, 0, 0, 0, &h1, zemStatusBadArgument},
-        {false, false, false, false, false, false, false, 0, 2, 0, 99, &h1, zemStatusBadArgument},
-        {false, false, false, false, false, false, false, 0, 0, -1, 0, &h1, zemStatusBadArgument},
-        {false, false, false, false, false, false, false, 0, 0, 1, 512, &badExt,
-         zemStatusMp3BadSideInfo},
-        {false, false, false, false, false, false, false, 0, 0, 1, -1, &h2,
-         zemStatusMp3BadSideInfo},
-        {false, false, false, false, false, false, false, 0, 0, 1, 511, &badExt,
-         zemStatusMp3BadFrameHeader},
-        {false, false, false, false, false, false, false, 0, 0, 1, 16, &h1,
-         zemStatusMp3BadSideInfo},
-        {false, false, false, false, false, false, false, 0, 0, 1, -1, &h1,
-         zemStatusMp3BadSideInfo},
+        {kCursor, 0, 0, 0, 0, &h1, kNull}, {kPos, 0, 0, 0, 0, &h1, kNull},
+        {kSf, 0, 0, 0, 0, &h1, kNull},     {kGranule, 0, 0, 0, 0, &h1, kNull},
+        {kScfsi, 0, 0, 0, 0, &h1, kNull},  {kHeader, 0, 0, 0, 0, &h1, kNull},
+        {kByte, 8, 0, 0, 99, &h1, kNull},  {kNone, 8, 0, 0, 99, &h1, kArg},
+        {kNone, -1, 0, 0, 0, &h1, kArg},   {kNone, 0, 2, 0, 99, &h1, kArg},
+        {kNone, 0, 0, -1, 0, &h1, kArg},   {kNone, 0, 0, 1, 512, &badExt, kSide},
+        {kNone, 0, 0, 1, -1, &h2, kSide},  {kNone, 0, 0, 1, 511, &badExt, kHead},
+        {kNone, 0, 0, 1, 16, &h1, kSide},  {kNone, 0, 0, 1, -1, &h1, kSide},
     };
     for (const Case& c : cases) {
         for (int pack = 0; pack < 2; ++pack) {
@@ -263,25 +251,23 @@ TEST(Mp3ScaleFactors, ArgumentChecksInOrderWriteNothing) {
             uint8_t* p = bytes;
             int32_t pos = c.pos;
             ZemMp3GranuleRec g = granule_rec(c.sfc, 2, 1);
-            uint8_t** pp = c.nullCursor ? nullptr : c.nullByte ? &nullStream : &p;
-            int32_t* pp2 = c.nullPos ? nullptr : &pos;
-            int8_t* s = c.nullSf ? nullptr : sf;
-            ZemMp3GranuleRec* gr = c.nullGranule ? nullptr : &g;
-            const int32_t* fl = c.nullScfsi ? nullptr : scfsi;
-            const ZemMp3HeaderRec* hd = c.nullHeader ? nullptr : c.h;
-            const ZemStatus st =
+            uint8_t** pp = c.null == kCursor ? nullptr : c.null == kByte ? &none : &p;
+            int32_t* pp2 = c.null == kPos ? nullptr : &pos;
+            int8_t* s = c.null == kSf ? nullptr : sf;
+            ZemMp3GranuleRec* gr = c.null == kGranule ? nullptr : &g;
+            const int32_t* fl = c.null == kScfsi ? nullptr : scfsi;
+            const ZemMp3HeaderRec* hd = c.null == kHeader ? nullptr : c.h;
+            EXPECT_EQ(
                 pack
                     ? zemsPackScaleFactors_MP3_8s1u(s, pp, pp2, hd, gr, fl, c.granule, c.channel)
-                    : zemsUnpackScaleFactors_MP3_1u8s(pp, pp2, s, gr, fl, hd, c.granule, c.channel);
-            EXPECT_EQ(st, c.want);
+                    : zemsUnpackScaleFactors_MP3_1u8s(pp, pp2, s, gr, fl, hd, c.granule, c.channel),
+                c.want);
             EXPECT_EQ(p, bytes);
             EXPECT_EQ(pos, c.pos);
             EXPECT_EQ(g.preflag, 9);
             EXPECT_EQ(g.mixed_block_flag, 1);
-            for (int8_t v : sf)
-                ASSERT_EQ(v, 0x11);
-            for (uint8_t v : bytes)
-                ASSERT_EQ(v, 0x3C);
+            EXPECT_TRUE(zemtest::all_equal(sf, 40, 0x11));
+            EXPECT_TRUE(zemtest::all_equal(bytes, 64, 0x3C));
         }
     }
 }
