@@ -11,24 +11,6 @@ namespace {
 
 using zem::HuffCode;
 
-const HuffCode* spectral_codes(int cb) {
-    static const HuffCode* const kBooks[12] = {
-        nullptr,
-        zem::aac::kSpectralCodes1,
-        zem::aac::kSpectralCodes2,
-        zem::aac::kSpectralCodes3,
-        zem::aac::kSpectralCodes4,
-        zem::aac::kSpectralCodes5,
-        zem::aac::kSpectralCodes6,
-        zem::aac::kSpectralCodes7,
-        zem::aac::kSpectralCodes8,
-        zem::aac::kSpectralCodes9,
-        zem::aac::kSpectralCodes10,
-        zem::aac::kSpectralCodes11,
-    };
-    return kBooks[cb];
-}
-
 int largest_magnitude(int cb) {
     static const int kLav[12] = {0, 1, 1, 2, 2, 4, 4, 7, 7, 12, 12, 8191};
     return kLav[cb];
@@ -43,7 +25,7 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
             digit = 16;
         index = index * book.radix + digit;
     }
-    const HuffCode& c = spectral_codes(cb)[index];
+    const HuffCode& c = aac_spectral_codes(cb)[index];
     b.put(c.code, c.length);
     if (!book.hasSigns)
         return;
@@ -64,6 +46,15 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
 }
 
 } // namespace
+
+const HuffCode* aac_spectral_codes(int cb) {
+    using namespace zem::aac;
+    static const HuffCode* const kBooks[12] = {nullptr,         kSpectralCodes1,  kSpectralCodes2,
+                                               kSpectralCodes3, kSpectralCodes4,  kSpectralCodes5,
+                                               kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
+                                               kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
+    return kBooks[cb];
+}
 
 std::vector<int> aac_group_lengths(const AacChannel& ch) {
     if (ch.windowSequence != 2)
