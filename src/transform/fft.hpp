@@ -1,0 +1,75 @@
+// Single-precision complex FFT of length N = 2^order (order 0..28), interleaved or split data,
+// and the vector scaling helper. Every filter bank of the library computes its fast transforms
+// through this interface; specs are built once, read-only afterwards, and may be embedded in
+// the owner's state block (the size query is part of the owners' own size formulas).
+#pragma once
+
+#include <cstdint>
+
+#include "zemac/core.h"
+
+namespace zem {
+
+enum FftScaling : int32_t {
+    FftScaleFwdByN = 1,
+    FftScaleInvByN = 2,
+    FftScaleBySqrtN = 4,
+    FftNoScale = 8,
+};
+
+enum : int32_t { kFftTagInterleaved = 4, kFftTagSplit = 5 };
+
+constexpr int32_t kFftMaxOrder = 28;
+
+// Header of a spec, at the caller's spec memory rounded up to 32 bytes. Orders 0..5 keep no
+// tables (their twiddles are built in); from order 6 the twiddle table follows the header,
+// one run of h values e^(-j*pi*i/h) per butterfly half-length h (run h starts at entry h - 1);
+// for orders 6..15 the bit-reversal table follows it. Large orders keep only the first run
+// and read the later ones at a stride.
+struct ZemFftSpec {
+    int32_t tag;
+    int32_t order;
+    int32_t scaleFwd;
+    int32_t scaleInv;
+    float scale;
+    int32_t hint;
+    int32_t workSize;
+    int32_t allocated;
+    const int32_t* bitRev;  // entry j: 2 * (order - 2)-bit reversal of j; null for large orders
+    const float* twiddle;   // (re, im) pairs; null for orders 0..5
+    int32_t twiddleStrided; // 1: only the run of the longest stage is stored
+    int32_t blockOffset;    // bytes from the allocated block to the header (InitAlloc)
+};
+
+ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t hint, int32_t* pSizeSpec,
+                            int32_t* pSizeInit, int32_t* pSizeWork);
+ZemStatus zemFftInit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                     uint8_t* pMemSpec, uint8_t* pMemInit);
+ZemStatus zemFftInitSplit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                          uint8_t* pMemSpec, uint8_t* pMemInit);
+ZemStatus zemFftInitAlloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint);
+ZemStatus zemFftFree(ZemFftSpec* pSpec);
+ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize);
+ZemStatus zemFftFwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
+                    uint8_t* pWorkBuf);
+ZemStatus zemFftInv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
+                    uint8_t* pWorkBuf);
+ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
+                         const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
+
+// Multiplies len floats by factor (1.0: untouched, 0.0: zero-filled).
+ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len);
+
+// The in-place kernels over N interleaved complex values, unscaled, natural order in and out:
+// a scalar reference and the SSE2 version, which give identical bits.
+struct FftKernels {
+    void (*forward)(float* data, const ZemFftSpec& spec);
+    void (*inverse)(float* data, const ZemFftSpec& spec);
+};
+extern const FftKernels kFftScalar;
+extern const FftKernels kFftSse2;
+
+// The built-in twiddles of orders 0..5 (runs h = 1..16), for tests.
+const float* fft_builtin_twiddles();
+
+} // namespace zem
