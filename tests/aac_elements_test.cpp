@@ -13,39 +13,39 @@ using zemtest::BitBuilder;
 using zemtest::Cursor;
 using zemtest::filled;
 
-TEST(AacElements, PairWithoutCommonWindowReadsOneBit) {
-    BitBuilder b;
-    b.put(0, 1).put(0x7FFF, 15);
-    Cursor c(b);
-    ZemAacIcsRec ics = filled<ZemAacIcsRec>(0x5A);
-    ZemAacCpeRec cpe = filled<ZemAacCpeRec>(0x5A);
-    ASSERT_EQ(zemsDecodeChanPairElt_AAC(&c.p, &c.pos, &ics, &cpe, 0), zemStatusOk);
-    EXPECT_EQ(c.used(), 1);
-    EXPECT_EQ(cpe.common_window, 0);
-    EXPECT_EQ(cpe.ms_mask_present, 0x5A5A5A5A);
-    EXPECT_EQ(ics.window_sequence, 0x5A5A5A5A);
-}
-
-TEST(AacElements, WindowGroupingAndMsMask) {
+// A pair without a common window reads one bit; with one, the eight-short ICS info and the M/S
+// mask of every window group (flags alternating between groups).
+TEST(AacElements, PairGroupingAndMsMask) {
     struct Case {
-        int grouping;
+        int grouping; // -1: no common window
         std::vector<int> lengths;
-    } cases[] = {{0x7F, {8}}, {0x00, {1, 1, 1, 1, 1, 1, 1, 1}}, {0x35, {1, 3, 2, 2}}};
+    } const cases[] = {
+        {-1, {}}, {0x7F, {8}}, {0x00, {1, 1, 1, 1, 1, 1, 1, 1}}, {0x35, {1, 3, 2, 2}}};
     for (const Case& k : cases) {
         BitBuilder b;
-        b.put(1, 1).put(0, 1).put(2, 2).put(1, 1).put(3, 4).put(k.grouping, 7).put(1, 2);
+        if (k.grouping < 0)
+            b.put(0, 1).put(0x7FFF, 15);
+        else
+            b.put(1, 1).put(0, 1).put(2, 2).put(1, 1).put(3, 4).put(k.grouping, 7).put(1, 2);
         for (std::size_t g = 0; g < k.lengths.size(); ++g)
             b.put(g & 1 ? 0b101 : 0b011, 3);
         Cursor c(b);
         ZemAacIcsRec ics = filled<ZemAacIcsRec>(0x11);
-        ZemAacCpeRec cpe{};
+        ZemAacCpeRec cpe = filled<ZemAacCpeRec>(0x11);
         ASSERT_EQ(zemsDecodeChanPairElt_AAC(&c.p, &c.pos, &ics, &cpe, 0), zemStatusOk);
+        EXPECT_EQ(cpe.common_window, k.grouping >= 0);
+        if (k.grouping < 0) {
+            EXPECT_EQ(c.used(), 1);
+            EXPECT_EQ(cpe.ms_mask_present, 0x11111111);
+            EXPECT_EQ(ics.window_sequence, 0x11111111);
+            continue;
+        }
         EXPECT_EQ(c.used(), long(b.bit_count()));
         ASSERT_EQ(ics.num_window_groups, int(k.lengths.size()));
         for (std::size_t g = 0; g < k.lengths.size(); ++g) {
             EXPECT_EQ(ics.window_group_length[g], k.lengths[g]);
             EXPECT_EQ(cpe.ms_used[g][0], g & 1 ? 1 : 0);
-            EXPECT_EQ(cpe.ms_used[g][2], g & 1 ? 1 : 1);
+            EXPECT_EQ(cpe.ms_used[g][2], 1);
         }
         for (std::size_t g = k.lengths.size(); g < 8; ++g)
             EXPECT_EQ(ics.window_group_length[g], 0x11111111); // untouched
