@@ -172,7 +172,7 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
     ch.globalGain = pick(80, 180);
     const std::vector<int> groups = aac_group_lengths(ch);
     ch.coef.assign(1024, 0);
-    int scale = ch.globalGain, noise = 0;
+    int scale = ch.globalGain, noise = 0, position = 0;
     bool firstNoise = true;
     int32_t* area = ch.coef.data();
     for (int g : groups) {
@@ -195,7 +195,8 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
                         area[i] = x;
                     }
                 } else if (s.cb == 14 || s.cb == 15) {
-                    v = pick(-100, 100);
+                    // Intensity positions run on their own: consecutive ones at most 60 apart.
+                    v = position = std::clamp(pick(-100, 100), position - 60, position + 60);
                 } else if (s.cb == 13) {
                     noise = firstNoise
                                 ? pick(std::max(0, ch.globalGain - 346),
@@ -211,15 +212,6 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
         ch.sections.push_back(sections);
         area += (eightShort ? 128 : 1024) * g;
     }
-    // Intensity positions run on their own, so consecutive ones must stay 60 apart at most.
-    int position = 0;
-    for (std::size_t i = 0, band = 0; i < ch.sections.size(); ++i)
-        for (const AacSection& s : ch.sections[i])
-            for (int k = 0; k < s.length; ++k, ++band)
-                if (s.cb == 14 || s.cb == 15) {
-                    ch.sf[band] = std::clamp(ch.sf[band], position - 60, position + 60);
-                    position = ch.sf[band];
-                }
     if (withPulsesAndTns) {
         if (!eightShort && ch.maxSfb > 0 && pick(0, 1)) {
             ch.pulsesPresent = true;
