@@ -30,13 +30,11 @@ inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f
     return w;
 }
 
-// The sign bit at `used` of the window applied to a magnitude that has one, without a branch
-// (signs are as unpredictable as the data).
+// The sign bit at `used` of the window applied to a magnitude that has one.
 inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
-    const uint32_t present = magnitude != 0;
-    const uint32_t negative = (win << used >> 31) & present;
-    used += int(present);
-    return int32_t((uint32_t(magnitude) ^ (0u - negative)) + negative);
+    if (magnitude == 0)
+        return 0;
+    return ((win << used++) & 0x80000000u) != 0 ? -magnitude : magnitude;
 }
 
 // The pair loops keep up to 64 stream bits left-aligned in a register, so that consuming a code
