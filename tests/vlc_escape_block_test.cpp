@@ -229,7 +229,7 @@ TEST(VlcEscapeBlock, ArgumentChecksInOrder) {
     EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v, 2, nullptr, specs.enc()), zemStatusNullPointer);
     EXPECT_EQ(p, data);
     EXPECT_EQ(data[0], 0);
-    for (int misalign = 1; misalign < 32; misalign += 5) // addresses round up to the spec
+    for (int misalign = 1; misalign < 32; misalign += 5) // addresses round up to the record
         EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v, 2, &bits, specs.enc(misalign)), zemStatusOk)
             << misalign;
 }

@@ -15,7 +15,7 @@
 namespace {
 
 const char kUsage[] =
-    "usage: zemdec [--info] INPUT [OUTPUT]\n"
+    "usage: zemdec [--info] [--no-gapless] INPUT [OUTPUT]\n"
     "       zemdec --help\n"
     "\n"
     "Decodes an AAC-LC stream (ADTS frames, or an ADIF header and raw data\n"
@@ -25,13 +25,13 @@ const char kUsage[] =
     "MP3 decoding is gapless: the encoder delay and padding that a LAME info frame\n"
     "announces are trimmed.\n"
     "\n"
+    "  --info        print what the headers say instead of decoding: per frame the\n"
+    "                sampling rate, channels, profile or mode, frame length (and for\n"
+    "                AAC the raw data blocks; for ADIF the program config elements)\n"
     "  --no-gapless  keep every decoded MP3 sample\n"
-    "  --info    print what the headers say instead of decoding: per frame the\n"
-    "            sampling rate, channel configuration, profile, frame length and\n"
-    "            number of raw data blocks; for ADIF the program config elements\n"
-    "  --help    print this text\n"
-    "  OUTPUT    WAV file to write; defaults to INPUT with the extension .wav,\n"
-    "            '-' writes to standard output\n"
+    "  --help        print this text\n"
+    "  OUTPUT        WAV file to write; defaults to INPUT with the extension .wav,\n"
+    "                '-' writes to standard output\n"
     "\n"
     "With no INPUT, zemdec decodes the bundled sample streams into the current\n"
     "directory.\n"

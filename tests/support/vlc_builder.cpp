@@ -126,7 +126,7 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
     tupleAt_ = place(memory_, start + 128, d);
 }
 
-// A misaligned address still rounds up to the spec: step back 32 and forward by misalign.
+// A misaligned address still rounds up to the record: step back 32 and forward by misalign.
 const ZemVlcEncSpec* VlcSpecs::enc(int misalign) const {
     return reinterpret_cast<const ZemVlcEncSpec*>(memory_.data() + encAt_ -
                                                   (misalign ? 32 - misalign : 0));

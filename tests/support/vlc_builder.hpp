@@ -33,7 +33,7 @@ class VlcSpecs {
     VlcSpecs(const VlcSpecs&) = delete;
     VlcSpecs& operator=(const VlcSpecs&) = delete;
 
-    // Addresses with `misalign` bytes added: the functions round up to the spec.
+    // Addresses with `misalign` bytes added: the functions round them up to the record.
     const ZemVlcEncSpec* enc(int misalign = 0) const;
     const ZemVlcDecSpec* plain(int misalign = 0) const;
     const ZemVlcDecSpec* tuple(int misalign = 0) const;
