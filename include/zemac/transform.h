@@ -11,6 +11,7 @@ extern "C" {
 /* Opaque MDCT specification records. */
 typedef struct ZemMdctFwdSpec_32f ZemMdctFwdSpec_32f;
 typedef struct ZemMdctInvSpec_32f ZemMdctInvSpec_32f;
+typedef struct ZemMdctFwdSpec_16s ZemMdctFwdSpec_16s;
 
 /* MDCT of N time samples and N/2 coefficients, n0 = N/4 + 1/2:
      forward X[k] = 2 sum_n x[n] cos(2 pi/N (n + n0)(k + 1/2)), k < N/2;
@@ -60,6 +61,21 @@ ZEM_API ZemStatus zemsMDCTInv_32f(const float* pSrc, float* pDst, const ZemMdctI
                                   uint8_t* pWorkBuf);
 ZEM_API ZemStatus zemsMDCTInv_32f_I(float* pSrcDst, const ZemMdctInvSpec_32f* pSpec,
                                     uint8_t* pWorkBuf);
+
+/* 16-bit forward MDCT, N a power of two from 32: N samples in, N/2 coefficients out, each
+   X[k] 2^-scaleFactor of the forward definition above, rounded and saturated. The lifecycle
+   functions work as those of the 32f records (Init here checks ppSpec, pMemSpec and pMemInit,
+   all required, before the length). Statuses as there. */
+ZEM_API ZemStatus zemsMDCTFwdGetSize_16s(int32_t len, int32_t* pSizeSpec, int32_t* pSizeInit,
+                                         int32_t* pSizeWork);
+ZEM_API ZemStatus zemsMDCTFwdInit_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t len, uint8_t* pMemSpec,
+                                      uint8_t* pMemInit);
+ZEM_API ZemStatus zemsMDCTFwdInitAlloc_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t len);
+ZEM_API ZemStatus zemsMDCTFwdFree_16s(ZemMdctFwdSpec_16s* pSpec);
+ZEM_API ZemStatus zemsMDCTFwdGetBufSize_16s(const ZemMdctFwdSpec_16s* pSpec, int32_t* pSize);
+ZEM_API ZemStatus zemsMDCTFwd_16s_Sfs(const int16_t* pSrc, int16_t* pDst,
+                                      const ZemMdctFwdSpec_16s* pSpec, int32_t scaleFactor,
+                                      uint8_t* pWorkBuf);
 
 #ifdef __cplusplus
 }
