@@ -493,7 +493,7 @@ ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len) {
     if (factor == 1.0f)
         return zemStatusOk;
     if (factor == 0.0f)
-        return zemZeroBytes(pData, std::ptrdiff_t(len) * 4);
+        return zemZeroWords(pData, len); // a byte count would overflow 32 bits for long vectors
     int32_t i = 0;
     for (; i < len && (reinterpret_cast<std::uintptr_t>(pData + i) & 15) != 0; ++i)
         pData[i] *= factor;
