@@ -91,6 +91,7 @@ class Decoder {
     bool started_ = false;
     bool cceReported_ = false;
     bool wideReported_ = false;
+    bool direct_ = false; // this block's channels are synthesised into interleaved_
     long frame_ = 0;
     std::size_t offset_ = 0;
     ChannelState state_[kMaxChannels] = {};
@@ -159,8 +160,10 @@ void Decoder::synthesise(ChannelData& ch, int out) {
                                 ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
                                 sfi_, ch.winLen());
     ChannelState& s = state_[out];
-    zemsMDCTInv_AAC_32s16s(ch.spec, pcm_[out], s.overlap, ch.ics.window_sequence,
-                           ch.ics.window_shape, s.prevShape, 1);
+    // Mono and stereo go straight into the interleaved output.
+    int16_t* pcm = direct_ ? interleaved_.data() + out : pcm_[out];
+    zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence, ch.ics.window_shape,
+                           s.prevShape, direct_ ? layout_.channels : 1);
     s.prevShape = ch.ics.window_shape;
 }
 
@@ -243,6 +246,8 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
                              std::size_t offset) {
     frame_ = frame;
     offset_ = offset;
+    // Once the output format is fixed, the channel count of the layout no longer changes.
+    direct_ = started_ && layout_.channels <= 2;
     slotUsed_.assign(layout_.slots.size(), false);
     bool decoded[kMaxChannels] = {};
     for (;;) {
@@ -315,8 +320,9 @@ void Decoder::emit(const bool* decoded) {
             std::memset(pcm_[c], 0, sizeof pcm_[c]);
             std::memset(state_[c].overlap, 0, sizeof state_[c].overlap);
         }
-        for (int n = 0; n < 1024; ++n)
-            interleaved_[std::size_t(n * nch + c)] = pcm_[c][n];
+        if (!direct_ || !decoded[c])
+            for (int n = 0; n < 1024; ++n)
+                interleaved_[std::size_t(n * nch + c)] = pcm_[c][n];
     }
     out_.write(interleaved_.data(), 1024);
 }

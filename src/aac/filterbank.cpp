@@ -118,9 +118,8 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
     }
     zemAacImdctNorm_32s(pSrc, 1024);
     if (windowSequence == OnlyLong) {
-        const OnlyLongKernel kernel = dstStep == 1 ? only_long_sse2 : only_long_scalar;
-        kernel(pSrc, pOverlap, long_window(prevWindowShape), long_window(windowShape), pDst,
-               dstStep);
+        only_long_sse2(pSrc, pOverlap, long_window(prevWindowShape), long_window(windowShape), pDst,
+                       dstStep);
         return zemStatusOk;
     }
     const HalfWindow rise = first_half(windowSequence, prevWindowShape);

@@ -3,6 +3,7 @@
 // form.
 #include "zemac.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "aac/huffman_tree.hpp"
@@ -171,6 +172,19 @@ bool read_escape(BitCursor& bc, int32_t& value) {
     return true;
 }
 
+template <int Count> constexpr int longest(const HuffCode (&codes)[Count]) {
+    int n = 0;
+    for (const HuffCode& c : codes)
+        n = c.length > n ? c.length : n;
+    return n;
+}
+constexpr int kLongestSpectralCode =
+    std::max({longest(kSpectralCodes1), longest(kSpectralCodes2), longest(kSpectralCodes3),
+              longest(kSpectralCodes4), longest(kSpectralCodes5), longest(kSpectralCodes6),
+              longest(kSpectralCodes7), longest(kSpectralCodes8), longest(kSpectralCodes9),
+              longest(kSpectralCodes10), longest(kSpectralCodes11)});
+static_assert(kLongestSpectralCode + 4 <= 25, "a codeword and its signs fit one cursor window");
+
 // Decodes count values (a multiple of Dim) with codebook cb of that dimension. Sign bits
 // follow the codeword, one per non-zero value; escapes (codebook 11) follow the signs.
 template <int Dim, bool HasSigns>
@@ -179,17 +193,26 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
     const SpectralLookup lookup = spectral_decoder(cb);
     for (int i = 0; i < count; i += Dim) {
         int bits = 0;
-        const uint32_t leaf = decode_codeword(lookup.first, lookup.tree, bc.window(), bits);
-        bc.skip(bits);
+        const uint32_t window = bc.window();
+        const uint32_t leaf = decode_codeword(lookup.first, lookup.tree, window, bits);
         int32_t v[Dim];
         for (int j = 0; j < Dim; ++j) {
             const uint32_t field = (leaf >> (2 + kFieldBits * j)) & ((1u << kFieldBits) - 1);
             v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
         }
         if constexpr (HasSigns) {
+            // The sign bits still sit in the window behind the codeword.
+            uint32_t signs = window << bits;
             for (int j = 0; j < Dim; ++j)
-                if (v[j] != 0 && bc.read(1))
-                    v[j] = -v[j];
+                if (v[j] != 0) {
+                    if (signs & 0x80000000u)
+                        v[j] = -v[j];
+                    signs <<= 1;
+                    ++bits;
+                }
+        }
+        bc.skip(bits);
+        if constexpr (HasSigns) {
             if (cb == 11)
                 for (int j = 0; j < Dim; ++j)
                     if ((v[j] == 16 || v[j] == -16) && !read_escape(bc, v[j]))

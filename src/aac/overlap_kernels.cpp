@@ -27,7 +27,7 @@ void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, c
 }
 
 void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
-                    int16_t* pcm, int) {
+                    int16_t* pcm, int dstStep) {
     using namespace simd;
     const I32x4 zero = splat(0), round = splat(4);
     for (int n = 0; n < 1024; n += 8) {
@@ -37,7 +37,10 @@ void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, con
             const I32x4 x = m < 512 ? load(X + m) : zero - reverse(load(X + 1020 - m));
             y[h] = sar(mul_shr31(load(rise + m), x) + load(overlap + m) + round, 3);
         }
-        store_sat16(pcm + n, y[0], y[1]);
+        if (dstStep == 1)
+            store_sat16(pcm + n, y[0], y[1]);
+        else
+            store_sat16_stride2(pcm + 2 * n, y[0], y[1]);
     }
     for (int n = 0; n < 1024; n += 4) {
         const I32x4 w = reverse(load(fall + 1020 - n));

@@ -8,13 +8,10 @@ namespace zem::aac {
 
 // X: compact IMDCT output (see mdct_core.hpp); rise/fall: the rising halves of the previous and
 // the current long window (Q31); overlap: 1024 values, read and replaced; pcm: 1024 samples at
-// stride dstStep, each (sum + 4) >> 3 saturated.
-using OnlyLongKernel = void (*)(const int32_t* X, int32_t* overlap, const int32_t* rise,
-                                const int32_t* fall, int16_t* pcm, int dstStep);
-
+// stride dstStep (1 or 2), each (sum + 4) >> 3 saturated; with stride 2 the samples between are
+// left alone.
 void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                       int16_t* pcm, int dstStep);
-// Unit stride only.
 void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                     int16_t* pcm, int dstStep);
 

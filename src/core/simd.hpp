@@ -53,6 +53,20 @@ inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a.v, b.v));
 }
 
+// The same eight values at every second element (p[0], p[2], ..., p[14]); the elements between
+// are neither read nor written, so another channel may fill them at the same time.
+inline void store_sat16_stride2(int16_t* p, I32x4 a, I32x4 b) {
+    const __m128i v = _mm_packs_epi32(a.v, b.v);
+    p[0] = int16_t(_mm_extract_epi16(v, 0));
+    p[2] = int16_t(_mm_extract_epi16(v, 1));
+    p[4] = int16_t(_mm_extract_epi16(v, 2));
+    p[6] = int16_t(_mm_extract_epi16(v, 3));
+    p[8] = int16_t(_mm_extract_epi16(v, 4));
+    p[10] = int16_t(_mm_extract_epi16(v, 5));
+    p[12] = int16_t(_mm_extract_epi16(v, 6));
+    p[14] = int16_t(_mm_extract_epi16(v, 7));
+}
+
 // Two doubles.
 struct F64x2 {
     __m128d v;

@@ -372,6 +372,32 @@ const FftKernels kFftSse2 = {fft_sse2<false>, fft_sse2<true>};
 
 const float* fft_builtin_twiddles() { return kBuiltin.v; }
 
+FftCoreSizes fft_core_sizes(int32_t order) {
+    const int64_t n = int64_t(1) << order;
+    if (order <= kTableMaxOrder)
+        return {a32(8 * n + 8) + a32(n + 4), a32(8 * n)};
+    const LargeSizes s = large_sizes(order);
+    return {s.spec, s.work};
+}
+
+int64_t fft_footprint(int32_t order) {
+    const int64_t n = int64_t(1) << order;
+    if (order <= kSmallMaxOrder)
+        return sizeof(ZemFftSpec);
+    if (order <= kTableMaxOrder)
+        return kHeaderBytes + a32(8 * n + 8) + n + 4;
+    return kHeaderBytes + 4 * n;
+}
+
+void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t*) {
+    if (inverse)
+        kFftSse2.inverse(data, spec);
+    else
+        kFftSse2.forward(data, spec);
+}
+
+float fft_inv_sqrt(float n) { return inv_sqrt_refined(n); }
+
 ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t, int32_t* pSizeSpec,
                             int32_t* pSizeInit, int32_t* pSizeWork) {
     if (order < 0 || order > 30)

@@ -50,10 +50,8 @@ ZemStatus zemFftInitSplit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMod
 ZemStatus zemFftInitAlloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint);
 ZemStatus zemFftFree(ZemFftSpec* pSpec);
 ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize);
-ZemStatus zemFftFwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
-                    uint8_t* pWorkBuf);
-ZemStatus zemFftInv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
-                    uint8_t* pWorkBuf);
+ZemStatus zemFftFwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus zemFftInv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
 ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
                          const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
 
@@ -68,6 +66,18 @@ struct FftKernels {
 };
 extern const FftKernels kFftScalar;
 extern const FftKernels kFftSse2;
+
+// For owners that embed a spec (the DCT): table and work bytes of orders 6..28 before the
+// header and slack; the bytes a spec occupies from its 32-byte aligned start; the unscaled
+// transform in place on the spec's N values with the spec's work area (unused when its work
+// size is 0); the refined reciprocal square root used for the 1/sqrt(N) scale.
+struct FftCoreSizes {
+    int64_t spec, work;
+};
+FftCoreSizes fft_core_sizes(int32_t order);
+int64_t fft_footprint(int32_t order);
+void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t* work);
+float fft_inv_sqrt(float n);
 
 // The built-in twiddles of orders 0..5 (runs h = 1..16), for tests.
 const float* fft_builtin_twiddles();

@@ -1,0 +1,228 @@
+// DCT: size formulas and limits, every path against a double-precision evaluation of the
+// definition, round trips, the spec and work buffers filled to their last byte, argument and
+// tag checks, allocation failure of the on-the-fly work buffer.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "support/seed.hpp"
+#include "transform/dct.hpp"
+#include "transform/fft.hpp"
+#include "zemcore_testing.h"
+
+using namespace zem;
+
+namespace {
+
+constexpr uint8_t kGuard = 0xC5;
+
+// A spec built at an address 1 past a 32-byte boundary (the most slack the sizes allow for)
+// in a block of exactly the reported size, followed by guard bytes; the same for the work buffer.
+struct Dct {
+    std::vector<uint8_t> mem, init, work;
+    ZemDctSpec* spec = nullptr;
+    int32_t sizeSpec = 0, sizeWork = 0;
+    Dct(int32_t n, bool inverse) {
+        int32_t sizeInit = 0;
+        EXPECT_EQ(zemDctGetBufSizes(n, 0, &sizeSpec, &sizeInit, &sizeWork), zemStatusOk);
+        mem.assign(sizeSpec + 64, kGuard);
+        init.assign(sizeInit + 1, 0);
+        work.assign(sizeWork + 64, kGuard);
+        auto fn = inverse ? zemDctInvInit : zemDctFwdInit;
+        EXPECT_EQ(fn(&spec, n, 0, spec_mem(), init.data()), zemStatusOk) << n;
+    }
+    static uint8_t* first_after_boundary(std::vector<uint8_t>& v) {
+        const auto p = reinterpret_cast<std::uintptr_t>(v.data());
+        return v.data() + ((33 - p % 32) % 32);
+    }
+    uint8_t* spec_mem() { return first_after_boundary(mem); }
+    uint8_t* work_mem() { return first_after_boundary(work); }
+    bool guards_intact() {
+        const uint8_t* s = spec_mem() + sizeSpec;
+        const uint8_t* w = work_mem() + sizeWork;
+        for (int i = 0; i < 16; ++i)
+            if (s[i] != kGuard || w[i] != kGuard)
+                return false;
+        return true;
+    }
+};
+
+// y[k] = c(k) sum x[m] cos(pi (2m+1) k / 2n), or its transpose, in double precision.
+std::vector<double> reference(const std::vector<float>& in, bool inverse) {
+    const std::size_t n = in.size();
+    std::vector<double> cosines(4 * n), out(n, 0.0);
+    for (std::size_t i = 0; i < 4 * n; ++i)
+        cosines[i] = std::cos(6.283185307179586476925 * double(i) / double(4 * n));
+    auto c = [n](std::size_t k) { return k == 0 ? std::sqrt(1.0 / n) : std::sqrt(2.0 / n); };
+    for (std::size_t k = 0; k < n; ++k)
+        for (std::size_t m = 0; m < n; ++m) {
+            const double t = cosines[((2 * m + 1) * k) % (4 * n)] * c(k);
+            if (inverse)
+                out[m] += in[k] * t;
+            else
+                out[k] += in[m] * t;
+        }
+    return out;
+}
+
+double rel_l2(const std::vector<float>& got, const std::vector<double>& want) {
+    double num = 0, den = 0;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        num += (got[i] - want[i]) * (got[i] - want[i]);
+        den += want[i] * want[i];
+    }
+    return std::sqrt(num / den);
+}
+
+std::vector<float> random_floats(std::size_t n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    std::vector<float> v(n);
+    for (auto& x : v)
+        x = u(rng);
+    return v;
+}
+
+} // namespace
+
+TEST(TransformDct, SizeQueryAnchorsLimitsAndChecks) {
+    struct Row {
+        int32_t n, spec, init, work;
+    } rows[] = {
+        {1, 100, 0, 0},
+        {8, 100, 0, 0},
+        {3, 176, 0, 44},
+        {45, 848, 0, 212},
+        {16, 308, 0, 96},
+        {32, 512, 0, 160},
+        {64, 768, 0, 288},
+        {128, 1920, 0, 1088},
+        {2048, 25920, 2144, 16448},
+        {46, 1960, 576, 1088},
+        {47, 3624, 1088, 2112},
+        {1000, 29728, 8256, 16448},
+        {524288, 11686464, 524384, 2228288},
+        {1 << 26, 1477042656, 67108960, 268566592},
+        {0x01FFFFFF, 1611866696, 67108960, 537002048},
+    };
+    for (const Row& r : rows) {
+        int32_t s = -1, i = -1, w = -1;
+        ASSERT_EQ(zemDctGetBufSizes(r.n, 3, &s, &i, &w), zemStatusOk) << r.n;
+        EXPECT_EQ(s, r.spec) << r.n;
+        EXPECT_EQ(i, r.init) << r.n;
+        EXPECT_EQ(w, r.work) << r.n;
+    }
+    // Beyond the documented limits, and the powers of two whose spec would pass 2^31 - 1 bytes.
+    int32_t s, i, w;
+    for (int32_t n : {0, -4, 1 << 27, 1 << 28, 1 << 30, 0x02000001, 0x03FFFFFF, INT32_MAX}) {
+        EXPECT_EQ(zemDctGetBufSizes(n, 0, &s, &i, &w), zemStatusBadSize) << n;
+        uint8_t mem[64];
+        ZemDctSpec* spec = nullptr;
+        EXPECT_EQ(zemDctFwdInit(&spec, n, 0, mem, mem), zemStatusBadSize) << n;
+        EXPECT_EQ(spec, nullptr);
+    }
+    EXPECT_EQ(zemDctGetBufSizes(0, 0, nullptr, &i, &w), zemStatusBadSize);
+    EXPECT_EQ(zemDctGetBufSizes(5, 0, &s, nullptr, &w), zemStatusNullPointer);
+}
+
+// Every path (straight-line, direct, power of two, chirp-z for odd and even L) in both
+// directions against the definition, in place and out of place, within the exact buffers.
+TEST(TransformDct, MatchesDefinitionOnEveryPath) {
+    const unsigned seed = zemtest::seed();
+    const bool shortSweep = std::getenv("ZEM_SHORT_SWEEPS") != nullptr;
+    std::vector<int32_t> lengths = {1,   2,   3,   4,   5,    6,    7,    8,    12,   16,
+                                    31,  32,  45,  46,  47,   48,   64,   100,  127,  128,
+                                    255, 256, 320, 512, 1000, 1024, 1025, 2048, 3000, 4096};
+    if (!shortSweep)
+        lengths.insert(lengths.end(), {4097, 6144, 8192});
+    double worst = 0;
+    for (int32_t n : lengths)
+        for (bool inverse : {false, true}) {
+            Dct d(n, inverse);
+            const std::vector<float> x = random_floats(n, seed + 2 * n + inverse);
+            const std::vector<double> want = reference(x, inverse);
+            std::vector<float> y(n), z = x;
+            auto fn = inverse ? zemDctInv : zemDctFwd;
+            ASSERT_EQ(fn(x.data(), y.data(), d.spec, d.work_mem()), zemStatusOk) << n;
+            ASSERT_EQ(fn(z.data(), z.data(), d.spec, nullptr), zemStatusOk) << n;
+            EXPECT_EQ(y, z) << "in place differs, n " << n;
+            const double err = rel_l2(y, want);
+            // The chirp-z lengths run two single-precision FFTs of twice their length.
+            const bool chirp = n >= 46 && (n & (n - 1)) != 0;
+            EXPECT_LE(err, n > 4096 ? 3e-7
+                           : chirp  ? 2.5e-7
+                                    : 1.5e-7)
+                << "n " << n << " inverse " << inverse;
+            worst = std::max(worst, err);
+            EXPECT_TRUE(d.guards_intact()) << n;
+        }
+    RecordProperty("worst_rel_l2_e9", std::to_string(worst * 1e9));
+}
+
+TEST(TransformDct, RoundTripAndConstantInput) {
+    const unsigned seed = zemtest::seed();
+    for (int32_t n : {2, 4, 8, 9, 16, 40, 64, 50, 51, 512, 999}) {
+        Dct f(n, false), b(n, true);
+        const std::vector<float> x = random_floats(n, seed ^ n);
+        std::vector<float> y(n), z(n);
+        ASSERT_EQ(zemDctFwd(x.data(), y.data(), f.spec, f.work_mem()), zemStatusOk);
+        ASSERT_EQ(zemDctInv(y.data(), z.data(), b.spec, b.work_mem()), zemStatusOk);
+        for (int32_t k = 0; k < n; ++k)
+            ASSERT_NEAR(z[k], x[k], 1e-6) << n << " " << k;
+        // A constant vector: sqrt(n) times the value in output 0, nothing elsewhere.
+        std::vector<float> c(n, 0.75f);
+        ASSERT_EQ(zemDctFwd(c.data(), y.data(), f.spec, nullptr), zemStatusOk);
+        EXPECT_NEAR(y[0], 0.75 * std::sqrt(double(n)), 4e-7 * std::sqrt(double(n))) << n;
+        for (int32_t k = 1; k < n; ++k)
+            ASSERT_NEAR(y[k], 0.0f, 2e-6) << n << " " << k;
+    }
+}
+
+TEST(TransformDct, ArgumentChecksTagsAndAllocationFailure) {
+    Dct f(46, false), b(46, true);
+    std::vector<float> x(46, 1.0f), y(46, 5.0f);
+    const std::vector<float> keep = y;
+    // Pointers first, then the tag: an inverse spec (and an FFT spec) fail the forward call.
+    EXPECT_EQ(zemDctFwd(nullptr, y.data(), b.spec, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemDctFwd(x.data(), y.data(), nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemDctFwd(x.data(), y.data(), b.spec, nullptr), zemStatusContextMismatch);
+    EXPECT_EQ(zemDctInv(x.data(), y.data(), f.spec, nullptr), zemStatusContextMismatch);
+    ZemFftSpec* fft = nullptr;
+    ASSERT_EQ(zemFftInitAlloc(&fft, 4, FftNoScale, 0), zemStatusOk);
+    EXPECT_EQ(zemDctInv(x.data(), y.data(), reinterpret_cast<ZemDctSpec*>(fft), nullptr),
+              zemStatusContextMismatch);
+    EXPECT_EQ(zemFftFree(fft), zemStatusOk);
+    EXPECT_EQ(y, keep);
+
+    // Init: length, then pointers, then the limits; the chirp-z lengths need the init scratch.
+    ZemDctSpec* out = nullptr;
+    uint8_t mem[512];
+    EXPECT_EQ(zemDctFwdInit(nullptr, 0, 0, mem, nullptr), zemStatusBadSize);
+    EXPECT_EQ(zemDctFwdInit(nullptr, 8, 0, mem, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemDctInvInit(&out, 8, 0, nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemDctInvInit(&out, 46, 0, f.mem.data(), nullptr), zemStatusNullPointer);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(zemDctInvInit(&out, 8, 7, mem, nullptr), zemStatusOk);
+    EXPECT_EQ(out->hint, 7);
+
+    // The on-the-fly work buffer: its failure leaves the output unwritten and leaks nothing.
+    const long before = zemcoreOutstandingBlocks();
+    for (int32_t n : {12, 46, 64}) {
+        Dct d(n, false);
+        std::vector<float> in(n, 1.0f), res(n, 5.0f);
+        zemcoreFailAllocation(1);
+        EXPECT_EQ(zemDctFwd(in.data(), res.data(), d.spec, nullptr), zemStatusNoMemory) << n;
+        zemcoreFailAllocation(0);
+        EXPECT_EQ(res, std::vector<float>(n, 5.0f));
+        EXPECT_EQ(zemDctFwd(in.data(), res.data(), d.spec, nullptr), zemStatusOk);
+    }
+    // The small kernels need no work buffer at all.
+    zemcoreFailAllocation(1);
+    EXPECT_EQ(zemDctInv(x.data(), y.data(), out, nullptr), zemStatusOk);
+    zemcoreFailAllocation(0);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+}
