@@ -2,62 +2,50 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
-#include "support/bit_builder.hpp"
+#include "support/stream.hpp"
 #include "zemac.h"
 
 namespace {
 
 using zemtest::BitBuilder;
+using zemtest::Cursor;
+using zemtest::filled;
 
-struct Cursor {
-    std::vector<uint8_t> bytes;
-    uint8_t* p;
-    int32_t pos = 0;
-    explicit Cursor(const BitBuilder& b, int padding = 3)
-        : bytes(b.bytes(std::size_t(padding))), p(bytes.data()) {}
-    long used() const { return long(p - bytes.data()) * 8 + pos; }
-};
-
-TEST(AacElements, PairWithoutCommonWindowReadsOneBit) {
-    BitBuilder b;
-    b.put(0, 1).put(0x7FFF, 15);
-    Cursor c(b);
-    ZemAacIcsRec ics;
-    ZemAacCpeRec cpe;
-    std::memset(&ics, 0x5A, sizeof ics);
-    std::memset(&cpe, 0x5A, sizeof cpe);
-    ASSERT_EQ(zemsDecodeChanPairElt_AAC(&c.p, &c.pos, &ics, &cpe, 0), zemStatusOk);
-    EXPECT_EQ(c.used(), 1);
-    EXPECT_EQ(cpe.common_window, 0);
-    EXPECT_EQ(cpe.ms_mask_present, 0x5A5A5A5A);
-    EXPECT_EQ(ics.window_sequence, 0x5A5A5A5A);
-}
-
-TEST(AacElements, WindowGroupingAndMsMask) {
+// A pair without a common window reads one bit; with one, the eight-short ICS info and the M/S
+// mask of every window group (flags alternating between groups).
+TEST(AacElements, PairGroupingAndMsMask) {
     struct Case {
-        int grouping;
+        int grouping; // -1: no common window
         std::vector<int> lengths;
-    } cases[] = {{0x7F, {8}}, {0x00, {1, 1, 1, 1, 1, 1, 1, 1}}, {0x35, {1, 3, 2, 2}}};
+    } const cases[] = {
+        {-1, {}}, {0x7F, {8}}, {0x00, {1, 1, 1, 1, 1, 1, 1, 1}}, {0x35, {1, 3, 2, 2}}};
     for (const Case& k : cases) {
         BitBuilder b;
-        b.put(1, 1).put(0, 1).put(2, 2).put(1, 1).put(3, 4).put(k.grouping, 7).put(1, 2);
+        if (k.grouping < 0)
+            b.put(0, 1).put(0x7FFF, 15);
+        else
+            b.put(1, 1).put(0, 1).put(2, 2).put(1, 1).put(3, 4).put(k.grouping, 7).put(1, 2);
         for (std::size_t g = 0; g < k.lengths.size(); ++g)
             b.put(g & 1 ? 0b101 : 0b011, 3);
         Cursor c(b);
-        ZemAacIcsRec ics;
-        ZemAacCpeRec cpe{};
-        std::memset(&ics, 0x11, sizeof ics);
+        ZemAacIcsRec ics = filled<ZemAacIcsRec>(0x11);
+        ZemAacCpeRec cpe = filled<ZemAacCpeRec>(0x11);
         ASSERT_EQ(zemsDecodeChanPairElt_AAC(&c.p, &c.pos, &ics, &cpe, 0), zemStatusOk);
+        EXPECT_EQ(cpe.common_window, k.grouping >= 0);
+        if (k.grouping < 0) {
+            EXPECT_EQ(c.used(), 1);
+            EXPECT_EQ(cpe.ms_mask_present, 0x11111111);
+            EXPECT_EQ(ics.window_sequence, 0x11111111);
+            continue;
+        }
         EXPECT_EQ(c.used(), long(b.bit_count()));
         ASSERT_EQ(ics.num_window_groups, int(k.lengths.size()));
         for (std::size_t g = 0; g < k.lengths.size(); ++g) {
             EXPECT_EQ(ics.window_group_length[g], k.lengths[g]);
             EXPECT_EQ(cpe.ms_used[g][0], g & 1 ? 1 : 0);
-            EXPECT_EQ(cpe.ms_used[g][2], g & 1 ? 1 : 1);
+            EXPECT_EQ(cpe.ms_used[g][2], 1);
         }
         for (std::size_t g = k.lengths.size(); g < 8; ++g)
             EXPECT_EQ(ics.window_group_length[g], 0x11111111); // untouched
@@ -73,9 +61,8 @@ TEST(AacElements, PredictionFlagsUpToTheLimit) {
         b.put(i & 1, 1);
     b.put(0, 2);
     Cursor c(b);
-    ZemAacIcsRec ics;
+    ZemAacIcsRec ics = filled<ZemAacIcsRec>(0x33);
     ZemAacCpeRec cpe{};
-    std::memset(&ics, 0x33, sizeof ics);
     ASSERT_EQ(zemsDecodeChanPairElt_AAC(&c.p, &c.pos, &ics, &cpe, 41), zemStatusOk);
     EXPECT_EQ(c.used(), long(b.bit_count()));
     EXPECT_EQ(ics.predictor_reset_group_number, 17);
@@ -96,8 +83,7 @@ TEST(AacElements, Mp4PairWithLtpForBothChannels) {
     Cursor c(b);
     ZemAacIcsRec ics;
     ZemAacCpeRec cpe{};
-    ZemAacLayerMainRec main;
-    std::memset(&main, 0x44, sizeof main);
+    ZemAacLayerMainRec main = filled<ZemAacLayerMainRec>(0x44);
     ASSERT_EQ(zemsDecodeChanPairElt_MP4_AAC(&c.p, &c.pos, &ics, &cpe, &main, 0, 2), zemStatusOk);
     EXPECT_EQ(c.used(), long(b.bit_count()));
     EXPECT_EQ(main.ltp[0].ltp_data_present, 1);
@@ -119,8 +105,7 @@ TEST(AacElements, DataStreamAndFill) {
         b.put(0, 3).put(9, 4).put(1, 1).put(255, 8).put(255, 8).align();
         for (int i = 0; i < 510; ++i)
             b.put(i & 0xFF, 8);
-        Cursor c(b);
-        c.pos = 3;
+        Cursor c(b, 3);
         int32_t tag = 0, count = 0;
         uint8_t data[510];
         ASSERT_EQ(zemsDecodeDatStrElt_AAC(&c.p, &c.pos, &tag, &count, data), zemStatusOk);
@@ -164,8 +149,7 @@ TEST(AacElements, MainHeaderWithShortLtp) {
     for (int mode : {0, 1}) {
         Cursor c(b);
         uint8_t ms[8 * 60] = {};
-        ZemAacLayerMainRec m;
-        std::memset(&m, 0x66, sizeof m);
+        ZemAacLayerMainRec m = filled<ZemAacLayerMainRec>(0x66);
         m.pMsUsed = ms;
         EXPECT_EQ(zemsDecodeMainHeader_AAC(&c.p, &c.pos, &m, 2, mode),
                   mode ? zemStatusModeUnsupported : zemStatusOk);
@@ -234,14 +218,8 @@ TEST(AacElements, ExtensionHeader) {
 
 // Real frames of an FFmpeg AAC-LC stream (noise substitution, intensity and M/S on, short
 // windows): every element parses and the raw data block ends exactly at the frame's end.
-std::vector<uint8_t> read_file(const char* path) {
-    std::ifstream f(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(f), {}};
-}
-
 void parse_every_frame(const char* name, bool lowComplexity) {
-    std::vector<uint8_t> file =
-        read_file((std::string(ZEM_TEST_DATA_DIR) + "/aac/" + name).c_str());
+    std::vector<uint8_t> file = zemtest::read_file(std::string("aac/") + name);
     ASSERT_FALSE(file.empty()) << name;
     file.resize(file.size() + 3, 0);
     std::size_t at = 0;
@@ -254,18 +232,18 @@ void parse_every_frame(const char* name, bool lowComplexity) {
         ASSERT_EQ(zemsUnpackADTSFrameHeader_AAC(&p, &h), zemStatusOk);
         const uint8_t* end = file.data() + at + h.aac_frame_length;
         int32_t pos = 0;
-        for (;;) {
-            const int id = int(zemtest::bits_at(p, std::size_t(pos), 3));
-            pos += 3;
+        auto skip = [&](int bits) {
+            pos += bits;
             p += pos >> 3;
             pos &= 7;
+        };
+        for (;;) {
+            const int id = int(zemtest::bits_at(p, std::size_t(pos), 3));
+            skip(3);
             if (id == 7)
                 break;
-            uint8_t* q = p;
-            (void)q;
             if (id == 0 || id == 1 || id == 3) {
-                p += (pos + 4) >> 3;
-                pos = (pos + 4) & 7;
+                skip(4); // instance tag
                 ZemAacIcsRec ics{};
                 ZemAacCpeRec cpe{};
                 int channels = 1, common = 0;
@@ -302,10 +280,7 @@ void parse_every_frame(const char* name, bool lowComplexity) {
                 FAIL() << name << ": unexpected element " << id << " in frame " << frames;
             }
         }
-        if (pos != 0) {
-            ++p;
-            pos = 0;
-        }
+        skip((8 - pos) & 7);
         ASSERT_EQ(p, end) << name << " frame " << frames;
         at += std::size_t(h.aac_frame_length);
         ++frames;

@@ -8,6 +8,7 @@
 #include "aac/huffman_tree.hpp"
 #include "support/aac_ics_writer.hpp"
 #include "support/seed.hpp"
+#include "support/stream.hpp"
 #include "tables/aac_swb.hpp"
 #include "zemac.h"
 
@@ -34,43 +35,33 @@ struct Outputs {
 // returns its status; consumed receives the bits the cursor moved.
 enum class Which { Lc, General };
 
-ZemStatus run(Which which, const BitBuilder& b, Outputs& o, long& consumed, int startBit = 0) {
-    std::vector<uint8_t> bytes = b.bytes(3);
-    uint8_t* p = bytes.data();
-    int32_t pos = startBit;
-    const ZemStatus st =
-        which == Which::Lc
-            ? zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef)
-            : zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
-                                      0, 0, 0, 0, 2);
-    consumed = long(p - bytes.data()) * 8 + pos - startBit;
+ZemStatus run(Which which, const BitBuilder& b, Outputs& o, long& consumed) {
+    zemtest::Cursor c(b);
+    const ZemStatus st = which == Which::Lc
+                             ? zemsNoiselessDecoder_LC_AAC(&c.p, &c.pos, 0, &o.chan, o.sf, o.coef,
+                                                           o.sfbCb, o.tnsCoef)
+                             : zemsNoiselessDecode_AAC(&c.p, &c.pos, &o.main, o.sf, o.coef, o.sfbCb,
+                                                       o.tnsCoef, &o.chan, 0, 0, 0, 0, 2);
+    consumed = c.used();
     return st;
 }
 
-std::vector<int32_t> with_pulses(const AacChannel& ch) {
-    std::vector<int32_t> c = ch.coef;
-    if (!ch.pulsesPresent)
-        return c;
-    int k = zem::aac::swb_long(ch.sfIndex).offset[ch.pulses.startBand];
-    for (std::size_t i = 0; i < ch.pulses.offset.size(); ++i) {
+// The values after the pulses are applied; false when the pulses run past the frame.
+bool with_pulses(const AacChannel& ch, std::vector<int32_t>& c) {
+    c = ch.coef;
+    int k = ch.pulsesPresent ? zem::aac::swb_long(ch.sfIndex).offset[ch.pulses.startBand] : 0;
+    for (std::size_t i = 0; ch.pulsesPresent && i < ch.pulses.offset.size(); ++i) {
         k += ch.pulses.offset[i];
-        if (k < 1024)
-            c[std::size_t(k)] = c[std::size_t(k)] > 0 ? c[std::size_t(k)] + ch.pulses.amplitude[i]
-                                                      : c[std::size_t(k)] - ch.pulses.amplitude[i];
+        if (k >= 1024)
+            return false;
+        int32_t& v = c[std::size_t(k)];
+        v = v > 0 ? v + ch.pulses.amplitude[i] : v - ch.pulses.amplitude[i];
     }
-    return c;
+    return true;
 }
 
-bool pulses_reach_past_frame(const AacChannel& ch) {
-    if (!ch.pulsesPresent)
-        return false;
-    int k = zem::aac::swb_long(ch.sfIndex).offset[ch.pulses.startBand];
-    for (int off : ch.pulses.offset)
-        k += off;
-    return k >= 1024;
-}
-
-void expect_decoded(const AacChannel& ch, const Outputs& o, long consumed, long written) {
+void expect_decoded(const AacChannel& ch, const std::vector<int32_t>& want, const Outputs& o,
+                    long consumed, long written) {
     ASSERT_EQ(consumed, written);
     EXPECT_EQ(o.chan.global_gain, ch.globalGain);
     EXPECT_EQ(o.chan.frame_length, ch.windowSequence == 2 ? 128 : 1024);
@@ -89,7 +80,6 @@ void expect_decoded(const AacChannel& ch, const Outputs& o, long consumed, long 
     }
     for (std::size_t i = 0; i < ch.sf.size(); ++i)
         ASSERT_EQ(o.sf[i], ch.sf[i]) << "band " << i;
-    const std::vector<int32_t> want = with_pulses(ch);
     for (int i = 0; i < 1024; ++i)
         ASSERT_EQ(o.coef[i], want[std::size_t(i)]) << "value " << i;
     EXPECT_EQ(o.chan.pulse_data_present, ch.pulsesPresent);
@@ -115,14 +105,15 @@ void round_trips(Which which, const std::vector<int>& books, int iterations) {
         const int sfIndex = int(rng() % 12);
         const bool eightShort = rng() % 3 == 0;
         const AacChannel ch = zemtest::random_aac_channel(rng, sfIndex, eightShort, books, true);
-        if (pulses_reach_past_frame(ch))
+        std::vector<int32_t> want;
+        if (!with_pulses(ch, want))
             continue;
         BitBuilder b;
         zemtest::write_aac_channel(b, ch);
         Outputs o(sfIndex);
         long consumed = 0;
         ASSERT_EQ(run(which, b, o, consumed), zemStatusOk) << "iteration " << it;
-        expect_decoded(ch, o, consumed, long(b.bit_count()));
+        expect_decoded(ch, want, o, consumed, long(b.bit_count()));
         if (testing::Test::HasFailure())
             return;
     }
@@ -136,40 +127,32 @@ TEST(AacNoiseless, GeneralRoundTripsWithNoiseAndIntensity) {
     round_trips(Which::General, {0, 1, 4, 7, 10, 11, 13, 13, 14, 15}, 400);
 }
 
-// Every codeword of every codebook walks its tree, and decodes through the first-level table,
-// to the leaf of its own index in exactly its length.
+// Every codeword of the scale-factor book (0 here) and of every spectral book walks its tree,
+// and decodes through the first-level table, to the leaf of its own index in exactly its length.
 TEST(AacNoiseless, TreesDecodeEveryCodeword) {
     using namespace zem;
     using namespace zem::aac;
-    for (int i = 0; i < 121; ++i) {
-        int bits = 0;
-        const uint32_t leaf =
-            walk_tree(kSfTree.node, kSfCodes[i].code << (32 - kSfCodes[i].length), bits);
-        EXPECT_EQ(bits, kSfCodes[i].length);
-        EXPECT_EQ(int(leaf >> 1), i);
-        int fastBits = 0;
-        const uint32_t window =
-            kSfCodes[i].code << (32 - kSfCodes[i].length) | (0xFFFFFFFFu >> kSfCodes[i].length);
-        EXPECT_EQ(decode_codeword(kSfDecoder.first, kSfTree.node, window, fastBits), leaf);
-        EXPECT_EQ(fastBits, bits);
-    }
-    const HuffCode* books[12] = {nullptr,         kSpectralCodes1,  kSpectralCodes2,
-                                 kSpectralCodes3, kSpectralCodes4,  kSpectralCodes5,
-                                 kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
-                                 kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
-    const int sizes[12] = {0, 81, 81, 81, 81, 81, 81, 64, 64, 169, 169, 289};
-    for (int cb = 1; cb <= 11; ++cb)
+    const int sizes[12] = {121, 81, 81, 81, 81, 81, 81, 64, 64, 169, 169, 289};
+    for (int cb = 0; cb <= 11; ++cb)
         for (int i = 0; i < sizes[cb]; ++i) {
-            const HuffCode c = books[cb][i];
-            int bits = 0;
-            const uint32_t leaf = walk_tree(spectral_tree(cb), c.code << (32 - c.length), bits);
-            EXPECT_EQ(bits, c.length) << "book " << cb << " index " << i;
-            int fastBits = 0;
-            const uint32_t window = c.code << (32 - c.length) | (0x5A5A5A5Au >> c.length);
-            EXPECT_EQ(
-                decode_codeword(spectral_decoder(cb).first, spectral_tree(cb), window, fastBits),
-                leaf);
-            EXPECT_EQ(fastBits, bits);
+            SCOPED_TRACE(testing::Message() << "book " << cb << " index " << i);
+            const HuffCode c = cb == 0 ? kSfCodes[i] : zemtest::aac_spectral_codes(cb)[i];
+            // Both tree shapes: the leaf reached, checked against the first-level decoder.
+            auto walk = [&](const auto* tree, const auto* first) {
+                int bits = 0, fastBits = 0;
+                const uint32_t leaf = walk_tree(tree, c.code << (32 - c.length), bits);
+                EXPECT_EQ(bits, c.length);
+                const uint32_t window = c.code << (32 - c.length) | (0x5A5A5A5Au >> c.length);
+                EXPECT_EQ(decode_codeword(first, tree, window, fastBits), leaf);
+                EXPECT_EQ(fastBits, bits);
+                return leaf;
+            };
+            const uint32_t leaf = cb == 0 ? walk(kSfTree.node, kSfDecoder.first)
+                                          : walk(spectral_tree(cb), spectral_decoder(cb).first);
+            if (cb == 0) {
+                EXPECT_EQ(int(leaf >> 1), i);
+                continue;
+            }
             const SpectralBook& book = kSpectralBooks[cb];
             const int width = book.dim == 4 ? 3 : 6;
             int index = 0;
@@ -178,120 +161,100 @@ TEST(AacNoiseless, TreesDecodeEveryCodeword) {
                 const int v = field >= (1 << (width - 1)) ? field - (1 << width) : field;
                 index = index * book.radix + v + book.offset;
             }
-            EXPECT_EQ(index, i) << "book " << cb;
+            EXPECT_EQ(index, i);
         }
 }
 
-// A long channel with one section of the given codebook over the first `bands` bands, its
-// scale factors all equal to the global gain.
-BitBuilder one_section(int cb, int bands, int maxSfb = -1) {
+// A long channel's global gain and ICS info (no predictor data).
+BitBuilder long_ics(int gain, int maxSfb) {
     BitBuilder b;
-    b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(maxSfb < 0 ? bands : maxSfb, 6).put(0, 1);
-    b.put(cb, 4).put(bands, 5);
+    b.put(gain, 8).put(0, 1).put(0, 2).put(0, 1).put(maxSfb, 6).put(0, 1);
     return b;
 }
 
-TEST(AacNoiseless, StreamFailures) {
-    Outputs o(4);
-    long used = 0;
-    { // codebook 13 is refused by the low-complexity decoder while decoding scale factors
-        BitBuilder b = one_section(13, 2);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadCodebook);
-        EXPECT_EQ(used, 8 + 11 + 9);
-    }
-    { // codebook 12 in either
-        BitBuilder b = one_section(12, 2);
-        EXPECT_EQ(run(Which::General, b, o, used), zemStatusAacBadCodebook);
-    }
-    { // sections beyond max_sfb: nothing written for the offending section's bands
-        BitBuilder b = one_section(1, 9, 8);
-        std::memset(o.sfbCb, 0xEE, sizeof o.sfbCb);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadSectionData);
-        EXPECT_EQ(o.sfbCb[0], 0xEE);
-    }
-    { // an escaped section length: 31 then 0 makes 31 bands
-        BitBuilder b;
-        b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(31, 6).put(0, 1).put(0, 4).put(31, 5).put(
-            0, 5);
-        b.put(0, 3); // no pulse, TNS, gain control
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusOk);
-        EXPECT_EQ(o.chan.sect_end[0], 31);
-        EXPECT_EQ(used, long(b.bit_count()));
-    }
-    { // scale factor leaving 0..255
-        BitBuilder b;
-        b.put(250, 8).put(0, 1).put(0, 2).put(0, 1).put(1, 6).put(0, 1).put(1, 4).put(1, 5);
-        zemtest::write_aac_sf_difference(b, 10);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadScaleFactor);
-        EXPECT_EQ(used, long(b.bit_count()));
-    }
-    { // max_sfb above the band count of the rate (LC), and 52 in the ICS info
-        BitBuilder b = one_section(1, 50);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadMaxSfb);
-        BitBuilder c;
-        c.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(52, 6);
-        EXPECT_EQ(run(Which::General, c, o, used), zemStatusAacBadMaxSfb);
-        EXPECT_EQ(used, 18);
-    }
+// One section of zeros over one band, then the tail fields that follow.
+BitBuilder zero_band() { return long_ics(100, 1).put(0, 4).put(1, 5); }
+
+BitBuilder escape11(int ones) { // codebook 11 escape with eight (N = 12) or nine prefix ones
+    BitBuilder b = long_ics(100, 1).put(11, 4).put(1, 5);
+    zemtest::write_aac_sf_difference(b, 0);
+    const zem::HuffCode esc = zem::aac::kSpectralCodes11[16 * 17]; // (16, 0)
+    b.put(0, 3).put(esc.code, esc.length).put(1, 1).put((1u << ones) - 1, ones);
+    return ones == 8 ? b.put(0, 1).put(4095, 12) : b;
 }
 
-// Pulse data, gain control, TNS order and escape failures after valid section data.
-TEST(AacNoiseless, TailFailures) {
-    Outputs o(4);
-    long used = 0;
-    auto zero_band = [] {
-        BitBuilder b;
-        b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(1, 6).put(0, 1).put(0, 4).put(1, 5);
-        return b;
+// Section, scale-factor, pulse, gain-control, TNS and escape failures on crafted streams, with
+// the bits consumed up to the failure and what was or was not written.
+TEST(AacNoiseless, StreamFailures) {
+    constexpr long kAll = -1, kAny = -2; // bits used: the whole stream, or not checked
+    struct Case {
+        const char* what;
+        Which which;
+        BitBuilder (*build)();
+        ZemStatus want;
+        long used;
+        bool (*check)(const Outputs&) = nullptr;
+    } const cases[] = {
+        {"codebook 13 in LC, while decoding scale factors", Which::Lc,
+         [] { return long_ics(100, 2).put(13, 4).put(2, 5); }, zemStatusAacBadCodebook, 28},
+        {"codebook 12", Which::General, [] { return long_ics(100, 2).put(12, 4).put(2, 5); },
+         zemStatusAacBadCodebook, kAny},
+        {"sections beyond max_sfb write nothing for their bands", Which::Lc,
+         [] { return long_ics(100, 8).put(1, 4).put(9, 5); }, zemStatusAacBadSectionData, kAny,
+         [](const Outputs& o) { return o.sfbCb[0] == 0xEE; }},
+        {"escaped section length: 31 then 0 makes 31 bands", Which::Lc,
+         [] { return long_ics(100, 31).put(0, 4).put(31, 5).put(0, 5).put(0, 3); }, zemStatusOk,
+         kAll, [](const Outputs& o) { return o.chan.sect_end[0] == 31; }},
+        {"scale factor leaving 0..255", Which::Lc,
+         [] {
+             BitBuilder b = long_ics(250, 1).put(1, 4).put(1, 5);
+             zemtest::write_aac_sf_difference(b, 10);
+             return b;
+         },
+         zemStatusAacBadScaleFactor, kAll},
+        {"max_sfb above the band count of the rate", Which::Lc,
+         [] { return long_ics(100, 50).put(1, 4).put(50, 5); }, zemStatusAacBadMaxSfb, kAny},
+        {"max_sfb 52 in the ICS info", Which::General, [] { return long_ics(100, 52); },
+         zemStatusAacBadMaxSfb, 18},
+        {"pulse start band", Which::Lc, [] { return zero_band().put(1, 1).put(0, 2).put(52, 6); },
+         zemStatusAacBadPulseData, kAll},
+        {"pulse past the band table", Which::Lc,
+         [] { return zero_band().put(1, 1).put(0, 2).put(49, 6).put(3, 5).put(1, 4); },
+         zemStatusAacBadPulseData, kAll},
+        {"pulses from band 48 (offset 928) walking past 1023; on zero values they subtract",
+         Which::Lc,
+         [] {
+             BitBuilder b = zero_band().put(1, 1).put(3, 2).put(48, 6);
+             for (int i = 0; i < 4; ++i)
+                 b.put(31, 5).put(2, 4);
+             return b.put(0, 2);
+         },
+         zemStatusAacBadPulseData, kAny,
+         [](const Outputs& o) {
+             return o.coef[959] == -2 && o.coef[990] == -2 && o.coef[1021] == -2;
+         }},
+        {"gain control", Which::Lc, [] { return zero_band().put(0, 1).put(0, 1).put(1, 1); },
+         zemStatusAacGainControlUnsupported, kAny},
+        {"TNS order", Which::Lc,
+         [] { return zero_band().put(0, 1).put(1, 1).put(1, 2).put(0, 1).put(10, 6).put(13, 5); },
+         zemStatusAacBadTnsOrder, kAll},
+        {"escape of 13 bits", Which::Lc, [] { return escape11(8); }, zemStatusOk, kAny,
+         [](const Outputs& o) { return o.coef[0] == -8191; }},
+        {"escape prefix of nine ones", Which::Lc, [] { return escape11(9); },
+         zemStatusAacBadSpectralValue, kAny},
     };
-    {
-        BitBuilder b = zero_band();
-        b.put(1, 1).put(0, 2).put(52, 6);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadPulseData);
-        EXPECT_EQ(used, long(b.bit_count()));
-    }
-    {
-        BitBuilder b = zero_band();
-        b.put(1, 1).put(0, 2).put(49, 6).put(3, 5).put(1, 4);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadPulseData);
-        EXPECT_EQ(used, long(b.bit_count()));
-    }
-    { // pulses at band 48 (offset 928) walking past 1023
-        BitBuilder b = zero_band();
-        b.put(1, 1).put(3, 2).put(48, 6);
-        for (int i = 0; i < 4; ++i)
-            b.put(31, 5).put(2, 4);
-        b.put(0, 2);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadPulseData);
-        EXPECT_EQ(o.coef[928 + 31], -2); // a pulse on a zero value subtracts
-        EXPECT_EQ(o.coef[928 + 62], -2);
-        EXPECT_EQ(o.coef[928 + 93], -2);
-    }
-    {
-        BitBuilder b = zero_band();
-        b.put(0, 1).put(0, 1).put(1, 1);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacGainControlUnsupported);
-    }
-    {
-        BitBuilder b = zero_band();
-        b.put(0, 1).put(1, 1).put(1, 2).put(0, 1).put(10, 6).put(13, 5);
-        EXPECT_EQ(run(Which::Lc, b, o, used), zemStatusAacBadTnsOrder);
-        EXPECT_EQ(used, long(b.bit_count()));
-    }
-    for (int ones : {8, 9}) { // codebook 11 escape with eight (N = 12) and nine prefix ones
-        BitBuilder b;
-        b.put(100, 8).put(0, 1).put(0, 2).put(0, 1).put(1, 6).put(0, 1).put(11, 4).put(1, 5);
-        zemtest::write_aac_sf_difference(b, 0);
-        b.put(0, 3);
-        const zem::HuffCode esc = zem::aac::kSpectralCodes11[16 * 17]; // (16, 0)
-        b.put(esc.code, esc.length).put(1, 1).put((1u << ones) - 1, ones);
-        if (ones == 8)
-            b.put(0, 1).put(4095, 12);
-        Outputs p(4);
-        EXPECT_EQ(run(Which::Lc, b, p, used),
-                  ones == 8 ? zemStatusOk : zemStatusAacBadSpectralValue);
-        if (ones == 8) {
-            EXPECT_EQ(p.coef[0], -8191);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Outputs o(4);
+        std::memset(o.sfbCb, 0xEE, sizeof o.sfbCb);
+        const BitBuilder b = c.build();
+        long used = 0;
+        EXPECT_EQ(run(c.which, b, o, used), c.want);
+        if (c.used != kAny) {
+            EXPECT_EQ(used, c.used == kAll ? long(b.bit_count()) : c.used);
+        }
+        if (c.check != nullptr) {
+            EXPECT_TRUE(c.check(o));
         }
     }
 }
@@ -301,68 +264,56 @@ TEST(AacNoiseless, ArgumentChecksInOrder) {
     uint8_t data[8] = {};
     uint8_t* p = data;
     int32_t pos = 0;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, nullptr),
-              zemStatusNullPointer);
+    auto lc = [&](int commonWindow, int8_t* tns) {
+        return zemsNoiselessDecoder_LC_AAC(&p, &pos, commonWindow, &o.chan, o.sf, o.coef, o.sfbCb,
+                                           tns);
+    };
+    EXPECT_EQ(lc(0, nullptr), zemStatusNullPointer);
     o.chan.pIcsOfChan = nullptr;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
-              zemStatusNullPointer);
+    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusNullPointer);
     o.chan.pIcsOfChan = &o.ics;
     pos = 8;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
-              zemStatusAacBadBitOffset);
+    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusAacBadBitOffset);
     pos = 0;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 5, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
-              zemStatusAacBadCommonWindow);
+    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusAacBadCommonWindow);
     o.chan.sampling_frequency_index = 12;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
-              zemStatusAacBadSampleRateIndex);
+    EXPECT_EQ(lc(0, o.tnsCoef), zemStatusAacBadSampleRateIndex);
     o.chan.sampling_frequency_index = 4;
     o.chan.predSfbLimit = 1;
-    EXPECT_EQ(zemsNoiselessDecoder_LC_AAC(&p, &pos, 0, &o.chan, o.sf, o.coef, o.sfbCb, o.tnsCoef),
-              zemStatusAacBadPredictionLimit);
-    EXPECT_EQ(p, data);
+    EXPECT_EQ(lc(0, o.tnsCoef), zemStatusAacBadPredictionLimit);
 
-    auto general = [&](int ws, int maxSfb, int cw, int hs, int ot) {
-        return zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
-                                       ws, maxSfb, cw, hs, ot);
+    auto general = [&](ZemAacLayerMainRec* m, int ws, int maxSfb, int cw, int hs, int ot) {
+        return zemsNoiselessDecode_AAC(&p, &pos, m, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, ws,
+                                       maxSfb, cw, hs, ot);
     };
-    EXPECT_EQ(general(0, 0, 2, 0, 2), zemStatusAacBadCommonWindow);
-    EXPECT_EQ(general(4, 0, 0, 0, 2), zemStatusAacBadWindowSequence);
-    EXPECT_EQ(general(0, 0, 0, 2, 2), zemStatusAacBadHeaderSourceFlag);
-    EXPECT_EQ(general(0, 0, 0, 0, 17), zemStatusAacBadObjectType);
-    EXPECT_EQ(general(0, 52, 0, 0, 2), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, nullptr, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
-                                      0, 0, 0, 0, 2),
-              zemStatusNullPointer);
+    EXPECT_EQ(general(&o.main, 0, 0, 2, 0, 2), zemStatusAacBadCommonWindow);
+    EXPECT_EQ(general(&o.main, 4, 0, 0, 0, 2), zemStatusAacBadWindowSequence);
+    EXPECT_EQ(general(&o.main, 0, 0, 0, 2, 2), zemStatusAacBadHeaderSourceFlag);
+    EXPECT_EQ(general(&o.main, 0, 0, 0, 0, 17), zemStatusAacBadObjectType);
+    EXPECT_EQ(general(&o.main, 0, 52, 0, 0, 2), zemStatusAacBadMaxSfb);
+    EXPECT_EQ(general(nullptr, 0, 0, 0, 0, 2), zemStatusNullPointer);
     EXPECT_EQ(p, data);
 }
 
 // The general decoder with the window information given by the caller (scalable layers): no
 // ICS info, pulse, TNS or gain-control bits, and a section beyond the band table fails with -2.
 TEST(AacNoiseless, HeaderFromCaller) {
-    Outputs o(0); // 96 kHz: 41 long bands
-    o.main.num_window_groups = 1;
-    o.main.window_group_length[0] = 1;
-    o.chan.pulse_data_present = 77;
-    BitBuilder b;
-    b.put(100, 8).put(0, 4).put(30, 5).put(0, 4).put(12, 5);
-    uint8_t* p = nullptr;
-    std::vector<uint8_t> bytes = b.bytes(3);
-    p = bytes.data();
-    int32_t pos = 0;
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
-                                      0, 42, 0, 1, 2),
-              zemStatusFailed);
-    EXPECT_EQ(o.chan.pulse_data_present, 77);
-    b = BitBuilder();
-    b.put(100, 8).put(0, 4).put(30, 5).put(0, 4).put(10, 5);
-    bytes = b.bytes(3);
-    p = bytes.data();
-    pos = 0;
-    EXPECT_EQ(zemsNoiselessDecode_AAC(&p, &pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan,
-                                      0, 40, 0, 1, 2),
-              zemStatusOk);
-    EXPECT_EQ((p - bytes.data()) * 8 + pos, long(b.bit_count()));
+    for (int bands : {12, 10}) {
+        Outputs o(0); // 96 kHz: 41 long bands
+        o.main.num_window_groups = 1;
+        o.main.window_group_length[0] = 1;
+        o.chan.pulse_data_present = 77;
+        BitBuilder b;
+        b.put(100, 8).put(0, 4).put(30, 5).put(0, 4).put(bands, 5);
+        zemtest::Cursor c(b);
+        EXPECT_EQ(zemsNoiselessDecode_AAC(&c.p, &c.pos, &o.main, o.sf, o.coef, o.sfbCb, o.tnsCoef,
+                                          &o.chan, 0, 30 + bands, 0, 1, 2),
+                  bands == 12 ? zemStatusFailed : zemStatusOk);
+        if (bands == 12)
+            EXPECT_EQ(o.chan.pulse_data_present, 77);
+        else
+            EXPECT_EQ(c.used(), long(b.bit_count()));
+    }
 }
 
 } // namespace

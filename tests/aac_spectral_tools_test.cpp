@@ -24,13 +24,12 @@ int32_t dequant(int32_t x, int sf) {
 }
 
 TEST(AacQuantInv, KnownAnswers) {
-    EXPECT_EQ(dequant(1, 100), 8);
-    EXPECT_EQ(dequant(2, 100), 20);
-    EXPECT_EQ(dequant(16, 100), 322);
-    EXPECT_EQ(dequant(8191, 100), 1320907);
-    EXPECT_EQ(dequant(8191, 120), 42269053);
-    EXPECT_EQ(dequant(-8191, 120), -42269053);
-    EXPECT_EQ(dequant(0, 200), 0);
+    const int32_t cases[][3] = {
+        {1, 100, 8},          {2, 100, 20},          {16, 100, 322},
+        {8191, 100, 1320907}, {8191, 120, 42269053}, {-8191, 120, -42269053},
+        {0, 200, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(dequant(c[0], c[1]), c[2]) << c[0] << " at " << c[1];
 }
 
 // Every magnitude 1..8191 at several scale factors against |x|^(4/3) 2^((sf-100)/4) 8.

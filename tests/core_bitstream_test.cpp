@@ -109,24 +109,4 @@ TEST(BitWriter, DocumentedBoundaryCases) {
     EXPECT_EQ(pos, 0);
 }
 
-TEST(BitWriter, ReadsBackThroughReader) {
-    std::mt19937 rng(zemtest::seed());
-    std::vector<uint8_t> buf(512, 0);
-    std::vector<std::pair<uint32_t, int>> fields;
-    uint8_t* w = buf.data();
-    int32_t wpos = 0;
-    for (int i = 0; i < 300; ++i) {
-        const int n = 1 + int(rng() % 25);
-        const uint32_t v = rng() & (0xFFFFFFFFu >> (32 - n));
-        fields.emplace_back(v, n);
-        zem::zemWriteBits(w, wpos, v, n);
-    }
-    uint8_t* r = buf.data();
-    int32_t rpos = 0;
-    for (const auto& [v, n] : fields)
-        ASSERT_EQ(zem::zemReadBits(r, rpos, n), v);
-    EXPECT_EQ(r, w);
-    EXPECT_EQ(rpos, wpos);
-}
-
 } // namespace

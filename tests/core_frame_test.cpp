@@ -42,15 +42,6 @@ TEST(StateBlock, AlignsForAllSixteenMisalignments) {
     EXPECT_EQ(zem::round_up<16>(17), 32u);
 }
 
-TEST(StateBlock, TagCheck) {
-    alignas(16) uint32_t header[8] = {};
-    header[0] = uint32_t(zem::Tag::Mp3PqmfSynthesis);
-    header[4] = uint32_t(zem::Tag::VlcEncSpec);
-    EXPECT_TRUE(zem::has_tag(header, zem::Tag::Mp3PqmfSynthesis));
-    EXPECT_FALSE(zem::has_tag(header, zem::Tag::Mp3PqmfAnalysis));
-    EXPECT_TRUE(zem::has_tag(header, zem::Tag::VlcEncSpec, 4));
-}
-
 TEST(Allocation, WrappersAndFaultInjection) {
     const long before = zemcoreOutstandingBlocks();
     const long calls = zemcoreAllocationCount();

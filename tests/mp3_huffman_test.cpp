@@ -3,18 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 #include <vector>
 
-#include "support/bit_builder.hpp"
 #include "support/mp3_huffman_writer.hpp"
 #include "support/seed.hpp"
+#include "support/stream.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
 
 namespace {
 
+using zemtest::all_equal;
 using zemtest::BitBuilder;
 
 ZemMp3HeaderRec header(int id, int sf = 0) {
@@ -48,60 +48,52 @@ struct Decoded {
     ZemStatus status;
     int32_t spec[576];
     int32_t nonZero;
-    std::ptrdiff_t advanced; // bits the cursor moved
+    long advanced; // bits the cursor moved
 };
 
 enum class Which { Plain, Sfb, Mbp };
 
 const int16_t kMbpDefault[12] = {6, 0, 6, 0, 6, 0, 8, 0, 8, 0, 8, 0};
+const int16_t* const kLong = &zem::mp3::kSfbLong[0][0];
+const int16_t* const kShort = &zem::mp3::kSfbShort[0][0];
 
 Decoded decode(const Granule& gr, ZemMp3GranuleRec g, const ZemMp3HeaderRec& h, int hufSize,
                Which which = Which::Plain, const int16_t* mbp = kMbpDefault) {
-    std::vector<uint8_t> bytes = gr.b.bytes(16);
-    uint8_t* p = bytes.data();
-    int32_t pos = gr.lead;
-    if (g.part2_3_length < hufSize)
-        g.part2_3_length = hufSize;
+    zemtest::Cursor c(gr.b, gr.lead, 16);
+    g.part2_3_length = std::max(g.part2_3_length, hufSize);
     Decoded d;
     std::fill(std::begin(d.spec), std::end(d.spec), 0x5A5A);
     d.nonZero = -1;
-    const int16_t* lt = &zem::mp3::kSfbLong[0][0];
-    const int16_t* st = &zem::mp3::kSfbShort[0][0];
-    switch (which) {
-    case Which::Plain:
-        d.status = zemsHuffmanDecode_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize);
-        break;
-    case Which::Sfb:
-        d.status =
-            zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize, lt);
-        break;
-    case Which::Mbp:
-        d.status = zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, d.spec, &d.nonZero, &g, &h, hufSize,
-                                                     lt, st, mbp);
-        break;
-    }
-    d.advanced = (p - bytes.data()) * 8 + pos - gr.lead;
+    d.status = which == Which::Plain
+                   ? zemsHuffmanDecode_MP3_1u32s(&c.p, &c.pos, d.spec, &d.nonZero, &g, &h, hufSize)
+               : which == Which::Sfb
+                   ? zemsHuffmanDecodeSfb_MP3_1u32s(&c.p, &c.pos, d.spec, &d.nonZero, &g, &h,
+                                                    hufSize, kLong)
+                   : zemsHuffmanDecodeSfbMbp_MP3_1u32s(&c.p, &c.pos, d.spec, &d.nonZero, &g, &h,
+                                                       hufSize, kLong, kShort, mbp);
+    d.advanced = c.used() - gr.lead;
     return d;
 }
 
-int nonzero_bound(const int32_t* spec) {
-    int n = 576;
-    while (n > 0 && spec[n - 1] == 0)
-        --n;
-    return n;
-}
-
+// Decodes with a budget (by default the granule's bits) and expects the cursor to end on it
+// and the spectrum, with its non-zero bound, to be the granule's.
 void expect_decodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h,
-                    Which which = Which::Plain, const int16_t* mbp = kMbpDefault) {
-    const Decoded d = decode(gr, g, h, gr.hufSize(), which, mbp);
+                    Which which = Which::Plain, int budget = -1, const int16_t* mbp = kMbpDefault) {
+    if (budget < 0)
+        budget = gr.hufSize();
+    const Decoded d = decode(gr, g, h, budget, which, mbp);
     ASSERT_EQ(d.status, zemStatusOk);
-    EXPECT_EQ(d.advanced, gr.hufSize());
-    EXPECT_EQ(d.nonZero, nonzero_bound(gr.spec));
+    EXPECT_EQ(d.advanced, budget);
+    int bound = 576;
+    while (bound > 0 && gr.spec[bound - 1] == 0)
+        --bound;
+    EXPECT_EQ(d.nonZero, bound);
     for (int i = 0; i < 576; ++i)
         ASSERT_EQ(d.spec[i], gr.spec[i]) << "line " << i;
 }
 
-// The encoder's bits for the expected spectrum, compared with the hand-built stream.
+// The encoder's bits for the expected spectrum, compared with the hand-built stream; a budget
+// beyond them is filled with stuffing ones.
 void expect_encodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3HeaderRec& h,
                     int count1Len, int hufSize) {
     std::vector<uint8_t> ref = gr.b.bytes(16);
@@ -112,12 +104,10 @@ void expect_encodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3He
     ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(gr.spec, &p, &pos, &h, &g, count1Len, hufSize),
               zemStatusOk);
     ASSERT_EQ((p - out.data()) * 8 + pos - gr.lead, std::max(hufSize, gr.hufSize()));
-    for (int i = 0; i < gr.hufSize() + gr.lead; ++i)
-        ASSERT_EQ(zemtest::bit_at(out.data(), std::size_t(i)),
-                  zemtest::bit_at(ref.data(), std::size_t(i)))
-            << "bit " << i;
-    for (int i = gr.hufSize() + gr.lead; i < hufSize + gr.lead; ++i)
-        ASSERT_EQ(zemtest::bit_at(out.data(), std::size_t(i)), 1u) << "stuffing bit " << i;
+    const std::size_t end = std::size_t(gr.hufSize() + gr.lead);
+    EXPECT_TRUE(zemtest::same_bits(out.data(), 0, ref.data(), 0, end));
+    for (std::size_t i = end; i < std::size_t(hufSize + gr.lead); ++i)
+        ASSERT_EQ(zemtest::bit_at(out.data(), i), 1u) << "stuffing bit " << i;
 }
 
 TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
@@ -156,9 +146,8 @@ TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
             }
             const ZemMp3GranuleRec g =
                 long_granule(count, t, t, t, int(rng() % 16), int(rng() % 5));
-            expect_decodes(gr, g, h);
-            expect_decodes(gr, g, h, Which::Sfb);
-            expect_decodes(gr, g, h, Which::Mbp);
+            for (Which which : {Which::Plain, Which::Sfb, Which::Mbp})
+                expect_decodes(gr, g, h, which);
             expect_encodes(gr, g, h, 0, gr.hufSize());
         }
     }
@@ -201,49 +190,33 @@ TEST(Mp3Huffman, EveryQuadrupleAndSignOfBothCount1Tables) {
 TEST(Mp3Huffman, BudgetAndRegionEdges) {
     const ZemMp3HeaderRec h1 = header(1, 1), h2 = header(0, 2);
     const int32_t ones[4] = {1, -1, 1, 1};
-    {
+    { // zero budget reads nothing and clears the spectrum, but tables are checked even now
         Granule gr;
         gr.lead = 5;
         gr.b.put(0x1F, 5).put(0xFFFF, 16);
-        ZemMp3GranuleRec g = long_granule(100, 32, 5, 5); // tables are checked even now
+        ZemMp3GranuleRec g = long_granule(100, 32, 5, 5);
         EXPECT_EQ(decode(gr, g, h1, 0).status, zemStatusMp3BadSideInfo);
         g.table_select[0] = 5;
-        const Decoded d = decode(gr, g, h1, 0);
-        EXPECT_EQ(d.status, zemStatusOk);
-        EXPECT_EQ(d.advanced, 0);
-        EXPECT_EQ(d.nonZero, 0);
-        EXPECT_TRUE(std::all_of(d.spec, d.spec + 576, [](int32_t v) { return v == 0; }));
+        expect_decodes(gr, g, h1, Which::Plain, 0);
     }
     { // big_values 288: no count1 region; 13 leftover bits are passed over.
         Granule gr;
         for (int i = 0; i < 576; i += 2) {
-            gr.spec[i] = i % 3 - 1;
-            if (i == 574)
-                gr.spec[i] = 7; // region 2 at 44.1 kHz: lines 418-575 with table 13
+            gr.spec[i] = i == 574 ? 7 : i % 3 - 1; // region 2 at 44.1 kHz: 418-575, table 13
             zemtest::put_pair(gr.b, i < 342 ? 2 : i < 418 ? 7 : 13, gr.spec[i], 0);
         }
         const int bits = gr.hufSize();
         gr.b.put(0x1ABC, 13);
-        const ZemMp3GranuleRec g = long_granule(288, 2, 7, 13, 19, 0);
-        const Decoded d = decode(gr, g, header(1, 0), bits + 13);
-        ASSERT_EQ(d.status, zemStatusOk);
-        EXPECT_EQ(d.advanced, bits + 13);
-        EXPECT_TRUE(std::equal(d.spec, d.spec + 576, gr.spec));
-        EXPECT_EQ(d.nonZero, 575);
+        expect_decodes(gr, long_granule(288, 2, 7, 13, 19, 0), header(1, 0), Which::Plain,
+                       bits + 13);
     }
     { // The last quadruple runs one bit past the budget: dropped, cursor back at the end.
         Granule gr;
-        for (int k = 0; k < 3; ++k) {
-            std::copy(ones, ones + 4, gr.spec + 4 * k);
+        for (int k = 0; k < 3; ++k)
             zemtest::put_quad(gr.b, false, ones);
-        }
-        const ZemMp3GranuleRec g = long_granule(0, 0, 0, 0);
-        const Decoded d = decode(gr, g, h1, gr.hufSize() - 1);
-        ASSERT_EQ(d.status, zemStatusOk);
-        EXPECT_EQ(d.advanced, gr.hufSize() - 1);
-        EXPECT_EQ(d.nonZero, 8);
-        EXPECT_TRUE(std::equal(d.spec, d.spec + 8, gr.spec));
-        EXPECT_TRUE(std::all_of(d.spec + 8, d.spec + 576, [](int32_t v) { return v == 0; }));
+        std::copy(ones, ones + 4, gr.spec);
+        std::copy(ones, ones + 4, gr.spec + 4);
+        expect_decodes(gr, long_granule(0, 0, 0, 0), h1, Which::Plain, gr.hufSize() - 1);
     }
     { // big_values 285: one quadruple at 570; none may start at 574, the rest is skipped.
         Granule gr;
@@ -254,11 +227,7 @@ TEST(Mp3Huffman, BudgetAndRegionEdges) {
         zemtest::put_quad(gr.b, true, ones);
         ZemMp3GranuleRec g = long_granule(285, 1, 1, 1);
         g.count1table_select = 1;
-        const Decoded d = decode(gr, g, h1, gr.hufSize());
-        ASSERT_EQ(d.status, zemStatusOk);
-        EXPECT_EQ(d.advanced, gr.hufSize());
-        EXPECT_TRUE(std::equal(d.spec, d.spec + 576, gr.spec));
-        EXPECT_EQ(d.nonZero, 574);
+        expect_decodes(gr, g, h1);
     }
     { // Regions 0 and 1 with table 0 read nothing; region 2 (from line 12) carries pairs.
         Granule gr;
@@ -268,22 +237,20 @@ TEST(Mp3Huffman, BudgetAndRegionEdges) {
         }
         expect_decodes(gr, long_granule(30, 0, 0, 6, 1, 0), h1);
     }
-    { // Window switching, block type 1: MPEG-2 splits at line 54, MPEG-1 at 36.
-        for (const ZemMp3HeaderRec& h : {h1, h2}) {
-            const int split = h.id == 1 ? 36 : 54;
-            Granule gr;
-            for (int i = 0; i < 80; i += 2) {
-                gr.spec[i] = i < split ? 1 : 3;
-                zemtest::put_pair(gr.b, i < split ? 1 : 6, gr.spec[i], 0);
-            }
-            ZemMp3GranuleRec g = long_granule(40, 1, 6, 31);
-            g.window_switching_flag = 1;
-            g.block_type = 1;
-            expect_decodes(gr, g, h);
-            expect_decodes(gr, g, h, Which::Sfb);
-            if (h.id == 1)
-                expect_encodes(gr, g, h, 0, gr.hufSize() + 30);
+    for (const ZemMp3HeaderRec& h : {h1, h2}) { // block type 1: MPEG-2 splits at 54, MPEG-1 at 36
+        const int split = h.id == 1 ? 36 : 54;
+        Granule gr;
+        for (int i = 0; i < 80; i += 2) {
+            gr.spec[i] = i < split ? 1 : 3;
+            zemtest::put_pair(gr.b, i < split ? 1 : 6, gr.spec[i], 0);
         }
+        ZemMp3GranuleRec g = long_granule(40, 1, 6, 31);
+        g.window_switching_flag = 1;
+        g.block_type = 1;
+        expect_decodes(gr, g, h);
+        expect_decodes(gr, g, h, Which::Sfb);
+        if (h.id == 1)
+            expect_encodes(gr, g, h, 0, gr.hufSize() + 30);
     }
     { // Big values that need more bits than the budget fail.
         Granule gr;
@@ -337,142 +304,91 @@ TEST(Mp3Huffman, MbpRegionLayouts) {
         g.window_switching_flag = 1;
         g.block_type = c.blockType;
         g.mixed_block_flag = c.mixed;
-        expect_decodes(gr, g, header(c.id, c.sf), Which::Mbp, mbp);
+        expect_decodes(gr, g, header(c.id, c.sf), Which::Mbp, -1, mbp);
     }
 }
 
+// The records and scalars one case changes from a valid call.
+struct Args {
+    ZemMp3GranuleRec g;
+    ZemMp3HeaderRec h;
+    int32_t pos, size;
+};
+
 TEST(Mp3Huffman, ArgumentChecksInOrderWriteNothing) {
-    const ZemMp3HeaderRec goodH = header(1, 0);
-    const ZemMp3GranuleRec goodG = long_granule(10, 1, 1, 1);
+    constexpr ZemStatus kOk = zemStatusOk, kArg = zemStatusBadArgument,
+                        kSide = zemStatusMp3BadSideInfo, kHead = zemStatusMp3BadFrameHeader;
     struct Case {
         const char* what;
-        void (*change)(ZemMp3GranuleRec&, ZemMp3HeaderRec&, int32_t& pos, int32_t& size);
+        void (*change)(Args&);
         ZemStatus sfb, mbp, enc;
-    };
-    using G = ZemMp3GranuleRec;
-    using H = ZemMp3HeaderRec;
-    const Case cases[] = {
-        {"bit offset",
-         [](G&, H& h, int32_t& pos, int32_t&) {
-             pos = 8;
-             h.id = 5;
-         },
-         zemStatusBadArgument, zemStatusBadArgument, zemStatusBadArgument},
-        {"budget",
-         [](G& g, H& h, int32_t&, int32_t& n) {
-             n = g.part2_3_length + 1;
-             h.id = 5;
-         },
-         zemStatusBadArgument, zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader},
-        {"negative budget", [](G&, H&, int32_t&, int32_t& n) { n = -1; }, zemStatusBadArgument,
-         zemStatusMp3BadSideInfo, zemStatusOk},
-        {"big_values",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             g.big_values = 289;
-             h.layer = 0;
-         },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo},
-        {"block type",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             g.block_type = 4;
-             h.layer = 0;
-         },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadFrameHeader},
-        {"switching flag", [](G& g, H&, int32_t&, int32_t&) { g.window_switching_flag = 2; },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusOk},
-        {"count1 table",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             g.count1table_select = 2;
-             h.layer = 0;
-         },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
-        {"id",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             h.id = 2;
-             g.window_switching_flag = 1;
-         },
-         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader},
-        {"mpeg-2", [](G&, H& h, int32_t&, int32_t&) { h.id = 0; }, zemStatusOk, zemStatusOk,
-         zemStatusMp3BadFrameHeader},
-        {"layer",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             h.layer = 2;
-             g.region0_count = -1;
-         },
-         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
-        {"rate",
-         [](G& g, H& h, int32_t&, int32_t&) {
-             h.sampling_frequency = 3;
-             g.region1_count = 14;
-         },
-         zemStatusMp3BadFrameHeader, zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo},
-        {"switching, type 0", [](G& g, H&, int32_t&, int32_t&) { g.window_switching_flag = 1; },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusOk},
-        {"region sum",
-         [](G& g, H&, int32_t&, int32_t&) {
-             g.region0_count = 15;
-             g.region1_count = 6;
-         },
-         zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo, zemStatusMp3BadSideInfo},
+    } const cases[] = {
+        {"bit offset", [](Args& a) { a.pos = 8, a.h.id = 5; }, kArg, kArg, kArg},
+        {"budget", [](Args& a) { a.size = a.g.part2_3_length + 1, a.h.id = 5; }, kArg, kHead,
+         kHead},
+        {"negative budget", [](Args& a) { a.size = -1; }, kArg, kSide, kOk},
+        {"big_values", [](Args& a) { a.g.big_values = 289, a.h.layer = 0; }, kSide, kSide, kSide},
+        {"block type", [](Args& a) { a.g.block_type = 4, a.h.layer = 0; }, kSide, kSide, kHead},
+        {"switching flag", [](Args& a) { a.g.window_switching_flag = 2; }, kSide, kSide, kOk},
+        {"count1 table", [](Args& a) { a.g.count1table_select = 2, a.h.layer = 0; }, kSide, kHead,
+         kSide},
+        {"id", [](Args& a) { a.h.id = 2, a.g.window_switching_flag = 1; }, kHead, kHead, kHead},
+        {"mpeg-2", [](Args& a) { a.h.id = 0; }, kOk, kOk, kHead},
+        {"layer", [](Args& a) { a.h.layer = 2, a.g.region0_count = -1; }, kHead, kHead, kSide},
+        {"rate", [](Args& a) { a.h.sampling_frequency = 3, a.g.region1_count = 14; }, kHead, kHead,
+         kSide},
+        {"switching, type 0", [](Args& a) { a.g.window_switching_flag = 1; }, kSide, kSide, kOk},
+        {"region sum", [](Args& a) { a.g.region0_count = 15, a.g.region1_count = 6; }, kSide, kSide,
+         kSide},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        ZemMp3GranuleRec g = goodG;
-        g.part2_3_length = 100;
-        ZemMp3HeaderRec h = goodH;
-        int32_t pos0 = 3, size = 0;
-        c.change(g, h, pos0, size);
+        Args a{long_granule(10, 1, 1, 1), header(1, 0), 3, 0};
+        a.g.part2_3_length = 100;
+        c.change(a);
         for (int which = 0; which < 3; ++which) {
-            uint8_t bytes[64];
-            std::memset(bytes, 0, sizeof bytes);
+            uint8_t bytes[64] = {};
             int32_t spec[576];
             std::fill(std::begin(spec), std::end(spec), 77);
             int32_t nz = -3;
             uint8_t* p = bytes;
-            int32_t pos = pos0;
-            const int16_t* lt = &zem::mp3::kSfbLong[0][0];
-            const int16_t* st = &zem::mp3::kSfbShort[0][0];
+            int32_t pos = a.pos;
             const ZemStatus got =
-                which == 0   ? zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, size, lt)
-                : which == 1 ? zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, size,
-                                                                 lt, st, kMbpDefault)
-                             : zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &h, &g, 0, size);
+                which == 0
+                    ? zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &a.g, &a.h, a.size, kLong)
+                : which == 1 ? zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &a.g, &a.h,
+                                                                 a.size, kLong, kShort, kMbpDefault)
+                             : zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &a.h, &a.g, 0, a.size);
             EXPECT_EQ(got, which == 0 ? c.sfb : which == 1 ? c.mbp : c.enc) << which;
             if (got == zemStatusOk)
                 continue;
             EXPECT_EQ(p, bytes);
-            EXPECT_EQ(pos, pos0);
+            EXPECT_EQ(pos, a.pos);
             EXPECT_EQ(nz, -3);
-            EXPECT_TRUE(std::all_of(spec, spec + 576, [](int32_t v) { return v == 77; }));
-            EXPECT_TRUE(std::all_of(bytes, bytes + 64, [](uint8_t v) { return v == 0; }));
+            EXPECT_TRUE(all_equal(spec, 576, 77));
+            EXPECT_TRUE(all_equal(bytes, 64, 0));
         }
     }
     // Null pointers, then the byte pointer.
+    const ZemMp3HeaderRec h = header(1, 0);
+    const ZemMp3GranuleRec g = long_granule(10, 1, 1, 1);
     int32_t spec[576] = {}, nz = 0, pos = 0;
     uint8_t bytes[8] = {};
-    uint8_t *p = bytes, *nullStream = nullptr;
-    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(nullptr, &pos, spec, &nz, &goodG, &goodH, 0),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, nullptr, &goodG, &goodH, 0),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanDecode_MP3_1u32s(&nullStream, &pos, spec, &nz, &goodG, &goodH, -5),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &goodG, &goodH, 0, nullptr),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &goodG, nullptr, 0,
-                                                &zem::mp3::kSfbLong[0][0], nullptr, kMbpDefault),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &nullStream, &pos, &goodH, &goodG, 0, 0),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(nullptr, &p, &pos, &goodH, &goodG, 0, 0),
-              zemStatusNullPointer);
-    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &goodH, &goodG, 600, 0),
-              zemStatusBadArgument);
+    uint8_t *p = bytes, *none = nullptr;
+    const ZemStatus nulls[] = {
+        zemsHuffmanDecode_MP3_1u32s(nullptr, &pos, spec, &nz, &g, &h, 0),
+        zemsHuffmanDecode_MP3_1u32s(&p, &pos, spec, nullptr, &g, &h, 0),
+        zemsHuffmanDecode_MP3_1u32s(&none, &pos, spec, &nz, &g, &h, -5),
+        zemsHuffmanDecodeSfb_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, 0, nullptr),
+        zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &g, nullptr, 0, kLong, nullptr,
+                                          kMbpDefault),
+        zemsHuffmanEncode_MP3_32s1u(spec, &none, &pos, &h, &g, 0, 0),
+        zemsHuffmanEncode_MP3_32s1u(nullptr, &p, &pos, &h, &g, 0, 0),
+    };
+    for (ZemStatus st : nulls)
+        EXPECT_EQ(st, zemStatusNullPointer);
+    EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &h, &g, 600, 0), zemStatusBadArgument);
 }
-
-} // namespace
-
-namespace {
 
 // Whatever a caller's band tables hold, pairs stay inside the 576 values.
 TEST(Mp3Huffman, CallerBandTablesCannotMovePairsPastTheSpectrum) {
@@ -504,8 +420,7 @@ TEST(Mp3Huffman, CallerBandTablesCannotMovePairsPastTheSpectrum) {
                 : zemsHuffmanDecodeSfbMbp_MP3_1u32s(&p, &pos, spec, &nz, &g, &h, 4000, longTable,
                                                     shortTable, mbp);
         EXPECT_TRUE(st == zemStatusOk || st == zemStatusFailed) << st;
-        for (int i = 576; i < 580; ++i)
-            ASSERT_EQ(spec[i], 0x77);
+        EXPECT_TRUE(all_equal(spec + 576, 4, 0x77));
     }
 }
 

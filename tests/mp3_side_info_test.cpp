@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "support/bit_builder.hpp"
 #include "support/seed.hpp"
+#include "support/stream.hpp"
 #include "zemac.h"
 
 namespace {
@@ -30,25 +30,14 @@ bool same(const ZemMp3GranuleRec& a, const ZemMp3GranuleRec& b) {
 TEST(Mp3FrameHeader, UnpacksFieldsAndCrcWord) {
     // 1111 1111 | 1111 1 01 0 | 1001 01 1 0 | 01 10 1 0 11 | CRC 0xBEEF
     uint8_t bytes[] = {0xFF, 0xFA, 0x96, 0x6B, 0xBE, 0xEF, 0, 0, 0};
-    ZemMp3HeaderRec h;
-    std::memset(&h, 0x55, sizeof h);
+    ZemMp3HeaderRec h = zemtest::filled<ZemMp3HeaderRec>(0x55);
     uint8_t* p = bytes;
     ASSERT_EQ(zemsUnpackFrameHeader_MP3(&p, &h), zemStatusOk);
     EXPECT_EQ(p, bytes + 6);
-    const int32_t got[] = {h.id,
-                           h.layer,
-                           h.protection_bit,
-                           h.bitrate_index,
-                           h.sampling_frequency,
-                           h.padding_bit,
-                           h.private_bit,
-                           h.mode,
-                           h.mode_extension,
-                           h.copyright,
-                           h.original_copy,
-                           h.emphasis,
-                           h.crc_check};
-    const int32_t want[] = {1, 1, 0, 9, 1, 1, 0, 1, 2, 1, 0, 3, 0xBEEF};
+    const int32_t want[13] = {1, 1, 0, 9, 1, 1, 0, 1, 2, 1, 0, 3, 0xBEEF}; // in record order
+    int32_t got[13];
+    static_assert(sizeof got == sizeof h);
+    std::memcpy(got, &h, sizeof got);
     for (int i = 0; i < 13; ++i)
         EXPECT_EQ(got[i], want[i]) << i;
 
@@ -230,8 +219,7 @@ TEST(Mp3SideInfo, ArgumentChecksInOrderWriteNothing) {
             continue; // packing takes these by value and succeeds
         EXPECT_EQ(p, bytes);
         EXPECT_EQ(mdb, 5);
-        for (uint8_t v : bytes)
-            ASSERT_EQ(v, 0x3C);
+        EXPECT_TRUE(zemtest::all_equal(bytes, sizeof bytes, 0x3C));
         for (const ZemMp3GranuleRec& r : g)
             ASSERT_EQ(r.part2_3_length, 0);
     }
@@ -282,8 +270,7 @@ TEST(Mp3SideInfo, BlockTypeZeroStopsPartway) {
               zemStatusMp3BadSideInfo);
     const std::size_t written = 20 + 59 + 33 + 1;
     EXPECT_EQ(std::size_t(p - out.data()), written / 8);
-    for (std::size_t i = 0; i < written; ++i)
-        ASSERT_EQ(zemtest::bit_at(out.data(), i), zemtest::bit_at(bytes.data(), i)) << i;
+    EXPECT_TRUE(zemtest::same_bits(out.data(), 0, bytes.data(), 0, written));
 }
 
 } // namespace

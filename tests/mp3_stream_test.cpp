@@ -5,21 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "support/bit_builder.hpp"
+#include "support/stream.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
 
 namespace {
 
-std::vector<uint8_t> read_file(const std::string& name) {
-    std::ifstream in(std::string(ZEM_TEST_DATA_DIR) + "/mp3_bitstream/" + name, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
+using zemtest::same_bits;
 
 int frame_bytes(const ZemMp3HeaderRec& h) {
     static const int kbps[2][15] = {
@@ -29,14 +24,6 @@ int frame_bytes(const ZemMp3HeaderRec& h) {
     return (h.id ? 144000 : 72000) * kbps[h.id][h.bitrate_index] /
                rate[h.id][h.sampling_frequency] +
            h.padding_bit;
-}
-
-bool same_bits(const uint8_t* a, std::size_t aStart, const uint8_t* b, std::size_t bStart,
-               std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i)
-        if (zemtest::bit_at(a, aStart + i) != zemtest::bit_at(b, bStart + i))
-            return false;
-    return true;
 }
 
 struct Counts {
@@ -109,7 +96,7 @@ void granule(std::vector<uint8_t>& main, std::size_t start, const ZemMp3HeaderRe
 
 Counts walk(const std::string& name) {
     Counts n;
-    std::vector<uint8_t> file = read_file(name);
+    std::vector<uint8_t> file = zemtest::read_file("mp3_bitstream/" + name);
     EXPECT_GT(file.size(), 1000u) << name;
     std::vector<uint8_t> main; // every frame's main data, in order (the bit reservoir)
     int8_t sf[2][40] = {};

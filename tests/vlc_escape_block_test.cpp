@@ -36,25 +36,18 @@ struct Coded {
 // Encodes values (counting first) into an exactly sized buffer with 3 readable bytes after it.
 Coded encode(const std::vector<int16_t>& v, const VlcSpecs& specs, VlcSpecs::Kind kind,
              int linbits) {
+    const bool aac = kind == VlcSpecs::Kind::Aac;
+    const int32_t n = int32_t(v.size());
     int32_t count = -1;
-    if (kind == VlcSpecs::Kind::Aac)
-        EXPECT_EQ(zemsVLCCountEscBits_AAC_16s32s(v.data(), int32_t(v.size()), &count, specs.enc()),
-                  zemStatusOk);
-    else
-        EXPECT_EQ(zemsVLCCountEscBits_MP3_16s32s(v.data(), int32_t(v.size()), linbits, &count,
-                                                 specs.enc()),
-                  zemStatusOk);
+    EXPECT_EQ(aac ? zemsVLCCountEscBits_AAC_16s32s(v.data(), n, &count, specs.enc())
+                  : zemsVLCCountEscBits_MP3_16s32s(v.data(), n, linbits, &count, specs.enc()),
+              zemStatusOk);
     std::vector<uint8_t> big(std::size_t(count) / 8 + 16, 0);
     uint8_t* p = big.data();
     int32_t pos = 0;
-    if (kind == VlcSpecs::Kind::Aac)
-        EXPECT_EQ(
-            zemsVLCEncodeEscBlock_AAC_16s1u(v.data(), int32_t(v.size()), &p, &pos, specs.enc()),
-            zemStatusOk);
-    else
-        EXPECT_EQ(zemsVLCEncodeEscBlock_MP3_16s1u(v.data(), int32_t(v.size()), linbits, &p, &pos,
-                                                  specs.enc()),
-                  zemStatusOk);
+    EXPECT_EQ(aac ? zemsVLCEncodeEscBlock_AAC_16s1u(v.data(), n, &p, &pos, specs.enc())
+                  : zemsVLCEncodeEscBlock_MP3_16s1u(v.data(), n, linbits, &p, &pos, specs.enc()),
+              zemStatusOk);
     const long bits = long(p - big.data()) * 8 + pos;
     EXPECT_EQ(bits, count);
     big.resize(std::size_t(bits + 7) / 8 + 3);
@@ -67,19 +60,17 @@ std::vector<int16_t> decode(const Coded& c, std::size_t n, const VlcSpecs& specs
     std::vector<int16_t> out(n, 0x7777);
     uint8_t* p = bytes.data();
     int32_t pos = 0;
-    const ZemVlcDecSpec* spec =
-        which == Decoder::Plain ? specs.plain(int(n % 32)) : specs.tuple(int(n % 32));
-    ZemStatus st;
-    if (kind == VlcSpecs::Kind::Aac)
-        st = which == Decoder::Plain
-                 ? zemsVLCDecodeEscBlock_AAC_1u16s(&p, &pos, out.data(), int32_t(n), spec)
-                 : zemsVLCDecodeUTupleEscBlock_AAC_1u16s(&p, &pos, out.data(), int32_t(n), spec);
-    else
-        st = which == Decoder::Plain
-                 ? zemsVLCDecodeEscBlock_MP3_1u16s(&p, &pos, linbits, out.data(), int32_t(n), spec)
-                 : zemsVLCDecodeUTupleEscBlock_MP3_1u16s(&p, &pos, linbits, out.data(), int32_t(n),
-                                                         spec);
-    EXPECT_EQ(st, zemStatusOk);
+    int16_t* o = out.data();
+    const int32_t len = int32_t(n);
+    const bool plain = which == Decoder::Plain;
+    const ZemVlcDecSpec* spec = plain ? specs.plain(int(n % 32)) : specs.tuple(int(n % 32));
+    EXPECT_EQ(kind == VlcSpecs::Kind::Aac
+                  ? (plain ? zemsVLCDecodeEscBlock_AAC_1u16s(&p, &pos, o, len, spec)
+                           : zemsVLCDecodeUTupleEscBlock_AAC_1u16s(&p, &pos, o, len, spec))
+                  : (plain
+                         ? zemsVLCDecodeEscBlock_MP3_1u16s(&p, &pos, linbits, o, len, spec)
+                         : zemsVLCDecodeUTupleEscBlock_MP3_1u16s(&p, &pos, linbits, o, len, spec)),
+              zemStatusOk);
     EXPECT_EQ(long(p - bytes.data()) * 8 + pos, c.bits);
     return out;
 }
@@ -96,40 +87,43 @@ std::vector<int16_t> random_values(std::mt19937& rng, std::size_t n, int small, 
     return v;
 }
 
-void round_trip(const PairBook& book, VlcSpecs::Kind kind, int linbits, int large, bool tuple,
-                int elementBits = 32, int firstWidth = 6) {
-    const VlcSpecs specs(book, kind, elementBits, firstWidth);
+// Random blocks of several lengths through count, encode and both decoders: AAC books with
+// escapes (also with a narrow first level, so that codes run through several links), a signed
+// book with 16-bit table elements, and MP3 tables with and without linbits.
+TEST(VlcEscapeBlock, RoundTrips) {
+    const PairBook t24 = zemtest::mp3_pair_book(kMp3Tables, 24);
+    const PairBook t13 = zemtest::mp3_pair_book(kMp3Tables, 13); // 15 is a plain value here
+    ASSERT_EQ(t24.codes.size(), 256u) << kMp3Tables;
+    const PairBook b11 = zemtest::aac_pair_book(11), b9 = zemtest::aac_pair_book(9),
+                   b5 = zemtest::aac_pair_book(5);
+    constexpr VlcSpecs::Kind kAac = VlcSpecs::Kind::Aac, kMp3 = VlcSpecs::Kind::Mp3;
+    struct Case {
+        const PairBook& book;
+        VlcSpecs::Kind kind;
+        int linbits, large;
+        bool tuple;
+        int elementBits, firstWidth;
+    } const cases[] = {
+        {b11, kAac, 0, 8191, true, 32, 6},       {b11, kAac, 0, 8191, true, 32, 2},
+        {b9, kAac, 0, 12, true, 32, 6},          {b5, kAac, 0, 4, false, 16, 6},
+        {t24, kMp3, 4, 15 + 15, true, 32, 6},    {t24, kMp3, 8, 15 + 255, true, 32, 6},
+        {t24, kMp3, 13, 15 + 8191, true, 32, 6}, {t13, kMp3, 0, 15, true, 32, 6},
+    };
     std::mt19937 rng(zemtest::seed());
-    for (std::size_t n : {1, 2, 3, 64, 577}) {
-        std::vector<int16_t> v = random_values(rng, n, std::min(book.limit, 14), large);
-        const Coded c = encode(v, specs, kind, linbits);
-        std::vector<int16_t> want = v;
-        if (n % 2)
-            want.back() = 0x7777; // an odd last value is left alone
-        EXPECT_EQ(decode(c, n, specs, kind, linbits, Decoder::Plain), want) << "n " << n;
-        if (tuple) {
-            EXPECT_EQ(decode(c, n, specs, kind, linbits, Decoder::Tuple), want) << "n " << n;
+    for (const Case& k : cases) {
+        SCOPED_TRACE(testing::Message() << &k - cases);
+        const VlcSpecs specs(k.book, k.kind, k.elementBits, k.firstWidth);
+        for (std::size_t n : {1, 2, 3, 64, 577}) {
+            std::vector<int16_t> v = random_values(rng, n, std::min(k.book.limit, 14), k.large);
+            const Coded c = encode(v, specs, k.kind, k.linbits);
+            if (n % 2)
+                v.back() = 0x7777; // an odd last value is left alone
+            EXPECT_EQ(decode(c, n, specs, k.kind, k.linbits, Decoder::Plain), v) << "n " << n;
+            if (k.tuple) {
+                EXPECT_EQ(decode(c, n, specs, k.kind, k.linbits, Decoder::Tuple), v) << "n " << n;
+            }
         }
     }
-}
-
-TEST(VlcEscapeBlock, AacRoundTrips) {
-    round_trip(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac, 0, 8191, true);
-    round_trip(zemtest::aac_pair_book(11), VlcSpecs::Kind::Aac, 0, 8191, true, 32, 2); // deep links
-    round_trip(zemtest::aac_pair_book(9), VlcSpecs::Kind::Aac, 0, 12, true);
-}
-
-TEST(VlcEscapeBlock, AacSignedBookWithSixteenBitElements) {
-    round_trip(zemtest::aac_pair_book(5), VlcSpecs::Kind::Aac, 0, 4, false, 16);
-}
-
-TEST(VlcEscapeBlock, Mp3RoundTripsWithLinbits) {
-    const PairBook t24 = zemtest::mp3_pair_book(kMp3Tables, 24);
-    ASSERT_EQ(t24.codes.size(), 256u) << kMp3Tables;
-    for (int linbits : {4, 8, 13})
-        round_trip(t24, VlcSpecs::Kind::Mp3, linbits, 15 + (1 << linbits) - 1, true);
-    const PairBook t13 = zemtest::mp3_pair_book(kMp3Tables, 13); // 15 is a plain value here
-    round_trip(t13, VlcSpecs::Kind::Mp3, 0, 15, true);
 }
 
 // The escape words and linbits of the documented examples, bit for bit after the codeword.

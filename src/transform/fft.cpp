@@ -1,6 +1,15 @@
-// Complex FFT: radix-2 decimation in frequency in place, then the bit-reversal permutation.
-// Butterfly of half-length h: (a, b) -> (a + b, (a - b) * e^(-j*pi*i/h)), i = 0..h-1; the
-// inverse uses the conjugate twiddles. Scaling, when the spec asks for it, is one pass of
+// Complex FFT. Orders up to 15: Stockham autosort, radix 4 with one radix-2 step at the end of
+// odd orders, ping-ponging between the destination and the work buffer so that no bit-reversal
+// pass is needed. Stage n (n = N, N/4, ..., stride s = N/n) maps, for p < n/4 and q < s,
+//   a, b, c, d = x[q + s(p + k n/4)], k = 0..3
+//   y[q + s 4p]       = (a + c) + (b + d)
+//   y[q + s (4p + 1)] = w^p  ((a - c) - j (b - d))
+//   y[q + s (4p + 2)] = w^2p ((a + c) - (b + d))
+//   y[q + s (4p + 3)] = w^3p ((a - c) + j (b - d)),   w = e^(-j 2 pi / n),
+// the inverse with +j and conjugate twiddles. The first stage (s = 1) runs two values of p per
+// SSE2 register, the later ones two values of q. Larger orders use radix-2 decimation in
+// frequency in place with a bit-reversal permutation (their work buffer is too small for a
+// second copy of the data). Scaling, when the spec asks for it, is one pass of
 // zemScaleVector_32f over the result.
 #include "transform/fft.hpp"
 
@@ -16,7 +25,7 @@ namespace zem {
 namespace {
 
 constexpr int32_t kHeaderBytes = 96; // header reserved in front of the tables (32-byte multiple)
-static_assert(sizeof(ZemFftSpec) <= kHeaderBytes);
+static_assert(sizeof(ZemFftSpec) <= 64);
 static_assert(sizeof(ZemFftSpec) + 31 <= 116); // orders 0..5 keep only the header
 
 constexpr int32_t kSmallMaxOrder = 5;
@@ -38,21 +47,77 @@ constexpr double const_cos(double x) {
     return x > kPi / 2 ? -taylor_sin(x - kPi / 2) : taylor_sin(kPi / 2 - x);
 }
 
-// Runs h = 1, 2, 4, 8, 16 at complex entries h..2h-1; entry 0 unused.
+// ---- twiddle table of the Stockham kernels ---------------------------------------------------
+// For N = 2^order: N/8 blocks of 16 floats, block b serving p = 2b and 2b + 1 of the first
+// stage in the form its SSE2 code multiplies with: (wr, wr, wr', wr'), (-wi, wi, -wi', wi') for
+// w = e^(-j 2 pi p / N), then the same for w^2. w^3 is formed as w * w^2. Later stages read
+// e^(-j 2 pi p / n) = w_N^(sp) from the same table.
+constexpr std::size_t kBlockFloats = 16;
+
+template <typename Cos, typename Sin>
+constexpr void fill_block(float* b, std::size_t p, std::size_t n, Cos cosf, Sin sinf) {
+    for (std::size_t h = 0; h < 2; ++h)
+        for (std::size_t k = 1; k <= 2; ++k) {
+            const double a = 2.0 * kPi * double(k * (p + h)) / double(n);
+            const float wr = float(cosf(a)), wi = float(-sinf(a));
+            float* v = b + 8 * (k - 1);
+            v[2 * h] = v[2 * h + 1] = wr;
+            v[4 + 2 * h] = -wi;
+            v[4 + 2 * h + 1] = wi;
+        }
+}
+
+// Orders 3, 4, 5 at blocks 0, 1 and 3.
 struct BuiltinTwiddles {
-    alignas(16) float v[64];
+    alignas(16) float v[7 * kBlockFloats];
 };
 constexpr BuiltinTwiddles make_builtin() {
     BuiltinTwiddles t{};
-    for (int h = 1; h <= 16; h *= 2)
-        for (int i = 0; i < h; ++i) {
-            const double theta = kPi * i / h;
-            t.v[2 * (h + i)] = float(const_cos(theta));
-            t.v[2 * (h + i) + 1] = float(-const_sin(theta));
-        }
+    std::size_t block = 0;
+    for (std::size_t n = 8; n <= 32; n *= 2)
+        for (std::size_t p = 0; p < n / 4; p += 2, ++block)
+            fill_block(t.v + kBlockFloats * block, p, n, const_cos, const_sin);
     return t;
 }
 constexpr BuiltinTwiddles kBuiltin = make_builtin();
+
+const float* stockham_table(const ZemFftSpec& s) {
+    switch (s.order) {
+    case 3:
+        return kBuiltin.v;
+    case 4:
+        return kBuiltin.v + kBlockFloats;
+    case 5:
+        return kBuiltin.v + 3 * kBlockFloats;
+    default:
+        return s.twiddle;
+    }
+}
+
+struct Cx {
+    float re, im;
+};
+inline float w1r(const float* t, std::size_t e) { return t[kBlockFloats * (e >> 1) + 2 * (e & 1)]; }
+inline float w1i(const float* t, std::size_t e) {
+    return t[kBlockFloats * (e >> 1) + 5 + 2 * (e & 1)];
+}
+inline float w2r(const float* t, std::size_t e) {
+    return t[kBlockFloats * (e >> 1) + 8 + 2 * (e & 1)];
+}
+inline float w2i(const float* t, std::size_t e) {
+    return t[kBlockFloats * (e >> 1) + 13 + 2 * (e & 1)];
+}
+
+// e^(-j 2 pi i / N) for i < N/2, from whichever table the spec has.
+Cx twiddle(const ZemFftSpec& s, std::size_t i) {
+    if (s.twiddleStrided)
+        return {s.twiddle[2 * i], s.twiddle[2 * i + 1]};
+    const std::size_t quarter = (std::size_t(1) << s.order) / 4;
+    const bool upper = i >= quarter; // w^(i + N/4) = -j w^i
+    const std::size_t e = upper ? i - quarter : i;
+    const Cx w = e == 0 ? Cx{1.0f, 0.0f} : Cx{w1r(stockham_table(s), e), w1i(stockham_table(s), e)};
+    return upper ? Cx{w.im, -w.re} : w;
+}
 
 constexpr bool valid_mode(int32_t m) {
     return m == FftScaleFwdByN || m == FftScaleInvByN || m == FftScaleBySqrtN || m == FftNoScale;
@@ -123,55 +188,22 @@ uint32_t reverse_bits(uint32_t v, int32_t bits) {
     return bits == 0 ? 0 : v >> (32 - bits);
 }
 
-// Twiddles of the stage with half-length h: tw[2*i*step], tw[2*i*step + 1], i < h.
-struct Run {
-    const float* tw;
-    std::size_t step;
-};
-Run twiddle_run(const ZemFftSpec& s, std::size_t h) {
-    if (s.order <= kSmallMaxOrder)
-        return {kBuiltin.v + 2 * h, 1};
-    if (s.twiddleStrided)
-        return {s.twiddle, (std::size_t(1) << s.order) / (2 * h)};
-    return {s.twiddle + 2 * h, 1};
-}
+// ---- radix-2 in place (orders 16..28, and the split transform) -------------------------------
 
 // Natural order from bit-reversed order, in place on n complex values (as float pairs or one
 // array of floats each for split data, Stride 2 or 1).
-template <int Stride> void bit_reverse(float* x, const ZemFftSpec& s) {
-    const int32_t order = s.order;
-    if (order < 2)
-        return;
+template <int Stride> void bit_reverse(float* x, int32_t order) {
     const std::size_t n = std::size_t(1) << order;
-    auto swap = [x](std::size_t i, std::size_t r) {
-        for (int c = 0; c < Stride; ++c) {
-            const float t = x[Stride * i + c];
-            x[Stride * i + c] = x[Stride * r + c];
-            x[Stride * r + c] = t;
-        }
-    };
-    if (s.bitRev != nullptr) {
-        // i = 4j + low: reverse(i) = reverse2(low) << (order - 2) | reverse_{order-2}(j).
-        const std::size_t quarter = n / 4;
-        for (std::size_t j = 0; j < quarter; ++j) {
-            const std::size_t rj = std::size_t(s.bitRev[j]) >> 1;
-            for (std::size_t low = 0; low < 4; ++low) {
-                const std::size_t i = 4 * j + low;
-                const std::size_t r = ((((low & 1) << 1) | (low >> 1)) * quarter) | rj;
-                if (i < r)
-                    swap(i, r);
-            }
-        }
-        return;
-    }
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t r = reverse_bits(uint32_t(i), order);
         if (i < r)
-            swap(i, r);
+            for (int c = 0; c < Stride; ++c) {
+                const float t = x[Stride * i + c];
+                x[Stride * i + c] = x[Stride * r + c];
+                x[Stride * r + c] = t;
+            }
     }
 }
-
-// ---- scalar reference ------------------------------------------------------------------
 
 // Data access for interleaved (re, im pairs) and split (two arrays) layouts.
 struct Interleaved {
@@ -186,10 +218,11 @@ struct Split {
     float& im(std::size_t i) const { return m[i]; }
 };
 
+// Butterfly of half-length h: (a, b) -> (a + b, (a - b) * e^(-j pi i / h)), i < h.
 template <bool Inverse, typename Data> void dif_scalar(Data x, const ZemFftSpec& s) {
     const std::size_t n = std::size_t(1) << s.order;
     for (std::size_t h = n / 2; h >= 2; h /= 2) {
-        const Run run = twiddle_run(s, h);
+        const std::size_t step = n / (2 * h);
         for (std::size_t blk = 0; blk < n; blk += 2 * h)
             for (std::size_t i = 0; i < h; ++i) {
                 const std::size_t p = blk + i, q = p + h;
@@ -197,13 +230,13 @@ template <bool Inverse, typename Data> void dif_scalar(Data x, const ZemFftSpec&
                 x.re(p) = ar + br;
                 x.im(p) = ai + bi;
                 const float dr = ar - br, di = ai - bi;
-                const float wr = run.tw[2 * i * run.step], wi = run.tw[2 * i * run.step + 1];
+                const Cx w = twiddle(s, i * step);
                 if (Inverse) {
-                    x.re(q) = dr * wr + di * wi;
-                    x.im(q) = di * wr - dr * wi;
+                    x.re(q) = dr * w.re + di * w.im;
+                    x.im(q) = di * w.re - dr * w.im;
                 } else {
-                    x.re(q) = dr * wr - di * wi;
-                    x.im(q) = di * wr + dr * wi;
+                    x.re(q) = dr * w.re - di * w.im;
+                    x.im(q) = di * w.re + dr * w.im;
                 }
             }
     }
@@ -217,57 +250,247 @@ template <bool Inverse, typename Data> void dif_scalar(Data x, const ZemFftSpec&
         }
 }
 
-template <bool Inverse> void fft_scalar(float* data, const ZemFftSpec& s) {
-    dif_scalar<Inverse>(Interleaved{data}, s);
-    bit_reverse<2>(data, s);
-}
-
-// ---- SSE2: two complex values per register ----------------------------------------------
-
 // d * w for two complex values (conj(w) for the inverse), the same operations as the scalar
-// reference: re = dr*wr - di*wi, im = di*wr + dr*wi.
-template <bool Inverse> inline __m128 cmul(__m128 d, __m128 w) {
+// code: re = dr*wr - di*wi, im = di*wr + dr*wi.
+template <bool Inverse> inline __m128 cmul_pairs(__m128 d, __m128 w) {
     const __m128 wr = _mm_shuffle_ps(w, w, _MM_SHUFFLE(2, 2, 0, 0));
     const __m128 wi = _mm_shuffle_ps(w, w, _MM_SHUFFLE(3, 3, 1, 1));
     const __m128 ds = _mm_shuffle_ps(d, d, _MM_SHUFFLE(2, 3, 0, 1)); // (di, dr, ...)
-    const __m128 t1 = _mm_mul_ps(d, wr);                              // (dr wr, di wr)
-    const __m128 t2 = _mm_mul_ps(ds, wi);                             // (di wi, dr wi)
-    if (Inverse)
-        return _mm_add_ps(t1, _mm_xor_ps(t2, _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0))));
-    return _mm_add_ps(t1, _mm_xor_ps(t2, _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN))));
+    const __m128 t1 = _mm_mul_ps(d, wr);                             // (dr wr, di wr)
+    const __m128 t2 = _mm_mul_ps(ds, wi);                            // (di wi, dr wi)
+    const __m128 sign = Inverse ? _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0))
+                                : _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
+    return _mm_add_ps(t1, _mm_xor_ps(t2, sign));
 }
 
-template <bool Inverse> void fft_sse2(float* x, const ZemFftSpec& s) {
+template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s) {
     const std::size_t n = std::size_t(1) << s.order;
     for (std::size_t h = n / 2; h >= 2; h /= 2) {
-        const Run run = twiddle_run(s, h);
+        const std::size_t step = n / (2 * h);
         for (std::size_t blk = 0; blk < n; blk += 2 * h) {
             float* a = x + 2 * blk;
             float* b = a + 2 * h;
             for (std::size_t i = 0; i < h; i += 2) {
                 const __m128 va = _mm_loadu_ps(a + 2 * i), vb = _mm_loadu_ps(b + 2 * i);
                 _mm_storeu_ps(a + 2 * i, _mm_add_ps(va, vb));
-                __m128 w;
-                if (run.step == 1) {
-                    w = _mm_load_ps(run.tw + 2 * i);
-                } else {
-                    const float* t0 = run.tw + 2 * i * run.step;
-                    w = _mm_loadh_pi(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(t0))),
-                                     reinterpret_cast<const __m64*>(t0 + 2 * run.step));
-                }
-                _mm_storeu_ps(b + 2 * i, cmul<Inverse>(_mm_sub_ps(va, vb), w));
+                const float* t0 = s.twiddle + 2 * i * step;
+                const __m128 w =
+                    _mm_loadh_pi(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(t0))),
+                                 reinterpret_cast<const __m64*>(t0 + 2 * step));
+                _mm_storeu_ps(b + 2 * i, cmul_pairs<Inverse>(_mm_sub_ps(va, vb), w));
             }
         }
     }
-    if (n >= 2) {
-        const __m128 negHigh = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, INT32_MIN, 0, 0));
-        for (std::size_t p = 0; p < n; p += 2) {
-            const __m128 v = _mm_loadu_ps(x + 2 * p);
-            const __m128 lo = _mm_movelh_ps(v, v), hi = _mm_movehl_ps(v, v);
-            _mm_storeu_ps(x + 2 * p, _mm_add_ps(lo, _mm_xor_ps(hi, negHigh)));
+    const __m128 negHigh = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, INT32_MIN, 0, 0));
+    for (std::size_t p = 0; p < n; p += 2) {
+        const __m128 v = _mm_loadu_ps(x + 2 * p);
+        const __m128 lo = _mm_movelh_ps(v, v), hi = _mm_movehl_ps(v, v);
+        _mm_storeu_ps(x + 2 * p, _mm_add_ps(lo, _mm_xor_ps(hi, negHigh)));
+    }
+}
+
+// ---- Stockham stages -------------------------------------------------------------------------
+
+// Scalar reference of one stage (n = 4m or, with m = 0, the radix-2 step n = 2).
+template <bool Inverse>
+void stage_scalar(const float* x, float* y, std::size_t n, std::size_t s, const float* tw) {
+    if (n == 2) {
+        for (std::size_t q = 0; q < s; ++q)
+            for (int c = 0; c < 2; ++c) {
+                const float a = x[2 * q + c], b = x[2 * (q + s) + c];
+                y[2 * q + c] = a + b;
+                y[2 * (q + s) + c] = a - b;
+            }
+        return;
+    }
+    const std::size_t m = n / 4;
+    for (std::size_t p = 0; p < m; ++p) {
+        float c1r = 1, c1i = 0, c2r = 1, c2i = 0, c3r = 1, c3i = 0;
+        if (p > 0) {
+            const std::size_t e = s * p;
+            c1r = w1r(tw, e);
+            c1i = Inverse ? -w1i(tw, e) : w1i(tw, e);
+            c2r = w2r(tw, e);
+            c2i = Inverse ? -w2i(tw, e) : w2i(tw, e);
+            c3r = c1r * c2r - c1i * c2i;
+            c3i = c1r * c2i + c1i * c2r;
+        }
+        for (std::size_t q = 0; q < s; ++q) {
+            const float* in = x + 2 * (q + s * p);
+            const Cx a = {in[0], in[1]}, b = {in[2 * s * m], in[2 * s * m + 1]},
+                     c = {in[4 * s * m], in[4 * s * m + 1]}, d = {in[6 * s * m], in[6 * s * m + 1]};
+            const Cx apc = {a.re + c.re, a.im + c.im}, amc = {a.re - c.re, a.im - c.im};
+            const Cx bpd = {b.re + d.re, b.im + d.im}, bmd = {b.re - d.re, b.im - d.im};
+            const Cx jb = {-bmd.im, bmd.re};
+            const Cx u1 =
+                Inverse ? Cx{amc.re + jb.re, amc.im + jb.im} : Cx{amc.re - jb.re, amc.im - jb.im};
+            const Cx u3 =
+                Inverse ? Cx{amc.re - jb.re, amc.im - jb.im} : Cx{amc.re + jb.re, amc.im + jb.im};
+            const Cx u2 = {apc.re - bpd.re, apc.im - bpd.im};
+            float* out = y + 2 * (q + 4 * s * p);
+            out[0] = apc.re + bpd.re;
+            out[1] = apc.im + bpd.im;
+            if (p == 0) {
+                out[2 * s] = u1.re;
+                out[2 * s + 1] = u1.im;
+                out[4 * s] = u2.re;
+                out[4 * s + 1] = u2.im;
+                out[6 * s] = u3.re;
+                out[6 * s + 1] = u3.im;
+            } else {
+                out[2 * s] = u1.re * c1r - u1.im * c1i;
+                out[2 * s + 1] = u1.im * c1r + u1.re * c1i;
+                out[4 * s] = u2.re * c2r - u2.im * c2i;
+                out[4 * s + 1] = u2.im * c2r + u2.re * c2i;
+                out[6 * s] = u3.re * c3r - u3.im * c3i;
+                out[6 * s + 1] = u3.im * c3r + u3.re * c3i;
+            }
         }
     }
-    bit_reverse<2>(x, s);
+}
+
+// x * w for two complex values with w given as (wr, wr, wr', wr') and (-wi, wi, -wi', wi').
+inline __m128 cmul(__m128 x, __m128 wr, __m128 wi) {
+    const __m128 xs = _mm_shuffle_ps(x, x, _MM_SHUFFLE(2, 3, 0, 1));
+    return _mm_add_ps(_mm_mul_ps(x, wr), _mm_mul_ps(xs, wi));
+}
+
+// The four outputs of a radix-4 butterfly before twiddling: (a+c)+(b+d), u1, (a+c)-(b+d), u3.
+template <bool Inverse> struct Radix4 {
+    __m128 y0, u1, u2, u3;
+    Radix4(__m128 a, __m128 b, __m128 c, __m128 d) {
+        const __m128 lane0 = _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
+        const __m128 apc = _mm_add_ps(a, c), amc = _mm_sub_ps(a, c);
+        const __m128 bpd = _mm_add_ps(b, d), bmd = _mm_sub_ps(b, d);
+        const __m128 jb = _mm_xor_ps(_mm_shuffle_ps(bmd, bmd, _MM_SHUFFLE(2, 3, 0, 1)), lane0);
+        y0 = _mm_add_ps(apc, bpd);
+        u2 = _mm_sub_ps(apc, bpd);
+        u1 = Inverse ? _mm_add_ps(amc, jb) : _mm_sub_ps(amc, jb);
+        u3 = Inverse ? _mm_sub_ps(amc, jb) : _mm_add_ps(amc, jb);
+    }
+};
+
+// First stage (s = 1, n = N, m = N/4 >= 2): two values of p per register.
+template <bool Inverse>
+void stage_first_sse2(const float* x, float* y, std::size_t n, const float* tw) {
+    const std::size_t m = n / 4;
+    const __m128 flip = Inverse ? _mm_set1_ps(-0.0f) : _mm_setzero_ps();
+    for (std::size_t p = 0; p < m; p += 2) {
+        const Radix4<Inverse> r(_mm_loadu_ps(x + 2 * p), _mm_loadu_ps(x + 2 * (p + m)),
+                                _mm_loadu_ps(x + 2 * (p + 2 * m)),
+                                _mm_loadu_ps(x + 2 * (p + 3 * m)));
+        const float* b = tw + 8 * p;
+        const __m128 c1r = _mm_load_ps(b), c1i = _mm_xor_ps(_mm_load_ps(b + 4), flip);
+        const __m128 c2r = _mm_load_ps(b + 8), c2i = _mm_xor_ps(_mm_load_ps(b + 12), flip);
+        const __m128 c3r = _mm_sub_ps(_mm_mul_ps(c1r, c2r), _mm_mul_ps(c1i, c2i));
+        const __m128 c3i = _mm_add_ps(_mm_mul_ps(c1r, c2i), _mm_mul_ps(c1i, c2r));
+        const __m128 r1 = cmul(r.u1, c1r, c1i), r2 = cmul(r.u2, c2r, c2i),
+                     r3 = cmul(r.u3, c3r, c3i);
+        float* out = y + 8 * p;
+        _mm_storeu_ps(out, _mm_movelh_ps(r.y0, r1));
+        _mm_storeu_ps(out + 4, _mm_movelh_ps(r2, r3));
+        _mm_storeu_ps(out + 8, _mm_movehl_ps(r1, r.y0));
+        _mm_storeu_ps(out + 12, _mm_movehl_ps(r3, r2));
+    }
+}
+
+// Later stages (s >= 2): two values of q per register, one twiddle set per p.
+template <bool Inverse>
+void stage_sse2(const float* x, float* y, std::size_t n, std::size_t s, const float* tw) {
+    if (n == 2) {
+        for (std::size_t q = 0; q < s; q += 2) {
+            const __m128 a = _mm_loadu_ps(x + 2 * q), b = _mm_loadu_ps(x + 2 * (q + s));
+            _mm_storeu_ps(y + 2 * q, _mm_add_ps(a, b));
+            _mm_storeu_ps(y + 2 * (q + s), _mm_sub_ps(a, b));
+        }
+        return;
+    }
+    const std::size_t m = n / 4, sm = 2 * s * m;
+    for (std::size_t p = 0; p < m; ++p) {
+        const float* in = x + 2 * s * p;
+        float* out = y + 8 * s * p;
+        if (p == 0) {
+            for (std::size_t q = 0; q < 2 * s; q += 4) {
+                const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
+                                        _mm_loadu_ps(in + q + 2 * sm),
+                                        _mm_loadu_ps(in + q + 3 * sm));
+                _mm_storeu_ps(out + q, r.y0);
+                _mm_storeu_ps(out + q + 2 * s, r.u1);
+                _mm_storeu_ps(out + q + 4 * s, r.u2);
+                _mm_storeu_ps(out + q + 6 * s, r.u3);
+            }
+            continue;
+        }
+        const std::size_t e = s * p;
+        const float c1r = w1r(tw, e), c1i = Inverse ? -w1i(tw, e) : w1i(tw, e);
+        const float c2r = w2r(tw, e), c2i = Inverse ? -w2i(tw, e) : w2i(tw, e);
+        const float c3r = c1r * c2r - c1i * c2i, c3i = c1r * c2i + c1i * c2r;
+        const __m128 v1r = _mm_set1_ps(c1r), v1i = _mm_setr_ps(-c1i, c1i, -c1i, c1i);
+        const __m128 v2r = _mm_set1_ps(c2r), v2i = _mm_setr_ps(-c2i, c2i, -c2i, c2i);
+        const __m128 v3r = _mm_set1_ps(c3r), v3i = _mm_setr_ps(-c3i, c3i, -c3i, c3i);
+        for (std::size_t q = 0; q < 2 * s; q += 4) {
+            const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
+                                    _mm_loadu_ps(in + q + 2 * sm), _mm_loadu_ps(in + q + 3 * sm));
+            _mm_storeu_ps(out + q, r.y0);
+            _mm_storeu_ps(out + q + 2 * s, cmul(r.u1, v1r, v1i));
+            _mm_storeu_ps(out + q + 4 * s, cmul(r.u2, v2r, v2i));
+            _mm_storeu_ps(out + q + 6 * s, cmul(r.u3, v3r, v3i));
+        }
+    }
+}
+
+// All stages; the last one writes dst. work holds N complex values (orders up to 5 bring
+// their own).
+template <bool Inverse, bool Simd>
+void stockham(const float* src, float* dst, float* work, const ZemFftSpec& spec) {
+    const int32_t order = spec.order;
+    const std::size_t n = std::size_t(1) << order;
+    if (order == 0) {
+        dst[0] = src[0];
+        dst[1] = src[1];
+        return;
+    }
+    alignas(16) float local[64];
+    if (order <= kSmallMaxOrder)
+        work = local;
+    const int32_t stages = (order + 1) / 2;
+    const float* tw = stockham_table(spec);
+    // Stage i writes dst when stages - i is even; in place, an odd count first moves the input
+    // out of the way.
+    if (src == dst && (stages & 1)) {
+        std::memcpy(work, src, 8 * n);
+        src = work;
+    }
+    const float* in = src;
+    std::size_t len = n, s = 1;
+    for (int32_t i = 1; i <= stages; ++i) {
+        float* out = ((stages - i) & 1) ? work : dst;
+        const std::size_t radix = len == 2 ? 2 : 4;
+        if (!Simd || (s == 1 && len < 8))
+            stage_scalar<Inverse>(in, out, len, s, tw);
+        else if (s == 1)
+            stage_first_sse2<Inverse>(in, out, len, tw);
+        else
+            stage_sse2<Inverse>(in, out, len, s, tw);
+        in = out;
+        len /= radix;
+        s *= radix;
+    }
+}
+
+template <bool Inverse, bool Simd>
+void kernel(const float* src, float* dst, float* work, const ZemFftSpec& s) {
+    if (s.order <= kTableMaxOrder) {
+        stockham<Inverse, Simd>(src, dst, work, s);
+        return;
+    }
+    if (src != dst)
+        std::memmove(dst, src, (std::size_t(8) << s.order));
+    if (Simd)
+        dif_sse2<Inverse>(dst, s);
+    else
+        dif_scalar<Inverse>(Interleaved{dst}, s);
+    bit_reverse<2>(dst, s.order);
 }
 
 ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
@@ -299,21 +522,13 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
         float* tw = reinterpret_cast<float*>(base + kHeaderBytes);
         s->twiddle = tw;
         if (order <= kTableMaxOrder) {
-            // Every run h = 1 .. N/2 at entries h .. 2h-1.
-            for (int64_t h = 1; h < n; h *= 2)
-                for (int64_t i = 0; i < h; ++i) {
-                    const double theta = kPi * double(i) / double(h);
-                    tw[2 * (h + i)] = float(std::cos(theta));
-                    tw[2 * (h + i) + 1] = float(-std::sin(theta));
-                }
-            tw[0] = tw[1] = 0.0f;
-            auto* rev = reinterpret_cast<int32_t*>(base + kHeaderBytes + a32(8 * n + 8));
-            for (int64_t j = 0; j < n / 4; ++j)
-                rev[j] = int32_t(2 * reverse_bits(uint32_t(j), order - 2));
-            rev[n / 4] = 0;
-            s->bitRev = rev;
+            auto c = [](double a) { return std::cos(a); };
+            auto sn = [](double a) { return std::sin(a); };
+            for (int64_t p = 0; p < n / 4; p += 2)
+                fill_block(tw + kBlockFloats * std::size_t(p / 2), std::size_t(p), std::size_t(n),
+                           c, sn);
         } else {
-            // Only the run of the first stage, e^(-j*2*pi*i/N), i < N/2.
+            // Only the run of the first radix-2 stage, e^(-j*2*pi*i/N), i < N/2.
             const double step = 2.0 * kPi / double(n);
             for (int64_t i = 0; i < n / 2; ++i) {
                 tw[2 * i] = float(std::cos(step * double(i)));
@@ -327,17 +542,17 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
     return zemStatusOk;
 }
 
-// Runs the transform on dst after copying src there; allocates the work area when the spec
-// has one and the caller gave none (the kernels themselves work in place).
-template <typename Body>
-ZemStatus with_work(const ZemFftSpec* s, uint8_t* pWorkBuf, Body body) {
+// Runs body(work) with the caller's work buffer aligned to 32 bytes, or with one allocated for
+// the call when the spec needs one and the caller gave none.
+template <typename Body> ZemStatus with_work(const ZemFftSpec* s, uint8_t* pWorkBuf, Body body) {
     void* owned = nullptr;
     if (s->workSize > 0 && pWorkBuf == nullptr) {
         owned = zemAllocBytes(s->workSize + 32);
         if (owned == nullptr)
             return zemStatusNoMemory;
+        pWorkBuf = static_cast<uint8_t*>(owned);
     }
-    body();
+    body(pWorkBuf == nullptr ? nullptr : reinterpret_cast<float*>(align_up<32>(pWorkBuf)));
     zemRelease(owned);
     return zemStatusOk;
 }
@@ -351,26 +566,20 @@ ZemStatus fft_interleaved(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* 
         return zemStatusContextMismatch;
     if (pSrc == nullptr || pDst == nullptr)
         return zemStatusNullPointer;
-    return with_work(pSpec, pWorkBuf, [&] {
-        const std::size_t n = std::size_t(1) << pSpec->order;
-        if (pSrc != pDst)
-            std::memmove(pDst, pSrc, n * sizeof(Zem32fc));
+    return with_work(pSpec, pWorkBuf, [&](float* work) {
         float* x = reinterpret_cast<float*>(pDst);
-        if (Inverse)
-            kFftSse2.inverse(x, *pSpec);
-        else
-            kFftSse2.forward(x, *pSpec);
+        kernel<Inverse, true>(reinterpret_cast<const float*>(pSrc), x, work, *pSpec);
         if (Inverse ? pSpec->scaleInv : pSpec->scaleFwd)
-            zemScaleVector_32f(pSpec->scale, x, int32_t(2 * n));
+            zemScaleVector_32f(pSpec->scale, x, int32_t(2) << pSpec->order);
     });
 }
 
 } // namespace
 
-const FftKernels kFftScalar = {fft_scalar<false>, fft_scalar<true>};
-const FftKernels kFftSse2 = {fft_sse2<false>, fft_sse2<true>};
+const FftKernels kFftScalar = {kernel<false, false>, kernel<true, false>};
+const FftKernels kFftSse2 = {kernel<false, true>, kernel<true, true>};
 
-const float* fft_builtin_twiddles() { return kBuiltin.v; }
+const float* fft_twiddle_table(const ZemFftSpec& spec) { return stockham_table(spec); }
 
 FftCoreSizes fft_core_sizes(int32_t order) {
     const int64_t n = int64_t(1) << order;
@@ -385,15 +594,16 @@ int64_t fft_footprint(int32_t order) {
     if (order <= kSmallMaxOrder)
         return sizeof(ZemFftSpec);
     if (order <= kTableMaxOrder)
-        return kHeaderBytes + a32(8 * n + 8) + n + 4;
+        return kHeaderBytes + 8 * n;
     return kHeaderBytes + 4 * n;
 }
 
-void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t*) {
+void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t* work) {
+    float* w = reinterpret_cast<float*>(work);
     if (inverse)
-        kFftSse2.inverse(data, spec);
+        kFftSse2.inverse(data, data, w, spec);
     else
-        kFftSse2.forward(data, spec);
+        kFftSse2.forward(data, data, w, spec);
 }
 
 float fft_inv_sqrt(float n) { return inv_sqrt_refined(n); }
@@ -414,7 +624,6 @@ ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t, int32_t
     *pSizeWork = s.work;
     return zemStatusOk;
 }
-
 ZemStatus zemFftInit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
                      uint8_t* pMemSpec, uint8_t* pMemInit) {
     return init_common(ppSpec, order, scalingMode, hint, pMemSpec, pMemInit, kFftTagInterleaved);
@@ -495,15 +704,15 @@ ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe
         return zemStatusContextMismatch;
     if (pSrcRe == nullptr || pSrcIm == nullptr || pDstRe == nullptr || pDstIm == nullptr)
         return zemStatusNullPointer;
-    return with_work(pSpec, pWorkBuf, [&] {
+    return with_work(pSpec, pWorkBuf, [&](float*) {
         const std::size_t n = std::size_t(1) << pSpec->order;
         if (pSrcRe != pDstRe)
             std::memmove(pDstRe, pSrcRe, n * sizeof(float));
         if (pSrcIm != pDstIm)
             std::memmove(pDstIm, pSrcIm, n * sizeof(float));
         dif_scalar<false>(Split{pDstRe, pDstIm}, *pSpec);
-        bit_reverse<1>(pDstRe, *pSpec);
-        bit_reverse<1>(pDstIm, *pSpec);
+        bit_reverse<1>(pDstRe, pSpec->order);
+        bit_reverse<1>(pDstIm, pSpec->order);
         if (pSpec->scaleFwd) {
             zemScaleVector_32f(pSpec->scale, pDstRe, int32_t(n));
             zemScaleVector_32f(pSpec->scale, pDstIm, int32_t(n));

@@ -21,11 +21,9 @@ enum : int32_t { kFftTagInterleaved = 4, kFftTagSplit = 5 };
 
 constexpr int32_t kFftMaxOrder = 28;
 
-// Header of a spec, at the caller's spec memory rounded up to 32 bytes. Orders 0..5 keep no
-// tables (their twiddles are built in); from order 6 the twiddle table follows the header,
-// one run of h values e^(-j*pi*i/h) per butterfly half-length h (run h starts at entry h - 1);
-// for orders 6..15 the bit-reversal table follows it. Large orders keep only the first run
-// and read the later ones at a stride.
+// Header of a spec, at the caller's spec memory rounded up to 32 bytes. Orders 3..15 use one
+// twiddle table of N/8 blocks of 16 floats (built in for orders 3..5, behind the header from
+// order 6); orders 16..28 keep e^(-j 2 pi i / N), i < N/2, as (re, im) pairs behind the header.
 struct ZemFftSpec {
     int32_t tag;
     int32_t order;
@@ -35,9 +33,8 @@ struct ZemFftSpec {
     int32_t hint;
     int32_t workSize;
     int32_t allocated;
-    const int32_t* bitRev;  // entry j: 2 * (order - 2)-bit reversal of j; null for large orders
-    const float* twiddle;   // (re, im) pairs; null for orders 0..5
-    int32_t twiddleStrided; // 1: only the run of the longest stage is stored
+    const float* twiddle;   // null for orders 0..5
+    int32_t twiddleStrided; // 1: the (re, im) run of the large orders
     int32_t blockOffset;    // bytes from the allocated block to the header (InitAlloc)
 };
 
@@ -58,11 +55,12 @@ ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe
 // Multiplies len floats by factor (1.0: untouched, 0.0: zero-filled).
 ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len);
 
-// The in-place kernels over N interleaved complex values, unscaled, natural order in and out:
-// a scalar reference and the SSE2 version, which give identical bits.
+// The unscaled kernels over N interleaved complex values, natural order in and out: a scalar
+// reference and the SSE2 version, which give identical bits. src may equal dst; work holds N
+// complex values (orders 6..15; unused otherwise).
 struct FftKernels {
-    void (*forward)(float* data, const ZemFftSpec& spec);
-    void (*inverse)(float* data, const ZemFftSpec& spec);
+    void (*forward)(const float* src, float* dst, float* work, const ZemFftSpec& spec);
+    void (*inverse)(const float* src, float* dst, float* work, const ZemFftSpec& spec);
 };
 extern const FftKernels kFftScalar;
 extern const FftKernels kFftSse2;
@@ -79,7 +77,7 @@ int64_t fft_footprint(int32_t order);
 void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t* work);
 float fft_inv_sqrt(float n);
 
-// The built-in twiddles of orders 0..5 (runs h = 1..16), for tests.
-const float* fft_builtin_twiddles();
+// The twiddle blocks of orders 3..15 (built in up to order 5), for tests.
+const float* fft_twiddle_table(const ZemFftSpec& spec);
 
 } // namespace zem

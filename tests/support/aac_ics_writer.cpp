@@ -11,24 +11,6 @@ namespace {
 
 using zem::HuffCode;
 
-const HuffCode* spectral_codes(int cb) {
-    static const HuffCode* const kBooks[12] = {
-        nullptr,
-        zem::aac::kSpectralCodes1,
-        zem::aac::kSpectralCodes2,
-        zem::aac::kSpectralCodes3,
-        zem::aac::kSpectralCodes4,
-        zem::aac::kSpectralCodes5,
-        zem::aac::kSpectralCodes6,
-        zem::aac::kSpectralCodes7,
-        zem::aac::kSpectralCodes8,
-        zem::aac::kSpectralCodes9,
-        zem::aac::kSpectralCodes10,
-        zem::aac::kSpectralCodes11,
-    };
-    return kBooks[cb];
-}
-
 int largest_magnitude(int cb) {
     static const int kLav[12] = {0, 1, 1, 2, 2, 4, 4, 7, 7, 12, 12, 8191};
     return kLav[cb];
@@ -43,7 +25,7 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
             digit = 16;
         index = index * book.radix + digit;
     }
-    const HuffCode& c = spectral_codes(cb)[index];
+    const HuffCode& c = aac_spectral_codes(cb)[index];
     b.put(c.code, c.length);
     if (!book.hasSigns)
         return;
@@ -64,6 +46,15 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
 }
 
 } // namespace
+
+const HuffCode* aac_spectral_codes(int cb) {
+    using namespace zem::aac;
+    static const HuffCode* const kBooks[12] = {nullptr,         kSpectralCodes1,  kSpectralCodes2,
+                                               kSpectralCodes3, kSpectralCodes4,  kSpectralCodes5,
+                                               kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
+                                               kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
+    return kBooks[cb];
+}
 
 std::vector<int> aac_group_lengths(const AacChannel& ch) {
     if (ch.windowSequence != 2)
@@ -181,7 +172,7 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
     ch.globalGain = pick(80, 180);
     const std::vector<int> groups = aac_group_lengths(ch);
     ch.coef.assign(1024, 0);
-    int scale = ch.globalGain, noise = 0;
+    int scale = ch.globalGain, noise = 0, position = 0;
     bool firstNoise = true;
     int32_t* area = ch.coef.data();
     for (int g : groups) {
@@ -204,7 +195,8 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
                         area[i] = x;
                     }
                 } else if (s.cb == 14 || s.cb == 15) {
-                    v = pick(-100, 100);
+                    // Intensity positions run on their own: consecutive ones at most 60 apart.
+                    v = position = std::clamp(pick(-100, 100), position - 60, position + 60);
                 } else if (s.cb == 13) {
                     noise = firstNoise
                                 ? pick(std::max(0, ch.globalGain - 346),
@@ -220,15 +212,6 @@ AacChannel random_aac_channel(std::mt19937& rng, int sfIndex, bool eightShort,
         ch.sections.push_back(sections);
         area += (eightShort ? 128 : 1024) * g;
     }
-    // Intensity positions run on their own, so consecutive ones must stay 60 apart at most.
-    int position = 0;
-    for (std::size_t i = 0, band = 0; i < ch.sections.size(); ++i)
-        for (const AacSection& s : ch.sections[i])
-            for (int k = 0; k < s.length; ++k, ++band)
-                if (s.cb == 14 || s.cb == 15) {
-                    ch.sf[band] = std::clamp(ch.sf[band], position - 60, position + 60);
-                    position = ch.sf[band];
-                }
     if (withPulsesAndTns) {
         if (!eightShort && ch.maxSfb > 0 && pick(0, 1)) {
             ch.pulsesPresent = true;

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "aac/huffman_tree.hpp"
-#include "tables/aac_huffman.hpp"
+#include "support/aac_ics_writer.hpp"
 
 namespace zemtest {
 namespace {
@@ -127,31 +127,28 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
 }
 
 // A misaligned address still rounds up to the record: step back 32 and forward by misalign.
+const uint8_t* VlcSpecs::at(std::size_t offset, int misalign) const {
+    return memory_.data() + offset - (misalign ? 32 - misalign : 0);
+}
 const ZemVlcEncSpec* VlcSpecs::enc(int misalign) const {
-    return reinterpret_cast<const ZemVlcEncSpec*>(memory_.data() + encAt_ -
-                                                  (misalign ? 32 - misalign : 0));
+    return reinterpret_cast<const ZemVlcEncSpec*>(at(encAt_, misalign));
 }
 const ZemVlcDecSpec* VlcSpecs::plain(int misalign) const {
-    return reinterpret_cast<const ZemVlcDecSpec*>(memory_.data() + plainAt_ -
-                                                  (misalign ? 32 - misalign : 0));
+    return reinterpret_cast<const ZemVlcDecSpec*>(at(plainAt_, misalign));
 }
 const ZemVlcDecSpec* VlcSpecs::tuple(int misalign) const {
-    return reinterpret_cast<const ZemVlcDecSpec*>(memory_.data() + tupleAt_ -
-                                                  (misalign ? 32 - misalign : 0));
+    return reinterpret_cast<const ZemVlcDecSpec*>(at(tupleAt_, misalign));
 }
 
 PairBook aac_pair_book(int book) {
     using namespace zem;
     using namespace zem::aac;
-    static const HuffCode* const kBooks[12] = {nullptr,         nullptr,          nullptr,
-                                               nullptr,         nullptr,          kSpectralCodes5,
-                                               kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
-                                               kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
+    const HuffCode* codes = aac_spectral_codes(book);
     const SpectralBook& b = kSpectralBooks[book];
     PairBook out{{}, b.hasSigns, book == 11 ? 16 : b.hasSigns ? b.radix - 1 : b.offset};
     for (int i = 0; i < b.radix * b.radix; ++i)
-        out.codes.push_back({i / b.radix - b.offset, i % b.radix - b.offset, kBooks[book][i].code,
-                             kBooks[book][i].length});
+        out.codes.push_back(
+            {i / b.radix - b.offset, i % b.radix - b.offset, codes[i].code, codes[i].length});
     return out;
 }
 

@@ -39,6 +39,7 @@ class VlcSpecs {
     const ZemVlcDecSpec* tuple(int misalign = 0) const;
 
   private:
+    const uint8_t* at(std::size_t offset, int misalign) const;
     std::vector<uint8_t> memory_;
     std::vector<int32_t> encTable_;
     std::vector<int32_t> plainTable32_, tupleTable32_;
