@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "mp3/imdct.hpp"
+#include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
 #include "support/seed.hpp"
 #include "tables/mp3_sfb_bands.hpp"
@@ -247,18 +249,68 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
 
 namespace {
 
-// The SSE2 windowing against the scalar reference on random slot values, full scale included.
+// The SSE2 windowing against the scalar reference on random slot values, the extremes included.
 TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
     std::mt19937 rng(zemtest::seed());
     std::vector<int32_t> v(512);
-    for (int trial = 0; trial < 64; ++trial) {
+    constexpr int32_t kEdges[5] = {INT32_MIN, INT32_MAX, -1, 0, 1};
+    for (int trial = 0; trial < 80; ++trial) {
         for (int32_t& x : v)
-            x = trial < 32 ? int32_t(rng()) : int32_t(rng()) >> 6;
+            x = trial < 32 ? int32_t(rng()) : trial < 64 ? int32_t(rng()) >> 6 : kEdges[rng() % 5];
         int32_t a[32], b[32];
         zem::mp3::polyphase_window_scalar(v.data(), trial % 16, a);
         zem::mp3::polyphase_window_sse2(v.data(), trial % 16, b);
         for (int j = 0; j < 32; ++j)
             ASSERT_EQ(a[j], b[j]) << "trial " << trial << " output " << j;
+    }
+}
+
+// The SSE2 alias reduction against the scalar one, lines around the boundary untouched.
+TEST(Mp3SynthesisKernels, AliasReductionSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 32; ++trial) {
+        std::vector<int32_t> want(576), got;
+        for (int32_t& x : want)
+            x = trial < 8 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        got = want;
+        const int boundary = 18 * (1 + trial % 31);
+        zem::mp3::alias_reduce_scalar(want.data(), boundary);
+        zem::mp3::alias_reduce_sse2(got.data(), boundary);
+        ASSERT_EQ(got, want) << "trial " << trial;
+    }
+}
+
+// The SSE2 matrixing against the scalar one, up to full scale (saturating outputs).
+TEST(Mp3SynthesisKernels, MatrixingSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 64; ++trial) {
+        int32_t s[32], want[32], got[32];
+        for (int32_t& x : s)
+            x = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        zem::mp3::dct32_scalar(s, want);
+        zem::mp3::dct32_sse2(s, got);
+        for (int m = 0; m < 32; ++m)
+            ASSERT_EQ(got[m], want[m]) << "trial " << trial << " value " << m;
+    }
+}
+
+// The two-sub-band SSE2 transform against the scalar one, for every block type, on inputs up to
+// full scale (where the outputs saturate) and with a silent partner.
+TEST(Mp3SynthesisKernels, TransformPairSse2MatchesScalar) {
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 64; ++trial) {
+        const int type = trial % 4;
+        int32_t x[2][18], want[2][36], got[72];
+        for (auto& sb : x)
+            for (int32_t& v : sb)
+                v = trial < 16 ? int32_t(rng()) : trial < 60 ? int32_t(rng()) >> 5 : 0;
+        if (trial >= 60)
+            x[0][trial % 18] = 1 << 26;
+        zem::mp3::imdct_scalar(x[0], want[0], type);
+        zem::mp3::imdct_scalar(x[1], want[1], type);
+        zem::mp3::imdct_pair_sse2(x[0], x[1], got, type);
+        for (int i = 0; i < 72; ++i)
+            ASSERT_EQ(got[i], want[i & 1][i / 2]) << "trial " << trial << " value " << i;
     }
 }
 

@@ -171,12 +171,24 @@ void Decoder::emit(const int16_t* pcm, int samples, int channels, int rate) {
     const long nch = outChannels_;
     const long skip = std::min<long>(trimBegin_, samples);
     trimBegin_ -= skip;
-    held_.insert(held_.end(), pcm + skip * nch, pcm + long(samples) * nch);
-    const long ready = long(held_.size()) / nch - trimEnd_;
-    if (ready > 0) {
-        out_.write(held_.data(), std::size_t(ready));
-        held_.erase(held_.begin(), held_.begin() + ready * nch);
+    pcm += skip * nch;
+    const long fresh = samples - skip;
+    // The last trimEnd_ samples are held back until more follow. Once this frame alone covers
+    // them, the held ones and the frame's head go out directly and its tail is held instead.
+    if (fresh < trimEnd_) {
+        held_.insert(held_.end(), pcm, pcm + fresh * nch);
+        const long ready = long(held_.size()) / nch - trimEnd_;
+        if (ready > 0) {
+            out_.write(held_.data(), std::size_t(ready));
+            held_.erase(held_.begin(), held_.begin() + ready * nch);
+        }
+        return;
     }
+    if (!held_.empty())
+        out_.write(held_.data(), held_.size() / std::size_t(nch));
+    if (fresh > trimEnd_)
+        out_.write(pcm, std::size_t(fresh - trimEnd_));
+    held_.assign(pcm + (fresh - trimEnd_) * nch, pcm + fresh * nch);
 }
 
 void Decoder::conceal(const FrameInfo& f) {

@@ -26,6 +26,18 @@ constexpr int32_t sat32(int64_t v) {
     return int32_t(v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : v);
 }
 
+// Nearest integer to a double, ties to even, saturated to 32 bits. Adding and removing
+// 1.5 * 2^52 rounds in the current (nearest) mode without a library call; larger values
+// saturate anyway.
+inline int32_t round_sat32(double v) {
+    if (v >= 2147483647.0)
+        return 2147483647;
+    if (v <= -2147483648.0)
+        return int32_t(-2147483647 - 1);
+    constexpr double kShifter = 6755399441055744.0;
+    return int32_t((v + kShifter) - kShifter);
+}
+
 // Shift right by s >= 1 with rounding half up: (v + 2^(s-1)) >> s, in 64 bits.
 constexpr int64_t round_shr(int64_t v, int s) { return (v + (int64_t(1) << (s - 1))) >> s; }
 

@@ -4,6 +4,7 @@
 #include <emmintrin.h>
 
 #include <cstdint>
+#include <type_traits>
 
 namespace zem::simd {
 
@@ -19,12 +20,32 @@ inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline I32x4 operator^(I32x4 a, I32x4 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
 inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Lanes moved up by one, lane 0 cleared.
 inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
+// Lanes moved down by one, lane 3 cleared.
+inline I32x4 shift_down(I32x4 a) { return {_mm_srli_si128(a.v, 4)}; }
+
+// Two unsigned 64-bit lanes (sums of products that must not wrap at 32 bits).
+struct U64x2 {
+    __m128i v;
+};
+inline U64x2 zero64() { return {_mm_setzero_si128()}; }
+inline U64x2 operator+(U64x2 a, U64x2 b) { return {_mm_add_epi64(a.v, b.v)}; }
+inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
+// Unsigned products of lanes 0 and 2 of a and b, exact in 64 bits.
+inline U64x2 mul_even_u32(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
+// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32).
+inline I32x4 odd_lanes(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// The low words of the 64-bit lanes: even0, odd0, even1, odd1.
+inline I32x4 low_words(U64x2 even, U64x2 odd) {
+    return {_mm_or_si128(_mm_and_si128(even.v, _mm_set_epi32(0, -1, 0, -1)),
+                         _mm_slli_epi64(odd.v, 32))};
+}
 
 // Signed upper 32 bits of the 64-bit products a * b per lane: the unsigned products corrected
 // by b where a is negative and by a where b is negative.
@@ -76,6 +97,44 @@ inline F64x2 load(const double* p) { return {_mm_loadu_pd(p)}; }
 inline void store(double* p, F64x2 a) { _mm_storeu_pd(p, a.v); }
 inline F64x2 splat(double x) { return {_mm_set1_pd(x)}; }
 inline F64x2 operator+(F64x2 a, F64x2 b) { return {_mm_add_pd(a.v, b.v)}; }
+inline F64x2 operator-(F64x2 a, F64x2 b) { return {_mm_sub_pd(a.v, b.v)}; }
 inline F64x2 operator*(F64x2 a, F64x2 b) { return {_mm_mul_pd(a.v, b.v)}; }
+// Lane 0 cleared.
+inline F64x2 keep_lane1(F64x2 a) {
+    return {_mm_and_pd(a.v, _mm_castsi128_pd(_mm_set_epi32(-1, -1, 0, 0)))};
+}
+// Lanes exchanged.
+inline F64x2 swap(F64x2 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
+inline F64x2 set(double lane0, double lane1) { return {_mm_set_pd(lane1, lane0)}; }
+
+// A constant as a double or in both lanes of an F64x2, for kernels written once for a scalar
+// reference and its two-lane twin: the same operations in the same order give the same bits.
+template <class T> inline T constant(double c) {
+    if constexpr (std::is_same_v<T, double>)
+        return c;
+    else
+        return splat(c);
+}
+
+// Lanes 0 and 1, or 2 and 3, of four int32 values as doubles (exact).
+inline F64x2 to_f64_lo(I32x4 a) { return {_mm_cvtepi32_pd(a.v)}; }
+inline F64x2 to_f64_hi(I32x4 a) { return {_mm_cvtepi32_pd(_mm_srli_si128(a.v, 8))}; }
+// Interleaved lanes of the low halves: a0, b0, a1, b1.
+inline I32x4 interleave_lo(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi32(a.v, b.v)}; }
+// Interleaved lanes of the high halves: a2, b2, a3, b3.
+inline I32x4 interleave_hi(I32x4 a, I32x4 b) { return {_mm_unpackhi_epi32(a.v, b.v)}; }
+// Two int32 values.
+inline I32x4 load_lo(const int32_t* p) {
+    return {_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))};
+}
+
+// a0, a1, b0, b1 rounded to the nearest integer (ties to even, the default rounding mode) and
+// saturated to the int32 range.
+inline I32x4 round_sat(F64x2 a, F64x2 b) {
+    const __m128d hi = _mm_set1_pd(2147483647.0), lo = _mm_set1_pd(-2147483648.0);
+    const __m128i ia = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(a.v, hi), lo));
+    const __m128i ib = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(b.v, hi), lo));
+    return {_mm_unpacklo_epi64(ia, ib)};
+}
 
 } // namespace zem::simd

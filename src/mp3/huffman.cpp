@@ -14,14 +14,15 @@ namespace {
 constexpr int kLines = 576;
 
 // Decodes one code of d from the left-aligned window `win` (at least 19 valid bits, the longest
-// code); returns its leaf word and adds the code's length to `used`.
-inline uint32_t decode_code(uint32_t win, const Decoder& d, int& used) {
-    uint32_t w = d.first[win >> 28];
+// code), eight bits at once through its fast lookup; returns its leaf word and adds the code's
+// length to `used`.
+inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f, int& used) {
+    uint32_t w = f.entry[win >> 24];
     if (w & 1) {
-        used += int((w >> 1) & 7);
+        used += int((w >> 1) & 15);
         return w;
     }
-    int n = 4;
+    int n = 8;
     do
         w = d.tree[w - 2 + ((win >> (31 - n++)) & 1)];
     while ((w & 1) == 0);
@@ -29,11 +30,70 @@ inline uint32_t decode_code(uint32_t win, const Decoder& d, int& used) {
     return w;
 }
 
-// The sign bit at `used` of the window applied to a magnitude that has one.
+// The sign bit at `used` of the window applied to a magnitude that has one, without a branch
+// (signs are as unpredictable as the data).
 inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
+    const uint32_t present = magnitude != 0;
+    const uint32_t negative = (win << used >> 31) & present;
+    used += int(present);
+    return int32_t((uint32_t(magnitude) ^ (0u - negative)) + negative);
+}
+
+// The pair loops keep up to 64 stream bits left-aligned in a register, so that consuming a code
+// is a shift rather than a dependent load. Four-byte refills never start past byte `safe` of
+// the granule's bits (the byte of its last bit), which keeps every read within the three bytes
+// callers keep readable past the data; the rest of a region then goes bit cursor by cursor.
+class PairBits {
+  public:
+    PairBits(const BitCursor& bs, const uint8_t* start, int32_t startPos, int64_t budget)
+        : start_(start), startPos_(startPos), safe_((int64_t(startPos) + budget - 1) >> 3),
+          q_(bs.byte_ptr() - start) {
+        acc_ = uint64_t(load_be32(start + q_)) << (32 + bs.bit_pos());
+        n_ = 32 - bs.bit_pos();
+        q_ += 4;
+    }
+    // Room for two refills, enough for one pair: one before its code (at most 19 bits, so at
+    // least 14 stay) and one for a value (linbits and sign, at most 14 bits).
+    bool room() const { return q_ + 4 <= safe_; }
+    void refill(int needed = 33) {
+        if (n_ < needed) {
+            acc_ |= uint64_t(load_be32(start_ + q_)) << (32 - n_);
+            q_ += 4;
+            n_ += 32;
+        }
+    }
+    uint32_t window() const { return uint32_t(acc_ >> 32); }
+    void skip(int k) {
+        acc_ <<= k;
+        n_ -= k;
+    }
+    uint32_t take(int k) {
+        const uint32_t v = uint32_t(acc_ >> (64 - k));
+        skip(k);
+        return v;
+    }
+    int64_t consumed() const { return q_ * 8 - startPos_ - n_; }
+    BitCursor cursor() const {
+        const int64_t at = startPos_ + consumed();
+        return BitCursor(const_cast<uint8_t*>(start_) + (at >> 3), int32_t(at & 7));
+    }
+
+  private:
+    const uint8_t* start_;
+    int32_t startPos_;
+    int64_t safe_, q_;
+    uint64_t acc_ = 0;
+    int n_ = 0;
+};
+
+// One value of a pair from the register: linbits escape above 15, then the sign.
+inline int32_t escaped_value(PairBits& b, int32_t magnitude, int linbits) {
+    b.refill(linbits + 1);
+    if (magnitude == 15)
+        magnitude += int32_t(b.take(linbits));
     if (magnitude == 0)
         return 0;
-    return ((win << used++) & 0x80000000u) != 0 ? -magnitude : magnitude;
+    return b.take(1) ? -magnitude : magnitude;
 }
 
 // One value of a pair: linbits escape above 15, then the sign.
@@ -51,11 +111,42 @@ inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
 bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable& t,
                   const uint8_t* start, int32_t startPos, int64_t budget) {
     const Decoder& d = kDecoders[t.decoder];
+    const FastDecoder& f = kFastDecoders[t.decoder];
+    int i = from;
+    if (i < to) {
+        PairBits b(bs, start, startPos, budget);
+        bool over = false;
+        if (t.linbits == 0) {
+            for (; i < to && b.room() && !over; i += 2) {
+                b.refill();
+                const uint32_t win = b.window();
+                int used = 0;
+                const uint32_t w = decode_code(win, d, f, used);
+                out[i] = signed_from(win, int32_t(w >> 12), used);
+                out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+                b.skip(used);
+                over = b.consumed() > budget;
+            }
+        } else {
+            for (; i < to && b.room() && !over; i += 2) {
+                b.refill();
+                int used = 0;
+                const uint32_t w = decode_code(b.window(), d, f, used);
+                b.skip(used);
+                out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
+                out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
+                over = b.consumed() > budget;
+            }
+        }
+        bs = b.cursor();
+        if (over)
+            return false;
+    }
     if (t.linbits == 0) {
-        for (int i = from; i < to; i += 2) {
+        for (; i < to; i += 2) {
             const uint32_t win = bs.window();
             int used = 0;
-            const uint32_t w = decode_code(win, d, used);
+            const uint32_t w = decode_code(win, d, f, used);
             out[i] = signed_from(win, int32_t(w >> 12), used);
             out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
             bs.skip(used);
@@ -64,9 +155,9 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
         }
         return true;
     }
-    for (int i = from; i < to; i += 2) {
+    for (; i < to; i += 2) {
         int used = 0;
-        const uint32_t w = decode_code(bs.window(), d, used);
+        const uint32_t w = decode_code(bs.window(), d, f, used);
         bs.skip(used);
         out[i] = escaped_value(bs, int32_t(w >> 12), t.linbits);
         out[i + 1] = escaped_value(bs, int32_t((w >> 8) & 15), t.linbits);
@@ -95,9 +186,9 @@ constexpr QuadLookup make_quad_lookup() {
 
 constexpr QuadLookup kQuadLookupA = make_quad_lookup();
 
-// Bits of one count1 quadruple (at most 10), with v, w, x, y stored at out[0..3].
-inline int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
-    const uint32_t win = bs.window();
+// Bits of one count1 quadruple (at most 10) from the window, with v, w, x, y stored at
+// out[0..3].
+inline int quad_from(uint32_t win, int32_t* out, bool tableB) {
     int used;
     uint32_t index;
     if (tableB) {
@@ -110,7 +201,6 @@ inline int decode_quad(BitCursor& bs, int32_t* out, bool tableB) {
     }
     for (int k = 0; k < 4; ++k)
         out[k] = signed_from(win, int32_t((index >> (3 - k)) & 1), used);
-    bs.skip(used);
     return used;
 }
 
@@ -177,9 +267,20 @@ ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int
     int64_t remaining = hufSize - bs.bits_since(start, startPos);
     int end = bv2;
     const bool tableB = g.count1table_select == 1;
-    while (end < kLines - 2 && remaining > 0) {
-        remaining -= decode_quad(bs, out + end, tableB);
-        end += 4;
+    if (end < kLines - 2 && remaining > 0) {
+        PairBits b(bs, start, startPos, hufSize);
+        for (; end < kLines - 2 && remaining > 0 && b.room(); end += 4) {
+            b.refill();
+            const int used = quad_from(b.window(), out + end, tableB);
+            b.skip(used);
+            remaining -= used;
+        }
+        bs = b.cursor();
+    }
+    for (; end < kLines - 2 && remaining > 0; end += 4) {
+        const int used = quad_from(bs.window(), out + end, tableB);
+        bs.skip(used);
+        remaining -= used;
     }
     if (remaining < 0) { // the last quadruple ran past the budget: it was not coded
         end -= 4;

@@ -51,18 +51,18 @@ int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
 
 // |x|^(4/3) 2^(-e/4) in Q26 for a run of values; false on a magnitude above the table.
 bool requantise_run(const int32_t* src, int32_t* dst, int count, int e) {
-    const uint64_t m = kQuarter[((-e) % 4 + 4) % 4];
     const int shift = 18 - floor_div4(-e);
+    // Shifts of 64 and more leave nothing; the sign is applied without a branch.
+    const uint64_t m = shift >= 64 ? 0 : kQuarter[((-e) % 4 + 4) % 4];
+    const int s = shift >= 64 ? 0 : shift;
     for (int i = 0; i < count; ++i) {
-        const int32_t x = src[i];
-        const int32_t ax = x < 0 ? wrap_neg(x) : x;
-        if (ax > kMaxQuantised || ax < 0)
+        const uint32_t sign = uint32_t(src[i] >> 31);
+        const uint32_t ax = (uint32_t(src[i]) ^ sign) - sign;
+        if (ax > uint32_t(kMaxQuantised))
             return false;
-        const uint64_t p = uint64_t(kPow43.v[ax]) * m;
-        uint64_t y = shift >= 64 ? 0 : p >> shift;
-        if (y > 0x7FFFFFFFu)
-            y = 0x7FFFFFFFu;
-        dst[i] = x < 0 ? -int32_t(y) : int32_t(y);
+        uint64_t y = (uint64_t(kPow43.v[ax]) * m) >> s;
+        y = y > 0x7FFFFFFFu ? 0x7FFFFFFFu : y;
+        dst[i] = int32_t((uint32_t(y) ^ sign) - sign);
     }
     return true;
 }

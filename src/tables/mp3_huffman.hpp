@@ -91,4 +91,35 @@ constexpr Decoder kDecoders[15] = {
     pair_decoder(kHuffCodes15, 16), pair_decoder(kHuffCodes16, 16), pair_decoder(kHuffCodes24, 16),
 };
 
+// A first step of eight bits derived from the decoding form, so that the common codes of up to
+// eight bits take one lookup: a leaf word whose bits 1-4 give the code length, or the node word
+// the walk reaches after eight bits.
+struct FastDecoder {
+    uint16_t entry[256];
+};
+
+constexpr FastDecoder fast_decoder(const Decoder& d) {
+    FastDecoder f{};
+    for (unsigned b = 0; b < 256; ++b) {
+        uint16_t w = d.first[b >> 4];
+        if (w & 1) {
+            f.entry[b] = uint16_t((w & 0xFF00) | (((w >> 1) & 7) << 1) | 1);
+            continue;
+        }
+        int n = 4;
+        while ((w & 1) == 0 && n < 8)
+            w = d.tree[w - 2 + ((b >> (7 - n++)) & 1)];
+        f.entry[b] = (w & 1) ? uint16_t((w & 0xFF00) | (n << 1) | 1) : w;
+    }
+    return f;
+}
+
+constexpr FastDecoder kFastDecoders[15] = {
+    fast_decoder(kDecoders[0]),  fast_decoder(kDecoders[1]),  fast_decoder(kDecoders[2]),
+    fast_decoder(kDecoders[3]),  fast_decoder(kDecoders[4]),  fast_decoder(kDecoders[5]),
+    fast_decoder(kDecoders[6]),  fast_decoder(kDecoders[7]),  fast_decoder(kDecoders[8]),
+    fast_decoder(kDecoders[9]),  fast_decoder(kDecoders[10]), fast_decoder(kDecoders[11]),
+    fast_decoder(kDecoders[12]), fast_decoder(kDecoders[13]), fast_decoder(kDecoders[14]),
+};
+
 } // namespace zem::mp3

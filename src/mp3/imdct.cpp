@@ -1,0 +1,226 @@
+#include "mp3/imdct.hpp"
+
+#include <initializer_list>
+
+#include "core/constexpr_math.hpp"
+#include "core/fixed.hpp"
+#include "core/simd.hpp"
+
+namespace zem::mp3 {
+namespace {
+
+using cmath::kPi;
+
+// The 36-point transform y[i] = sum_k X[k] cos(pi/72 (2i + 19)(2k + 1)) is the 18-point
+// DCT-IV t[n] = sum_k X[k] cos(pi/18 (n + 1/2)(k + 1/2)) unfolded: y[i] = t[i + 9] for i < 9,
+// -t[26 - i] for i < 27, -t[i - 27] above. The DCT-IV becomes, through the running sums
+// u[m] = X[m] + X[m - 1], a DCT-III of u scaled by 1 / (2 cos((2n + 1) pi / 72)); its even
+// inputs form a 9-point DCT-III E, its odd ones, summed pairwise once more, another one O
+// scaled by 1 / (2 cos((2n + 1) pi / 36)). Both are symmetric (E[17 - n] = E[n]), so
+// t[n] = c(n) (E[n] + O'[n]) and t[17 - n] = c(17 - n) (E[n] - O'[n]) for n < 9.
+struct LongTables {
+    double even[4][4]; // [m - 1][n]: cos(2m (2n + 1) pi / 18), m = 1..4
+    double odd[4][4];  // [m][n]: cos((2m + 1)(2n + 1) pi / 18)
+    double oddScale[9];
+    double post[4][36]; // window / 4, the DCT-IV scale and the unfolding sign (types 0, 1, 3)
+};
+
+constexpr double long_window(int type, int i) {
+    const double normal = cmath::sin(kPi / 36.0 * (i + 0.5));
+    if (type == 1)
+        return i < 18   ? normal
+               : i < 24 ? 1.0
+               : i < 30 ? cmath::sin(kPi / 12.0 * (i - 18 + 0.5))
+                        : 0.0;
+    if (type == 3)
+        return i < 6    ? 0.0
+               : i < 12 ? cmath::sin(kPi / 12.0 * (i - 6 + 0.5))
+               : i < 18 ? 1.0
+                        : normal;
+    return normal;
+}
+
+constexpr LongTables make_long_tables() {
+    LongTables t{};
+    for (int n = 0; n < 4; ++n)
+        for (int m = 0; m < 4; ++m) {
+            t.even[m][n] = cmath::cos(2 * (m + 1) * (2 * n + 1) * kPi / 18.0);
+            t.odd[m][n] = cmath::cos((2 * m + 1) * (2 * n + 1) * kPi / 18.0);
+        }
+    for (int n = 0; n < 9; ++n)
+        t.oddScale[n] = 1.0 / (2.0 * cmath::cos((2 * n + 1) * kPi / 36.0));
+    auto scale = [](int n) { return 1.0 / (2.0 * cmath::cos((2 * n + 1) * kPi / 72.0)); };
+    for (int type : {0, 1, 3})
+        for (int n = 0; n < 9; ++n) {
+            auto w = [&](int i) { return 0.25 * long_window(type, i); };
+            t.post[type][26 - n] = -w(26 - n) * scale(n);
+            t.post[type][27 + n] = -w(27 + n) * scale(n);
+            t.post[type][8 - n] = w(8 - n) * scale(17 - n);
+            t.post[type][9 + n] = -w(9 + n) * scale(17 - n);
+        }
+    return t;
+}
+
+constexpr LongTables kLong = make_long_tables();
+
+// The 12-point transforms: s[5 - i] = -s[i] and s[11 - i] = s[6 + i] (i < 3), so six rows.
+constexpr int kShortRows[6] = {0, 1, 2, 6, 7, 8};
+
+struct ShortTables {
+    double cos[6][6]; // [row][k]
+    double window[12];
+};
+
+constexpr ShortTables make_short_tables() {
+    ShortTables t{};
+    for (int r = 0; r < 6; ++r)
+        for (int k = 0; k < 6; ++k)
+            t.cos[r][k] = cmath::cos(kPi / 24.0 * (2 * kShortRows[r] + 7) * (2 * k + 1));
+    for (int i = 0; i < 12; ++i)
+        t.window[i] = 0.25 * cmath::sin(kPi / 12.0 * (i + 0.5));
+    return t;
+}
+
+constexpr ShortTables kShort = make_short_tables();
+
+// The transforms are written once for double (one sub-band) and for simd::F64x2 (two
+// sub-bands in the two lanes).
+using simd::constant;
+
+// E[n] = sum_{j < 9} e[j] cos(j (2n + 1) pi / 18), n = 0..8, from its even and odd halves:
+// E[8 - n] takes the odd terms with the opposite sign.
+template <class T> [[gnu::always_inline]] inline void dct9(const T* e, T* E) {
+    for (int n = 0; n < 4; ++n) {
+        T ev = e[0], od = e[1] * constant<T>(kLong.odd[0][n]);
+        for (int m = 1; m <= 4; ++m)
+            ev = ev + e[2 * m] * constant<T>(kLong.even[m - 1][n]);
+        for (int m = 1; m < 4; ++m)
+            od = od + e[2 * m + 1] * constant<T>(kLong.odd[m][n]);
+        E[n] = ev + od;
+        E[8 - n] = ev - od;
+    }
+    E[4] = (e[0] + e[4] + e[8]) - (e[2] + e[6]);
+}
+
+template <class T> void imdct_long(const T* x, T* out, int blockType) {
+    T u[18], e[9], v[9], E[9], O[9];
+    u[0] = x[0];
+    for (int m = 1; m < 18; ++m)
+        u[m] = x[m] + x[m - 1];
+    for (int j = 0; j < 9; ++j)
+        e[j] = u[2 * j];
+    v[0] = u[1];
+    for (int j = 1; j < 9; ++j)
+        v[j] = u[2 * j + 1] + u[2 * j - 1];
+    dct9(e, E);
+    dct9(v, O);
+    const double* post = kLong.post[blockType];
+    for (int n = 0; n < 9; ++n) {
+        const T o = O[n] * constant<T>(kLong.oddScale[n]);
+        const T p = E[n] + o, m = E[n] - o;
+        out[26 - n] = p * constant<T>(post[26 - n]);
+        out[27 + n] = p * constant<T>(post[27 + n]);
+        out[8 - n] = m * constant<T>(post[8 - n]);
+        out[9 + n] = m * constant<T>(post[9 + n]);
+    }
+}
+
+template <class T> void imdct_short(const T* x, T* out) {
+    for (int i = 0; i < 36; ++i)
+        out[i] = constant<T>(0.0);
+    for (int win = 0; win < 3; ++win) {
+        T s[12];
+        for (int r = 0; r < 6; ++r) {
+            T acc = constant<T>(0.0);
+            for (int k = 0; k < 6; ++k)
+                acc = acc + constant<T>(kShort.cos[r][k]) * x[6 * win + k];
+            s[kShortRows[r]] = acc;
+        }
+        for (int i = 0; i < 3; ++i) {
+            s[5 - i] = constant<T>(0.0) - s[i];
+            s[11 - i] = s[6 + i];
+        }
+        for (int i = 0; i < 12; ++i)
+            out[6 + 6 * win + i] = out[6 + 6 * win + i] + constant<T>(kShort.window[i]) * s[i];
+    }
+}
+
+template <class T> void imdct(const T* x, T* out, int blockType) {
+    if (blockType == 2)
+        imdct_short(x, out);
+    else
+        imdct_long(x, out, blockType);
+}
+
+// Alias-reduction butterflies: cs_i = 1 / sqrt(1 + c_i^2), ca_i = c_i / sqrt(1 + c_i^2).
+struct Butterflies {
+    double cs[8], ca[8];
+};
+
+constexpr Butterflies make_butterflies() {
+    constexpr double c[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
+    Butterflies b{};
+    for (int i = 0; i < 8; ++i) {
+        const double r = cmath::sqrt(1.0 + c[i] * c[i]);
+        b.cs[i] = 1.0 / r;
+        b.ca[i] = c[i] / r;
+    }
+    return b;
+}
+
+constexpr Butterflies kButterflies = make_butterflies();
+
+} // namespace
+
+void alias_reduce_scalar(int32_t* x, int boundary) {
+    for (int i = 0; i < 8; ++i) {
+        const double a = x[boundary - 1 - i], b = x[boundary + i];
+        x[boundary - 1 - i] = round_sat32(a * kButterflies.cs[i] - b * kButterflies.ca[i]);
+        x[boundary + i] = round_sat32(b * kButterflies.cs[i] + a * kButterflies.ca[i]);
+    }
+}
+
+// Butterflies 4h .. 4h + 3: the lines below the boundary in reversed lanes.
+void alias_reduce_sse2(int32_t* x, int boundary) {
+    using namespace simd;
+    int32_t* below = x + boundary - 4;
+    int32_t* above = x + boundary;
+    for (int h = 0; h < 2; ++h, below -= 4, above += 4) {
+        const I32x4 a = reverse(load(below)), b = load(above);
+        F64x2 na[2], nb[2];
+        for (int k = 0; k < 2; ++k) {
+            const F64x2 ak = k == 0 ? to_f64_lo(a) : to_f64_hi(a);
+            const F64x2 bk = k == 0 ? to_f64_lo(b) : to_f64_hi(b);
+            const F64x2 cs = load(kButterflies.cs + 4 * h + 2 * k);
+            const F64x2 ca = load(kButterflies.ca + 4 * h + 2 * k);
+            na[k] = ak * cs - bk * ca;
+            nb[k] = bk * cs + ak * ca;
+        }
+        store(below, reverse(round_sat(na[0], na[1])));
+        store(above, round_sat(nb[0], nb[1]));
+    }
+}
+
+void imdct_scalar(const int32_t* x, int32_t* z, int blockType) {
+    double in[18], out[36];
+    for (int k = 0; k < 18; ++k)
+        in[k] = x[k];
+    imdct(in, out, blockType);
+    for (int i = 0; i < 36; ++i)
+        z[i] = round_sat32(out[i]);
+}
+
+void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType) {
+    using namespace simd;
+    F64x2 in[18], out[36];
+    for (int k = 0; k < 18; k += 2) {
+        const I32x4 both = interleave_lo(load_lo(x0 + k), load_lo(x1 + k));
+        in[k] = to_f64_lo(both);
+        in[k + 1] = to_f64_hi(both);
+    }
+    imdct(in, out, blockType);
+    for (int i = 0; i < 36; i += 2)
+        store(z + 2 * i, round_sat(out[i], out[i + 1]));
+}
+
+} // namespace zem::mp3

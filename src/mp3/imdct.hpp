@@ -1,0 +1,21 @@
+// Alias reduction and windowed inverse transforms of Layer III sub-bands: 18 lines (Q26) to 36
+// values (Q24), computed in double precision and rounded to the nearest integer. A scalar reference
+// for one sub-band and an SSE2 version for two sub-bands of the same block type at once, with
+// identical results.
+#pragma once
+
+#include <cstdint>
+
+namespace zem::mp3 {
+
+// x: 18 lines; z: 36 values; blockType 0..3 (2: three short transforms).
+void imdct_scalar(const int32_t* x, int32_t* z, int blockType);
+// x0, x1: two sub-bands' lines; z: 72 values, z[2 i] of the first and z[2 i + 1] of the second.
+void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType);
+
+// Alias-reduction butterflies in place across the sub-band boundary at line `boundary`
+// (8 <= boundary <= 568): the 8 lines below it against the 8 above, rounded to integers.
+void alias_reduce_scalar(int32_t* x, int boundary);
+void alias_reduce_sse2(int32_t* x, int boundary);
+
+} // namespace zem::mp3

@@ -1,0 +1,89 @@
+#include "mp3/matrixing.hpp"
+
+#include "core/constexpr_math.hpp"
+#include "core/fixed.hpp"
+#include "core/simd.hpp"
+
+namespace zem::mp3 {
+namespace {
+
+using simd::constant;
+
+// Lee's recursive DCT-II: even outputs from the sums of mirrored inputs, odd ones from their
+// differences scaled by 1 / (2 cos(pi (2i + 1) / (2n))), held at index n / 2 + i for
+// n = 2, 4, ..., 32.
+struct LeeScales {
+    double v[32];
+};
+
+constexpr LeeScales make_lee_scales() {
+    LeeScales t{};
+    for (int n = 2; n <= 32; n *= 2)
+        for (int i = 0; i < n / 2; ++i)
+            t.v[n / 2 + i] = 1.0 / (2.0 * cmath::cos(cmath::kPi * (2 * i + 1) / (2.0 * n)));
+    return t;
+}
+
+constexpr LeeScales kLee = make_lee_scales();
+
+// Written once for double and for simd::F64x2 (two transforms in the two lanes).
+template <int N, class T> [[gnu::always_inline]] inline void dct_lee(const T* x, T* out) {
+    if constexpr (N == 1) {
+        out[0] = x[0];
+    } else {
+        constexpr int kHalf = N / 2;
+        T u[kHalf], v[kHalf], a[kHalf], b[kHalf];
+        for (int i = 0; i < kHalf; ++i) {
+            u[i] = x[i] + x[N - 1 - i];
+            v[i] = (x[i] - x[N - 1 - i]) * constant<T>(kLee.v[kHalf + i]);
+        }
+        dct_lee<kHalf>(u, a);
+        dct_lee<kHalf>(v, b);
+        for (int k = 0; k < kHalf; ++k) {
+            out[2 * k] = a[k];
+            out[2 * k + 1] = b[k] + (k + 1 < kHalf ? b[k + 1] : constant<T>(0.0));
+        }
+    }
+}
+
+} // namespace
+
+void dct32_scalar(const int32_t* s, int32_t* a) {
+    double u[16], v[16], even[16], odd[16];
+    for (int i = 0; i < 16; ++i) {
+        const double x = s[i], y = s[31 - i];
+        u[i] = x + y;
+        v[i] = (x - y) * kLee.v[16 + i];
+    }
+    dct_lee<16>(u, even);
+    dct_lee<16>(v, odd);
+    for (int k = 0; k < 16; ++k) {
+        a[2 * k] = round_sat32(even[k]);
+        a[2 * k + 1] = round_sat32(odd[k] + (k < 15 ? odd[k + 1] : 0.0));
+    }
+}
+
+// The first stage's sums and differences go to the two lanes, so that both 16-point halves
+// run at once: from p = (x, y), p + swap(p) (1, -1) = (x + y, y - x), times (1, -c).
+void dct32_sse2(const int32_t* s, int32_t* a) {
+    using namespace simd;
+    F64x2 w[16], out[16];
+    const F64x2 flip = set(1.0, -1.0);
+    for (int i = 0; i < 16; i += 4) {
+        const I32x4 lo = load(s + i), hi = reverse(load(s + 28 - i));
+        const I32x4 first = interleave_lo(lo, hi), second = interleave_hi(lo, hi);
+        const F64x2 p[4] = {to_f64_lo(first), to_f64_hi(first), to_f64_lo(second),
+                            to_f64_hi(second)};
+        for (int j = 0; j < 4; ++j)
+            w[i + j] = (p[j] + swap(p[j]) * flip) * set(1.0, -kLee.v[16 + i + j]);
+    }
+    dct_lee<16>(w, out);
+    // (even[k], odd[k] + odd[k + 1]) are outputs 2k and 2k + 1.
+    F64x2 r[16];
+    for (int k = 0; k < 16; ++k)
+        r[k] = out[k] + (k < 15 ? keep_lane1(out[k + 1]) : constant<F64x2>(0.0));
+    for (int k = 0; k < 16; k += 2)
+        store(a + 2 * k, round_sat(r[k], r[k + 1]));
+}
+
+} // namespace zem::mp3

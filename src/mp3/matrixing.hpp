@@ -1,0 +1,14 @@
+// Matrixing of the Layer III polyphase synthesis: the 32-point DCT-II of one time slot's
+// sub-band samples, A[m] = sum_k S[k] cos((2k + 1) m pi / 64), at unity gain, computed in double
+// precision and rounded to integers (saturated). A scalar reference and an SSE2 version with
+// identical results.
+#pragma once
+
+#include <cstdint>
+
+namespace zem::mp3 {
+
+void dct32_scalar(const int32_t* s, int32_t* a);
+void dct32_sse2(const int32_t* s, int32_t* a);
+
+} // namespace zem::mp3
