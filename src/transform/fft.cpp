@@ -30,6 +30,7 @@ static_assert(sizeof(ZemFftSpec) + 31 <= 116); // orders 0..5 keep only the head
 
 constexpr int32_t kSmallMaxOrder = 5;
 constexpr int32_t kTableMaxOrder = 15;
+constexpr int32_t kLargeBlockOrder = 12; // the Stockham blocks of the large orders
 
 // sin and cos of x in [0, pi) by their Taylor series around pi/2 or 0 (enough terms for
 // double precision); only used to build the constant twiddles of the small orders.
@@ -218,10 +219,12 @@ struct Split {
     float& im(std::size_t i) const { return m[i]; }
 };
 
-// Butterfly of half-length h: (a, b) -> (a + b, (a - b) * e^(-j pi i / h)), i < h.
-template <bool Inverse, typename Data> void dif_scalar(Data x, const ZemFftSpec& s) {
+// Butterfly of half-length h: (a, b) -> (a + b, (a - b) * e^(-j pi i / h)), i < h; the stages
+// from h = N/2 down to hMin (1: all of them).
+template <bool Inverse, typename Data>
+void dif_scalar(Data x, const ZemFftSpec& s, std::size_t hMin = 1) {
     const std::size_t n = std::size_t(1) << s.order;
-    for (std::size_t h = n / 2; h >= 2; h /= 2) {
+    for (std::size_t h = n / 2; h >= 2 && h >= hMin; h /= 2) {
         const std::size_t step = n / (2 * h);
         for (std::size_t blk = 0; blk < n; blk += 2 * h)
             for (std::size_t i = 0; i < h; ++i) {
@@ -240,7 +243,7 @@ template <bool Inverse, typename Data> void dif_scalar(Data x, const ZemFftSpec&
                 }
             }
     }
-    if (n >= 2)
+    if (n >= 2 && hMin <= 1)
         for (std::size_t p = 0; p < n; p += 2) {
             const float ar = x.re(p), ai = x.im(p), br = x.re(p + 1), bi = x.im(p + 1);
             x.re(p) = ar + br;
@@ -263,9 +266,9 @@ template <bool Inverse> inline __m128 cmul_pairs(__m128 d, __m128 w) {
     return _mm_add_ps(t1, _mm_xor_ps(t2, sign));
 }
 
-template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s) {
+template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s, std::size_t hMin) {
     const std::size_t n = std::size_t(1) << s.order;
-    for (std::size_t h = n / 2; h >= 2; h /= 2) {
+    for (std::size_t h = n / 2; h >= 2 && h >= hMin; h /= 2) {
         const std::size_t step = n / (2 * h);
         for (std::size_t blk = 0; blk < n; blk += 2 * h) {
             float* a = x + 2 * blk;
@@ -281,6 +284,8 @@ template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s) {
             }
         }
     }
+    if (hMin > 1)
+        return;
     const __m128 negHigh = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, INT32_MIN, 0, 0));
     for (std::size_t p = 0; p < n; p += 2) {
         const __m128 v = _mm_loadu_ps(x + 2 * p);
@@ -484,12 +489,26 @@ void kernel(const float* src, float* dst, float* work, const ZemFftSpec& s) {
         stockham<Inverse, Simd>(src, dst, work, s);
         return;
     }
+    // Large orders: radix-2 stages in place until the blocks of 2^12 values are independent
+    // transforms, each of which the Stockham kernel finishes with the work buffer. Stored
+    // with its 12 bits reversed, block b then holds what the plain radix-2 transform would
+    // have left there, and one bit-reversal pass of the whole array gives natural order.
     if (src != dst)
         std::memmove(dst, src, (std::size_t(8) << s.order));
+    constexpr std::size_t kBlock = std::size_t(1) << kLargeBlockOrder;
     if (Simd)
-        dif_sse2<Inverse>(dst, s);
+        dif_sse2<Inverse>(dst, s, kBlock);
     else
-        dif_scalar<Inverse>(Interleaved{dst}, s);
+        dif_scalar<Inverse>(Interleaved{dst}, s, kBlock);
+    for (float* blk = dst; blk < dst + (std::size_t(2) << s.order); blk += 2 * kBlock) {
+        stockham<Inverse, Simd>(blk, blk, work, *s.block);
+        std::memcpy(work, blk, 8 * kBlock);
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            const std::size_t r = reverse_bits(uint32_t(k), kLargeBlockOrder);
+            blk[2 * r] = work[2 * k];
+            blk[2 * r + 1] = work[2 * k + 1];
+        }
+    }
     bit_reverse<2>(dst, s.order);
 }
 
@@ -535,6 +554,10 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
                 tw[2 * i + 1] = float(-std::sin(step * double(i)));
             }
             s->twiddleStrided = 1;
+            ZemFftSpec* block = nullptr;
+            init_common(&block, kLargeBlockOrder, FftNoScale, 0, base + kHeaderBytes + 4 * n,
+                        pMemInit, kFftTagInterleaved);
+            s->block = block;
         }
     }
     s->tag = tag;
@@ -595,7 +618,7 @@ int64_t fft_footprint(int32_t order) {
         return sizeof(ZemFftSpec);
     if (order <= kTableMaxOrder)
         return kHeaderBytes + 8 * n;
-    return kHeaderBytes + 4 * n;
+    return kHeaderBytes + 4 * n + fft_footprint(kLargeBlockOrder);
 }
 
 void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t* work) {

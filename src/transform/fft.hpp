@@ -23,7 +23,8 @@ constexpr int32_t kFftMaxOrder = 28;
 
 // Header of a spec, at the caller's spec memory rounded up to 32 bytes. Orders 3..15 use one
 // twiddle table of N/8 blocks of 16 floats (built in for orders 3..5, behind the header from
-// order 6); orders 16..28 keep e^(-j 2 pi i / N), i < N/2, as (re, im) pairs behind the header.
+// order 6); orders 16..28 keep e^(-j 2 pi i / N), i < N/2, as (re, im) pairs behind the header,
+// followed by a spec of order 12.
 struct ZemFftSpec {
     int32_t tag;
     int32_t order;
@@ -33,9 +34,10 @@ struct ZemFftSpec {
     int32_t hint;
     int32_t workSize;
     int32_t allocated;
-    const float* twiddle;   // null for orders 0..5
-    int32_t twiddleStrided; // 1: the (re, im) run of the large orders
-    int32_t blockOffset;    // bytes from the allocated block to the header (InitAlloc)
+    const float* twiddle;    // null for orders 0..5
+    int32_t twiddleStrided;  // 1: the (re, im) run of the large orders
+    int32_t blockOffset;     // bytes from the allocated block to the header (InitAlloc)
+    const ZemFftSpec* block; // large orders: the spec of their 2^12-point blocks (behind the run)
 };
 
 ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t hint, int32_t* pSizeSpec,
