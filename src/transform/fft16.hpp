@@ -1,0 +1,35 @@
+// Fixed-point complex FFT of the 16-bit MDCT: 2^order points of 32-bit data, forward, in place,
+// with Q15 twiddles and block floating point (the whole block is halved before a stage whenever
+// a value could overflow). Its spec (tag 1) has the lifecycle of the float FFT's.
+#pragma once
+
+#include <cstdint>
+
+#include "zemac/core.h"
+
+namespace zem {
+
+enum : int32_t { kFft16Tag = 1 };
+
+// Header at the spec memory rounded up to 32 bytes; the twiddle run e^(-j 2 pi k / M),
+// k < M/2, as Q15 (re, im) pairs follows it.
+struct ZemFft16Spec {
+    int32_t tag;
+    int32_t order;
+    int32_t allocated;
+    int32_t blockOffset; // bytes from the allocated block to the header (InitAlloc)
+    int32_t reserved[4];
+};
+static_assert(sizeof(ZemFft16Spec) == 32);
+
+ZemStatus zemFft16GetBufSizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeInit,
+                              int32_t* pSizeWork);
+ZemStatus zemFft16Init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec);
+ZemStatus zemFft16InitAlloc(ZemFft16Spec** ppSpec, int32_t order);
+ZemStatus zemFft16Free(ZemFft16Spec* pSpec);
+
+// Unscaled DFT of the 2^order complex values at data, divided by 2^(*pExponent) on return.
+// Inputs must stay below 2^29 in magnitude.
+void zemFft16Fwd(Zem32sc* data, const ZemFft16Spec& spec, int32_t* pExponent);
+
+} // namespace zem

@@ -1,0 +1,170 @@
+// 16-bit forward MDCT: sizes and record layout, accuracy against the double-precision
+// definition at several scale factors, the all-zero shortcut, checks and allocation failures.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "support/mdct_model.hpp"
+#include "support/seed.hpp"
+#include "zemac.h"
+#include "zemcore_testing.h"
+
+namespace {
+
+struct Mdct16 {
+    std::vector<uint8_t> mem, init, work;
+    int32_t specSize = 0, initSize = 0, workSize = 0;
+    ZemMdctFwdSpec_16s* spec = nullptr;
+    explicit Mdct16(int32_t n, int32_t misalign = 0) {
+        EXPECT_EQ(zemsMDCTFwdGetSize_16s(n, &specSize, &initSize, &workSize), zemStatusOk);
+        mem.assign(std::size_t(specSize + misalign + 32), 0xA5);
+        init.resize(std::size_t(initSize) + 1);
+        work.resize(std::size_t(workSize));
+        EXPECT_EQ(zemsMDCTFwdInit_16s(&spec, n, mem.data() + misalign, init.data()), zemStatusOk);
+        for (std::size_t i = std::size_t(specSize + misalign); i < mem.size(); ++i)
+            EXPECT_EQ(mem[i], 0xA5) << n << " " << misalign;
+    }
+};
+
+std::vector<int16_t> random_samples(int32_t n, int32_t amplitude, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int32_t> d(-amplitude, amplitude);
+    std::vector<int16_t> v(static_cast<std::size_t>(n));
+    for (int16_t& x : v)
+        x = int16_t(std::clamp(d(rng), -32768, 32767));
+    return v;
+}
+
+} // namespace
+
+TEST(TransformMdct16, SizesAndLayout) {
+    Mdct16 m32(32, 5);
+    EXPECT_EQ(m32.specSize, 348);
+    EXPECT_EQ(m32.initSize, 64);
+    EXPECT_EQ(m32.workSize, 192);
+    // From N = 64 the 16-bit FFT takes the complex FFT's sizes of order log2(N/4), work + 8 N/4.
+    struct Row {
+        int32_t n, spec, init, work;
+    } rows[] = {
+        {64, 400, 32, 352}, {128, 464, 32, 672}, {256, 1244, 32, 1376}, {8192, 27036, 2144, 41056}};
+    for (const Row& r : rows)
+        for (int32_t misalign : {0, 31}) {
+            Mdct16 m(r.n, misalign);
+            EXPECT_EQ(m.specSize, r.spec) << r.n;
+            EXPECT_EQ(m.initSize, r.init) << r.n;
+            EXPECT_EQ(m.workSize, r.work) << r.n;
+            int32_t buf = 0;
+            EXPECT_EQ(zemsMDCTFwdGetBufSize_16s(m.spec, &buf), zemStatusOk);
+            EXPECT_EQ(buf, r.work);
+        }
+    int32_t s, i, w;
+    EXPECT_EQ(zemsMDCTFwdGetSize_16s(1 << 30, &s, &i, &w), zemStatusBadSize);
+    for (int32_t bad : {0, 12, 36, 16, 48})
+        EXPECT_EQ(zemsMDCTFwdGetSize_16s(bad, &s, &i, &w), zemStatusBadSize) << bad;
+    EXPECT_EQ(zemsMDCTFwdGetSize_16s(12, nullptr, &i, &w), zemStatusNullPointer);
+}
+
+// Against X[k] 2^-sf of the definition: within a few output steps plus a small fraction of the
+// peak coefficient (the Q14 twiddles carry about 15 bits).
+TEST(TransformMdct16, AccuracyAcrossScaleFactors) {
+    const uint32_t seed = zemtest::seed();
+    double worst = 0;
+    for (int32_t n : {32, 256, 2048}) {
+        Mdct16 m(n);
+        for (int32_t amplitude : {32768, 3000, 40}) {
+            const std::vector<int16_t> x = random_samples(n, amplitude, seed + uint32_t(amplitude));
+            const std::vector<double> ref = zemtest::mdct(std::vector<double>(x.begin(), x.end()));
+            double peak = 0;
+            for (double v : ref)
+                peak = std::max(peak, std::fabs(v));
+            const int32_t fit = int32_t(std::ceil(std::log2(peak / 32767.0)));
+            for (int32_t sf : {fit, fit + 3, fit - 2}) {
+                std::vector<int16_t> out(static_cast<std::size_t>(n / 2));
+                ASSERT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), out.data(), m.spec, sf, m.work.data()),
+                          zemStatusOk);
+                const double scale = std::ldexp(1.0, -sf);
+                for (std::size_t k = 0; k < out.size(); ++k) {
+                    const double want = std::clamp(ref[k] * scale, -32768.0, 32767.0);
+                    const double err = std::fabs(out[k] - want);
+                    worst = std::max(worst, err / (peak * scale));
+                    ASSERT_LE(err, 1.0 + 1e-4 * peak * scale)
+                        << n << " amplitude " << amplitude << " sf " << sf << " k " << k;
+                }
+            }
+        }
+    }
+    RecordProperty("worst_error_relative_to_peak", std::to_string(worst));
+}
+
+TEST(TransformMdct16, ZeroInputNeedsNoWorkBuffer) {
+    ZemMdctFwdSpec_16s* spec = nullptr;
+    ASSERT_EQ(zemsMDCTFwdInitAlloc_16s(&spec, 64), zemStatusOk);
+    const std::vector<int16_t> zeros(64, 0);
+    for (int32_t sf : {-20, 0, 7}) {
+        std::vector<int16_t> out(32, 99);
+        zemcoreFailAllocation(1);
+        EXPECT_EQ(zemsMDCTFwd_16s_Sfs(zeros.data(), out.data(), spec, sf, nullptr), zemStatusOk);
+        zemcoreFailAllocation(0);
+        EXPECT_EQ(out, std::vector<int16_t>(32, 0));
+    }
+    const std::vector<int16_t> x = random_samples(64, 1000, zemtest::seed());
+    std::vector<int16_t> out(32, 99);
+    zemcoreFailAllocation(1);
+    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), out.data(), spec, 0, nullptr), zemStatusNoMemory);
+    zemcoreFailAllocation(0);
+    EXPECT_EQ(out, std::vector<int16_t>(32, 99));
+    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
+}
+
+TEST(TransformMdct16, ChecksTagsAndAllocationFailure) {
+    std::vector<uint8_t> mem(2048), init(64);
+    ZemMdctFwdSpec_16s* spec = nullptr;
+    EXPECT_EQ(zemsMDCTFwdInit_16s(&spec, 24, mem.data(), nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemsMDCTFwdInit_16s(&spec, 24, mem.data(), init.data()), zemStatusBadSize);
+    EXPECT_EQ(spec, nullptr);
+    ASSERT_EQ(zemsMDCTFwdInit_16s(&spec, 32, mem.data() + 1, init.data()), zemStatusOk);
+    std::vector<int16_t> x(32, 5), out(16, 99);
+    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), nullptr, nullptr, 0, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), nullptr, spec, 0, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(zemsMDCTFwdGetBufSize_16s(spec, nullptr), zemStatusNullPointer);
+    // A 32f record is not a 16s record, and the other way round.
+    std::vector<uint8_t> fmem(1024);
+    ZemMdctFwdSpec_32f* f32 = nullptr;
+    ASSERT_EQ(zemsMDCTFwdInit_32f(&f32, 32, fmem.data(), init.data()), zemStatusOk);
+    auto* wrong = reinterpret_cast<ZemMdctFwdSpec_16s*>(f32);
+    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(nullptr, out.data(), wrong, 0, nullptr),
+              zemStatusContextMismatch);
+    EXPECT_EQ(zemsMDCTFwdFree_16s(wrong), zemStatusContextMismatch);
+    EXPECT_EQ(zemsMDCTFwdFree_32f(reinterpret_cast<ZemMdctFwdSpec_32f*>(spec)),
+              zemStatusContextMismatch);
+    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
+    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusContextMismatch);
+    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), out.data(), spec, 0, nullptr),
+              zemStatusContextMismatch);
+    EXPECT_EQ(out, std::vector<int16_t>(16, 99));
+
+    const long before = zemcoreOutstandingBlocks();
+    EXPECT_EQ(zemsMDCTFwdInitAlloc_16s(nullptr, 64), zemStatusNullPointer);
+    EXPECT_EQ(zemsMDCTFwdInitAlloc_16s(&spec, 36), zemStatusBadSize);
+    for (long k : {1, 2}) {
+        spec = nullptr;
+        zemcoreFailAllocation(k);
+        EXPECT_EQ(zemsMDCTFwdInitAlloc_16s(&spec, 128), zemStatusNoMemory) << k;
+        zemcoreFailAllocation(0);
+        EXPECT_EQ(spec, nullptr);
+        EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+    }
+    // An allocated record gives the bits of one in caller memory.
+    ASSERT_EQ(zemsMDCTFwdInitAlloc_16s(&spec, 128), zemStatusOk);
+    Mdct16 ref(128);
+    const std::vector<int16_t> y = random_samples(128, 20000, zemtest::seed());
+    std::vector<int16_t> a(64), b(64);
+    ASSERT_EQ(zemsMDCTFwd_16s_Sfs(y.data(), a.data(), spec, 6, nullptr), zemStatusOk);
+    ASSERT_EQ(zemsMDCTFwd_16s_Sfs(y.data(), b.data(), ref.spec, 6, ref.work.data()), zemStatusOk);
+    EXPECT_EQ(a, b);
+    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+}
