@@ -1,5 +1,5 @@
 // DCT: size formulas and limits, every path against a double-precision evaluation of the
-// definition, round trips, the spec and work buffers filled to their last byte, argument and
+// definition, round trips, the record and work buffers filled to their last byte, argument and
 // tag checks, allocation failure of the on-the-fly work buffer.
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/* Opaque MDCT specification records. */
+/* Opaque MDCT records (tagged, built by Init or InitAlloc). */
 typedef struct ZemMdctFwdSpec_32f ZemMdctFwdSpec_32f;
 typedef struct ZemMdctInvSpec_32f ZemMdctInvSpec_32f;
 typedef struct ZemMdctFwdSpec_16s ZemMdctFwdSpec_16s;
@@ -19,7 +19,7 @@ typedef struct ZemMdctFwdSpec_16s ZemMdctFwdSpec_16s;
    No window is applied. Valid lengths: 12, 36 and powers of two from 32 (zemStatusBadSize
    otherwise, and for lengths whose byte counts would exceed 32 bits). */
 
-/* Byte counts of the spec memory, the Init scratch and a work buffer for length len.
+/* Byte counts of the record memory, the Init scratch and a work buffer for length len.
    Statuses: zemStatusNullPointer, zemStatusBadSize. */
 ZEM_API ZemStatus zemsMDCTFwdGetSize_32f(int32_t len, int32_t* pSizeSpec, int32_t* pSizeInit,
                                          int32_t* pSizeWork);

@@ -9,7 +9,7 @@
 // the inverse with +j and conjugate twiddles. The first stage (s = 1) runs two values of p per
 // SSE2 register, the later ones two values of q. Larger orders use radix-2 decimation in
 // frequency in place with a bit-reversal permutation (their work buffer is too small for a
-// second copy of the data). Scaling, when the spec asks for it, is one pass of
+// second copy of the data). Scaling, when the record asks for it, is one pass of
 // zemScaleVector_32f over the result.
 #include "transform/fft.hpp"
 
@@ -109,7 +109,7 @@ inline float w2i(const float* t, std::size_t e) {
     return t[kBlockFloats * (e >> 1) + 13 + 2 * (e & 1)];
 }
 
-// e^(-j 2 pi i / N) for i < N/2, from whichever table the spec has.
+// e^(-j 2 pi i / N) for i < N/2, from whichever table the record has.
 Cx twiddle(const ZemFftSpec& s, std::size_t i) {
     if (s.twiddleStrided)
         return {s.twiddle[2 * i], s.twiddle[2 * i + 1]};
@@ -166,7 +166,7 @@ Sizes fft_sizes(int32_t order) {
     return {int32_t(s.spec + 128), int32_t(n + 64), int32_t(s.work + 32)};
 }
 
-// Work bytes stored in the spec (the query adds 32 of alignment slack).
+// Work bytes stored in the record (the query adds 32 of alignment slack).
 int32_t spec_work_bytes(int32_t order) {
     if (order <= kSmallMaxOrder)
         return 0;
@@ -566,7 +566,7 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
 }
 
 // Runs body(work) with the caller's work buffer aligned to 32 bytes, or with one allocated for
-// the call when the spec needs one and the caller gave none.
+// the call when the record needs one and the caller gave none.
 template <typename Body> ZemStatus with_work(const ZemFftSpec* s, uint8_t* pWorkBuf, Body body) {
     void* owned = nullptr;
     if (s->workSize > 0 && pWorkBuf == nullptr) {

@@ -37,7 +37,7 @@ struct ZemFftSpec {
     const float* twiddle;    // null for orders 0..5
     int32_t twiddleStrided;  // 1: the (re, im) run of the large orders
     int32_t blockOffset;     // bytes from the allocated block to the header (InitAlloc)
-    const ZemFftSpec* block; // large orders: the spec of their 2^12-point blocks (behind the run)
+    const ZemFftSpec* block; // large orders: the record of their 2^12-point blocks (behind the run)
 };
 
 ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t hint, int32_t* pSizeSpec,
@@ -69,7 +69,7 @@ extern const FftKernels kFftSse2;
 
 // For owners that embed a spec (the DCT): table and work bytes of orders 6..28 before the
 // header and slack; the bytes a spec occupies from its 32-byte aligned start; the unscaled
-// transform in place on the spec's N values with the spec's work area (unused when its work
+// transform in place on the record's N values with its work area (unused when its work
 // size is 0); the refined reciprocal square root used for the 1/sqrt(N) scale.
 struct FftCoreSizes {
     int64_t spec, work;

@@ -11,7 +11,7 @@ namespace zem {
 
 enum : int32_t { kFft16Tag = 1 };
 
-// Header at the spec memory rounded up to 32 bytes; the twiddle run e^(-j 2 pi k / M),
+// Header at the record memory rounded up to 32 bytes; the twiddle run e^(-j 2 pi k / M),
 // k < M/2, as Q15 (re, im) pairs follows it.
 struct ZemFft16Spec {
     int32_t tag;
