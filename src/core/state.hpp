@@ -51,6 +51,19 @@ template <std::size_t Align> constexpr std::size_t round_up(std::size_t n) {
     return (n + Align - 1) & ~(Align - 1);
 }
 
+// The same for the byte counts of transform specs, kept in 64 bits so that a count beyond 32
+// bits is seen (and refused) alike on i686 and x86-64.
+constexpr int64_t a32(int64_t n) { return (n + 31) & ~int64_t(31); }
+
+// The smallest p with 2^p >= n: the order of a transform of n points, or of the power of two
+// that holds them.
+constexpr int32_t log2_ceil(int64_t n) {
+    int32_t p = 0;
+    while ((int64_t(1) << p) < n)
+        ++p;
+    return p;
+}
+
 inline bool is_aligned16(const void* p) { return (reinterpret_cast<std::uintptr_t>(p) & 15) == 0; }
 
 // Word `index` (32-bit) of a state header.

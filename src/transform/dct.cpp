@@ -28,14 +28,7 @@ constexpr int64_t kPow2Max = 0x0FFFFFFF;
 constexpr int64_t kOtherMax = 0x01FFFFFF;
 constexpr double kPi = 3.14159265358979323846;
 
-constexpr int64_t a32(int64_t x) { return (x + 31) & ~int64_t(31); }
 constexpr bool is_pow2(int64_t n) { return (n & (n - 1)) == 0; }
-constexpr int32_t log2_of(int64_t n) {
-    int32_t p = 0;
-    while ((int64_t(1) << p) < n)
-        ++p;
-    return p;
-}
 
 struct DctSizes {
     bool ok;
@@ -68,7 +61,7 @@ DctSizes dct_sizes(int64_t n) {
     if (is_pow2(n)) {
         if (n > kPow2Max)
             return {};
-        s = real_fft_sizes(log2_of(n));
+        s = real_fft_sizes(log2_ceil(n));
         s.spec += 4 * n;
         s.work += 4 * n;
     } else if (n < kDirectMax) {
@@ -78,8 +71,8 @@ DctSizes dct_sizes(int64_t n) {
             return {};
         const int64_t L = (n & 1) ? n : n / 2;
         int32_t sp = 0, si = 0, sw = 0;
-        zemFftGetBufSizes(log2_of(2 * L - 1), FftNoScale, 0, &sp, &si, &sw);
-        const int64_t P = int64_t(1) << log2_of(2 * L - 1);
+        zemFftGetBufSizes(log2_ceil(2 * L - 1), FftNoScale, 0, &sp, &si, &sw);
+        const int64_t P = int64_t(1) << log2_ceil(2 * L - 1);
         s = {true, sp + 8 * (3 * L + P), si > sw ? si : sw, sw + 8 * P};
     }
     s.spec += 128;
@@ -432,7 +425,7 @@ void dft_double(double* re, double* im, int32_t order) {
 ZemStatus init_fast(ZemDctSpec* s, uint8_t* base, uint8_t* pMemInit, bool inverse) {
     const int32_t n = s->n;
     const int32_t L = (n & 1) ? n : n / 2;
-    const int32_t order = log2_of(s->pow2 ? L : 2 * int64_t(L) - 1);
+    const int32_t order = log2_ceil(s->pow2 ? L : 2 * int64_t(L) - 1);
     s->L = L;
     ZemFftSpec* f = nullptr;
     if (const ZemStatus st = zemFftInit(&f, order, FftNoScale, 0, base + kHeaderBytes, pMemInit);

@@ -124,8 +124,6 @@ constexpr bool valid_mode(int32_t m) {
     return m == FftScaleFwdByN || m == FftScaleInvByN || m == FftScaleBySqrtN || m == FftNoScale;
 }
 
-constexpr int64_t a32(int64_t x) { return (x + 31) & ~int64_t(31); }
-
 // Spec and work bytes of the large-order plan before the final slack.
 struct LargeSizes {
     int64_t spec, work;

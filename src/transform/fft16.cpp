@@ -17,8 +17,6 @@ namespace {
 constexpr int32_t kHeaderBytes = int32_t(sizeof(ZemFft16Spec));
 constexpr int32_t kLimit = 1 << 29; // a butterfly of values below this stays inside 32 bits
 
-int64_t a32(int64_t x) { return (x + 31) & ~int64_t(31); }
-
 int16_t* twiddles(const ZemFft16Spec& s) {
     return reinterpret_cast<int16_t*>(const_cast<uint8_t*>(reinterpret_cast<const uint8_t*>(&s)) +
                                       kHeaderBytes);

@@ -13,15 +13,6 @@ namespace {
 
 constexpr int32_t kRecordBytes = int32_t(sizeof(MdctRecord));
 
-int32_t log2_exact(int32_t n) {
-    int32_t order = 0;
-    while ((int32_t(1) << order) < n)
-        ++order;
-    return order;
-}
-
-int64_t a32(int64_t x) { return (x + 31) & ~int64_t(31); }
-
 // Bytes of the twiddle region: a multiple of 32 that holds the Q pairs.
 int64_t twiddle_bytes(int32_t n) { return mdct_pow2(n) ? 4 * a32(n / 2) : 2 * int64_t(n); }
 
@@ -37,7 +28,7 @@ ZemStatus mdct_sizes(int32_t n, Sizes& out) {
         out = {2 * int64_t(n) + 92, 0, 4 * int64_t(n) + 64};
         return zemStatusOk;
     }
-    const int32_t order = log2_exact(n / 4);
+    const int32_t order = mdct_fft_order(n);
     if (order > kFftMaxOrder)
         return zemStatusBadSize;
     int32_t s = 0, i = 0, w = 0;
@@ -63,7 +54,7 @@ int32_t work_bytes(int32_t n, const ZemFftSpec* fft) {
 void write_header(MdctRecord* r, Tag tag, int32_t n, int32_t allocated) {
     std::memset(r, 0, sizeof(*r));
     r->n = n;
-    r->fftOrder = mdct_pow2(n) ? log2_exact(n / 4) : 0;
+    r->fftOrder = mdct_pow2(n) ? mdct_fft_order(n) : 0;
     r->allocated = allocated;
     r->tag = int32_t(tag);
 }
@@ -85,7 +76,7 @@ ZemStatus init_record(void** ppSpec, int32_t n, uint8_t* pMemSpec, uint8_t* pMem
     if (mdct_pow2(n)) {
         uint8_t* fftMem = base + kRecordBytes + twiddle_bytes(n);
         if (const ZemStatus st =
-                zemFftInit(&fft, log2_exact(n / 4), FftNoScale, 0, fftMem, pMemInit);
+                zemFftInit(&fft, mdct_fft_order(n), FftNoScale, 0, fftMem, pMemInit);
             st != zemStatusOk)
             return st;
     }
@@ -116,7 +107,7 @@ ZemStatus init_alloc(void** ppSpec, int32_t n, Tag tag) {
     }
     ZemFftSpec* fft = nullptr;
     if (mdct_pow2(n)) {
-        if (const ZemStatus st = zemFftInitAlloc(&fft, log2_exact(n / 4), FftNoScale, 0);
+        if (const ZemStatus st = zemFftInitAlloc(&fft, mdct_fft_order(n), FftNoScale, 0);
             st != zemStatusOk) {
             zemRelease(tw);
             zemRelease(r);

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 
+#include "core/state.hpp"
 #include "transform/fft.hpp"
 
 namespace zem {
@@ -36,6 +37,8 @@ struct MdctOwned {
 
 constexpr bool mdct_pow2(int32_t n) { return n >= 32 && (n & (n - 1)) == 0; }
 constexpr bool mdct_valid_32f(int32_t n) { return n == 12 || n == 36 || mdct_pow2(n); }
+// Order of the complex FFT of a power-of-two length: log2(N/4).
+constexpr int32_t mdct_fft_order(int32_t n) { return log2_ceil(n / 4); }
 
 inline const void* mdct_twiddles(const MdctRecord* r) {
     if (r->allocated)

@@ -17,13 +17,6 @@ namespace {
 
 constexpr int32_t kRecordBytes = int32_t(sizeof(MdctRecord));
 
-int32_t log2_exact(int32_t n) {
-    int32_t order = 0;
-    while ((int32_t(1) << order) < n)
-        ++order;
-    return order;
-}
-
 struct Sizes {
     int32_t spec, init, work;
 };
@@ -32,7 +25,7 @@ ZemStatus sizes16(int32_t n, Sizes& out) {
     if (!mdct_pow2(n))
         return zemStatusBadSize;
     int32_t s = 0, i = 0, w = 0;
-    if (zemFft16GetBufSizes(log2_exact(n / 4), &s, &i, &w) != zemStatusOk)
+    if (zemFft16GetBufSizes(mdct_fft_order(n), &s, &i, &w) != zemStatusOk)
         return zemStatusBadSize;
     const int64_t spec = int64_t(s) + n + 124;
     const int64_t work = (4 * int64_t(n) > w ? 4 * int64_t(n) : w) + n + 32;
@@ -55,7 +48,7 @@ void write_header(MdctRecord* r, int32_t n, int32_t work, int32_t allocated) {
     std::memset(r, 0, sizeof(*r));
     r->n = n;
     r->workSize = work;
-    r->fftOrder = log2_exact(n / 4);
+    r->fftOrder = mdct_fft_order(n);
     r->allocated = allocated;
     r->tag = int32_t(Tag::MdctFwd16s);
 }
@@ -161,7 +154,7 @@ ZEM_API ZemStatus zemsMDCTFwdInit_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t len, 
     auto* r = reinterpret_cast<MdctRecord*>(align_up<32>(pMemSpec));
     auto* base = reinterpret_cast<uint8_t*>(r);
     ZemFft16Spec* fft = nullptr;
-    if (const ZemStatus st = zemFft16Init(&fft, log2_exact(len / 4), base + kRecordBytes + len);
+    if (const ZemStatus st = zemFft16Init(&fft, mdct_fft_order(len), base + kRecordBytes + len);
         st != zemStatusOk)
         return st;
     build_twiddles(reinterpret_cast<int16_t*>(base + kRecordBytes), len);
@@ -184,7 +177,7 @@ ZEM_API ZemStatus zemsMDCTFwdInitAlloc_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t 
     if (r == nullptr)
         return zemStatusNoMemory;
     ZemFft16Spec* fft = nullptr;
-    if (const ZemStatus st = zemFft16InitAlloc(&fft, log2_exact(len / 4)); st != zemStatusOk) {
+    if (const ZemStatus st = zemFft16InitAlloc(&fft, mdct_fft_order(len)); st != zemStatusOk) {
         zemRelease(r);
         return st;
     }
