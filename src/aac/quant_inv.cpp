@@ -82,15 +82,14 @@ int32_t pow43_poly(int32_t ax, int& n) {
     return wrap_shl(mul_hi32(p, kCbrtGain[c]), 1);
 }
 
-// Magnitudes 0..15 dequantised with exponent e and quarter step r (all the table values are
-// positive, so a shift beyond 31 leaves 0).
+// Magnitudes 0..15 dequantised with exponent e and quarter step r: rows of positive values
+// shifted right, by 31 at most (which leaves 0), never left.
 void small_magnitudes(int32_t* small, int e, int r) {
-    small[0] = 0;
-    const int shift28 = std::max(25 - e, 0), shift25 = std::max(22 - e, 0);
-    for (int ax = 1; ax < 4; ++ax)
-        small[ax] = shift28 > 31 ? 0 : kPow.q28[r][ax] >> shift28;
+    const int shift28 = std::clamp(25 - e, 0, 31), shift25 = std::clamp(22 - e, 0, 31);
+    for (int ax = 0; ax < 4; ++ax)
+        small[ax] = kPow.q28[r][ax] >> shift28;
     for (int ax = 4; ax < 16; ++ax)
-        small[ax] = kPow.q25[r][ax] >> std::min(shift25, 31);
+        small[ax] = kPow.q25[r][ax] >> shift25;
 }
 
 // One magnitude 16..8191 dequantised with exponent e and quarter step r.
