@@ -70,7 +70,9 @@ struct PlainScale {
 };
 
 // Post-twiddle of the inverse cores: A = C Re Y + S Im Y, B = C Im Y - S Re Y, scattered into
-// the compact output order. The four m of one i read and write the same eight slots.
+// the compact output order. The four m of one i (i, M-1-i, Q-1-i, Q+i) read and write the same
+// eight slots; in the order Q+i, i, M-1-i, Q-1-i each write lands on a value already read, and
+// few values are live at a time.
 template <typename Scale> void inverse_post_twiddle(int32_t* X, int N, const int32_t* cs, Scale R) {
     const int M = N / 2, Q = N / 4;
     auto rotate = [&](int m, int64_t re, int64_t im, int32_t& a, int32_t& b) {
@@ -79,23 +81,22 @@ template <typename Scale> void inverse_post_twiddle(int32_t* X, int N, const int
         b = R(c * im - s * re);
     };
     for (int i = 0; i < N / 8; ++i) {
-        const int ms[4] = {i, M - 1 - i, Q - 1 - i, Q + i};
-        int64_t re[4], im[4];
-        for (int k = 0; k < 4; ++k) {
-            re[k] = X[2 * ms[k]];
-            im[k] = X[2 * ms[k] + 1];
-        }
-        int32_t a[4], b[4];
-        for (int k = 0; k < 4; ++k)
-            rotate(ms[k], re[k], im[k], a[k], b[k]);
-        X[N - 1 - 2 * i] = wrap_neg(a[0]);
-        X[M - 1 - 2 * i] = wrap_neg(b[0]);
-        X[M - 2 - 2 * i] = a[1];
-        X[N - 2 - 2 * i] = b[1];
-        X[M + 1 + 2 * i] = wrap_neg(a[2]);
-        X[2 * i + 1] = wrap_neg(b[2]);
-        X[2 * i] = a[3];
-        X[M + 2 * i] = b[3];
+        int32_t a, b;
+        const int64_t re0 = X[2 * i];
+        rotate(Q + i, X[M + 2 * i], X[M + 1 + 2 * i], a, b);
+        X[2 * i] = a;
+        X[M + 2 * i] = b;
+        const int64_t im0 = X[2 * i + 1], im1 = X[N - 1 - 2 * i], im2 = X[M - 1 - 2 * i];
+        rotate(i, re0, im0, a, b);
+        X[N - 1 - 2 * i] = wrap_neg(a);
+        X[M - 1 - 2 * i] = wrap_neg(b);
+        const int64_t re2 = X[M - 2 - 2 * i];
+        rotate(M - 1 - i, X[N - 2 - 2 * i], im1, a, b);
+        X[M - 2 - 2 * i] = a;
+        X[N - 2 - 2 * i] = b;
+        rotate(Q - 1 - i, re2, im2, a, b);
+        X[M + 1 + 2 * i] = wrap_neg(a);
+        X[2 * i + 1] = wrap_neg(b);
     }
 }
 
