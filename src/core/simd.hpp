@@ -41,6 +41,14 @@ inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
 inline U64x2 mul_even_u32(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
 // Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32).
 inline I32x4 odd_lanes(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// The unsigned 64-bit products of lanes 0 and 2, as words: low 0, high 0, low 2, high 2.
+// Summed with the 32-bit addition, the high words add up modulo 2^32 without carries from below.
+inline I32x4 mul_even_u32_words(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
+// The high words of two such product vectors: even1, odd1, even3, odd3.
+inline I32x4 high_words(I32x4 even, I32x4 odd) {
+    return {_mm_or_si128(_mm_srli_epi64(even.v, 32),
+                         _mm_and_si128(odd.v, _mm_set_epi32(-1, 0, -1, 0)))};
+}
 // The low words of the 64-bit lanes: even0, odd0, even1, odd1.
 inline I32x4 low_words(U64x2 even, U64x2 odd) {
     return {_mm_or_si128(_mm_and_si128(even.v, _mm_set_epi32(0, -1, 0, -1)),
