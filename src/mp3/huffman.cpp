@@ -61,6 +61,8 @@ class PairBits {
         }
     }
     uint32_t window() const { return uint32_t(acc_ >> 32); }
+    // The next k bits (1 <= k <= 32), straight from the register.
+    uint32_t peek(int k) const { return uint32_t(acc_ >> (64 - k)); }
     void skip(int k) {
         acc_ <<= k;
         n_ -= k;
@@ -114,25 +116,41 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     if (i < to) {
         PairBits b(bs, start, startPos, budget);
         bool over = false;
+        // Most pairs come out of the pre-signed lookup whole; the rest walk the tree.
+        const SignedPairLookup& s = kSignedPairLookups[t.decoder];
         if (t.linbits == 0) {
             for (; i < to && b.room() && !over; i += 2) {
                 b.refill();
-                const uint32_t win = b.window();
-                int used = 0;
-                const uint32_t w = decode_code(win, d, f, used);
-                out[i] = signed_from(win, int32_t(w >> 12), used);
-                out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
-                b.skip(used);
+                const uint32_t e = s.entry[b.peek(kSignedPairBits)];
+                if (e != 0) {
+                    out[i] = signed_pair_x(e);
+                    out[i + 1] = signed_pair_y(e);
+                    b.skip(int(e & 63)); // bits 4-5 are clear: one shift by the entry itself
+                } else {
+                    const uint32_t win = b.window();
+                    int used = 0;
+                    const uint32_t w = decode_code(win, d, f, used);
+                    out[i] = signed_from(win, int32_t(w >> 12), used);
+                    out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+                    b.skip(used);
+                }
                 over = b.consumed() > budget;
             }
         } else {
             for (; i < to && b.room() && !over; i += 2) {
                 b.refill();
-                int used = 0;
-                const uint32_t w = decode_code(b.window(), d, f, used);
-                b.skip(used);
-                out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
-                out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
+                const uint32_t e = s.entry[b.peek(kSignedPairBits)];
+                if (e != 0) {
+                    out[i] = signed_pair_x(e);
+                    out[i + 1] = signed_pair_y(e);
+                    b.skip(int(e & 63));
+                } else {
+                    int used = 0;
+                    const uint32_t w = decode_code(b.window(), d, f, used);
+                    b.skip(used);
+                    out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
+                    out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
+                }
                 over = b.consumed() > budget;
             }
         }
@@ -165,41 +183,13 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     return true;
 }
 
-// Count1 table A by its next six bits: the quadruple's index in bits 0-3, the code length in
-// bits 4-6 (every code of table A has at most six bits).
-struct QuadLookup {
-    uint8_t entry[64];
-};
-
-constexpr QuadLookup make_quad_lookup() {
-    QuadLookup q{};
-    for (int i = 0; i < 16; ++i) {
-        const int len = kQuadCodesA[i].length;
-        const int base = kQuadCodesA[i].code << (6 - len);
-        for (int k = 0; k < (1 << (6 - len)); ++k)
-            q.entry[base + k] = uint8_t(i | (len << 4));
-    }
-    return q;
-}
-
-constexpr QuadLookup kQuadLookupA = make_quad_lookup();
-
-// Bits of one count1 quadruple (at most 10) from the window, with v, w, x, y stored at
-// out[0..3].
-inline int quad_from(uint32_t win, int32_t* out, bool tableB) {
-    int used;
-    uint32_t index;
-    if (tableB) {
-        index = 15 - (win >> 28);
-        used = 4;
-    } else {
-        const uint32_t e = kQuadLookupA.entry[win >> 26];
-        index = e & 15;
-        used = int(e >> 4);
-    }
+// Bits of one count1 quadruple (at most 10) from the next ten bits of the stream, with v, w, x,
+// y stored at out[0..3].
+inline int quad_from(uint32_t next, int32_t* out, const SignedQuadLookup& q) {
+    const uint32_t e = q.entry[next];
     for (int k = 0; k < 4; ++k)
-        out[k] = signed_from(win, int32_t((index >> (3 - k)) & 1), used);
-    return used;
+        out[k] = int32_t(e << (26 - 2 * k)) >> 30; // the field at bits 4 + 2k, sign-extended
+    return int(e & 15);
 }
 
 struct Regions {
@@ -264,19 +254,19 @@ ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int
     // count1: quadruples while bits remain, never one that would run past line 575.
     int64_t remaining = hufSize - bs.bits_since(start, startPos);
     int end = bv2;
-    const bool tableB = g.count1table_select == 1;
+    const SignedQuadLookup& quads = kSignedQuadLookups[g.count1table_select];
     if (end < kLines - 2 && remaining > 0) {
         PairBits b(bs, start, startPos, hufSize);
         for (; end < kLines - 2 && remaining > 0 && b.room(); end += 4) {
             b.refill();
-            const int used = quad_from(b.window(), out + end, tableB);
+            const int used = quad_from(b.peek(kSignedQuadBits), out + end, quads);
             b.skip(used);
             remaining -= used;
         }
         bs = b.cursor();
     }
     for (; end < kLines - 2 && remaining > 0; end += 4) {
-        const int used = quad_from(bs.window(), out + end, tableB);
+        const int used = quad_from(bs.window() >> (32 - kSignedQuadBits), out + end, quads);
         bs.skip(used);
         remaining -= used;
     }
