@@ -23,24 +23,27 @@ bool load_file(const std::string& path, Buffer& out, std::string& error) {
         error = path + ": " + std::strerror(errno);
         return false;
     }
-    // Read straight into the buffer, sized from the file's length where it has one.
-    std::vector<uint8_t>& bytes = out.bytes;
+    // Read straight into the buffer, sized from the file's length where it has one; the
+    // allocator leaves the bytes to be read over uninitialised.
+    auto& bytes = out.bytes;
     bytes.clear();
+    std::size_t chunk = 1 << 20;
     if (f != stdin && std::fseek(f, 0, SEEK_END) == 0) {
         const long length = std::ftell(f);
         if (length > 0)
-            bytes.reserve(std::size_t(length) + kReadPadding + 1);
+            chunk = std::size_t(length) + 1; // one more byte to see the end in one read
         std::rewind(f);
     }
     std::size_t size = 0;
     for (;;) {
-        if (bytes.capacity() < size + 65536)
-            bytes.reserve(std::max(2 * bytes.capacity(), size + 65536));
-        bytes.resize(bytes.capacity());
-        const std::size_t n = std::fread(bytes.data() + size, 1, bytes.size() - size, f);
-        if (n == 0)
-            break;
+        if (bytes.capacity() < size + chunk + kReadPadding)
+            bytes.reserve(size + chunk + kReadPadding); // the padding fits without a copy
+        bytes.resize(size + chunk);
+        const std::size_t n = std::fread(bytes.data() + size, 1, chunk, f);
         size += n;
+        if (n < chunk)
+            break;
+        chunk = size; // an unknown length: grow geometrically
     }
     const bool failed = std::ferror(f) != 0;
     if (f != stdin)

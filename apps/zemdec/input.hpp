@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zemdec {
@@ -15,9 +18,22 @@ namespace zemdec {
 // decoder sees the end of the frame. The zero padding keeps all of that inside the buffer.
 constexpr std::size_t kReadPadding = 32768;
 
+// An allocator whose resize leaves new bytes uninitialised, so that a file is read into memory
+// that was not zero-filled first.
+template <class T> struct UninitialisedAllocator : std::allocator<T> {
+    template <class U> struct rebind { using other = UninitialisedAllocator<U>; };
+    UninitialisedAllocator() = default;
+    template <class U> UninitialisedAllocator(const UninitialisedAllocator<U>&) noexcept {}
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+
 struct Buffer {
-    std::vector<uint8_t> bytes; // size() == data size + kReadPadding, padding zeroed
-    std::size_t size = 0;       // bytes of real data
+    // size() == data size + kReadPadding, padding zeroed
+    std::vector<uint8_t, UninitialisedAllocator<uint8_t>> bytes;
+    std::size_t size = 0; // bytes of real data
     const uint8_t* data() const { return bytes.data(); }
 };
 
