@@ -16,6 +16,11 @@ inline I32x4 load(const int32_t* p) {
     return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
 }
 inline void store(int32_t* p, I32x4 a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
+// Lanes 0 and 1, or 2 and 3, to p[0] and p[1].
+inline void store_lo(int32_t* p, I32x4 a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), a.v); }
+inline void store_hi(int32_t* p, I32x4 a) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_unpackhi_epi64(a.v, a.v));
+}
 inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
@@ -25,6 +30,8 @@ inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
 inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+// Lanes 0, 2, 1, 3.
+inline I32x4 even_then_odd(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(3, 1, 2, 0))}; }
 // Lanes moved up by one, lane 0 cleared.
 inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
 // Lanes moved down by one, lane 3 cleared.
@@ -114,6 +121,9 @@ inline F64x2 keep_lane1(F64x2 a) {
 // Lanes exchanged.
 inline F64x2 swap(F64x2 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
 inline F64x2 set(double lane0, double lane1) { return {_mm_set_pd(lane1, lane0)}; }
+// Lanes 0 of a and b, and lanes 1 of a and b.
+inline F64x2 unpack_lo(F64x2 a, F64x2 b) { return {_mm_unpacklo_pd(a.v, b.v)}; }
+inline F64x2 unpack_hi(F64x2 a, F64x2 b) { return {_mm_unpackhi_pd(a.v, b.v)}; }
 
 // A constant as a double or in both lanes of an F64x2, for kernels written once for a scalar
 // reference and its two-lane twin: the same operations in the same order give the same bits.
@@ -137,11 +147,12 @@ inline I32x4 load_lo(const int32_t* p) {
 }
 
 // a0, a1, b0, b1 rounded to the nearest integer (ties to even, the default rounding mode) and
-// saturated to the int32 range.
+// saturated to the int32 range. Only the top needs a clamp: below the range the conversion gives
+// its "integer indefinite" value 0x80000000, which is the lower bound.
 inline I32x4 round_sat(F64x2 a, F64x2 b) {
-    const __m128d hi = _mm_set1_pd(2147483647.0), lo = _mm_set1_pd(-2147483648.0);
-    const __m128i ia = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(a.v, hi), lo));
-    const __m128i ib = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(b.v, hi), lo));
+    const __m128d hi = _mm_set1_pd(2147483647.0);
+    const __m128i ia = _mm_cvtpd_epi32(_mm_min_pd(a.v, hi));
+    const __m128i ib = _mm_cvtpd_epi32(_mm_min_pd(b.v, hi));
     return {_mm_unpacklo_epi64(ia, ib)};
 }
 

@@ -155,8 +155,9 @@ template <int C, int I> void window_term(const int32_t* const* slot, Sums& s) {
                                         s.downOdd, s.downNegative);
     // Left alone, the compiler reassociates the unrolled sums and spills every product; this
     // empty statement makes it finish each term's additions before the next term starts.
-    asm("" : "+x"(s.upEven.v), "+x"(s.upOdd.v), "+x"(s.downEven.v), "+x"(s.downOdd.v),
-        "+x"(s.upNegative.v), "+x"(s.downNegative.v));
+    asm(""
+        : "+x"(s.upEven.v), "+x"(s.upOdd.v), "+x"(s.downEven.v), "+x"(s.downOdd.v),
+          "+x"(s.upNegative.v), "+x"(s.downNegative.v));
 }
 
 template <int C, int... I>
@@ -180,6 +181,9 @@ void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
     const int32_t* slot[16];
     for (int k = 0; k < 16; ++k)
         slot[k] = v + 32 * ((pos + k) & 15);
+    // Read back from memory where a term needs them: held in vector registers instead, each
+    // pointer would cost an extraction and a spill.
+    asm("" : : "r"(slot) : "memory");
     window_group<0>(slot, sum);
     window_group<1>(slot, sum);
     window_group<2>(slot, sum);
