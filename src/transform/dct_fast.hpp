@@ -1,0 +1,21 @@
+// The DCT paths through a complex DFT: powers of two from 16, and the chirp-z lengths from 46.
+#pragma once
+
+#include <cstdint>
+
+#include "transform/dct.hpp"
+
+namespace zem {
+
+// The inner FFT record (or the double-precision twiddles) start this far into the record.
+constexpr int32_t kDctHeaderBytes = 64;
+
+// Fills the record behind the header fields n, pow2 and large; pMemInit is the init scratch.
+ZemStatus dct_init_fast(ZemDctSpec* s, uint8_t* base, uint8_t* pMemInit, bool inverse);
+// Where the inverse keeps its scaled copy of the input inside the 32-byte aligned work buffer.
+float* dct_inverse_copy(const ZemDctSpec& s, uint8_t* work);
+void dct_fast_fwd(const float* x, float* y, const ZemDctSpec& s, uint8_t* work);
+// w is the copy at dct_inverse_copy, already scaled by the orthonormal factors.
+void dct_fast_inv(const float* w, float* x, const ZemDctSpec& s, uint8_t* work);
+
+} // namespace zem
