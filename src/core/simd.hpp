@@ -22,6 +22,14 @@ inline void store_hi(int32_t* p, I32x4 a) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_unpackhi_epi64(a.v, a.v));
 }
 inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
+inline I32x4 set(int32_t l0, int32_t l1, int32_t l2, int32_t l3) {
+    return {_mm_set_epi32(l3, l2, l1, l0)};
+}
+// A mask of the lanes' sign bits, lane 0 in bit 0.
+inline int sign_mask(I32x4 a) { return _mm_movemask_ps(_mm_castsi128_ps(a.v)); }
+// All ones in the lanes where a > b (signed).
+inline I32x4 greater(I32x4 a, I32x4 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
+inline I32x4 operator|(I32x4 a, I32x4 b) { return {_mm_or_si128(a.v, b.v)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
@@ -44,10 +52,13 @@ struct U64x2 {
 inline U64x2 zero64() { return {_mm_setzero_si128()}; }
 inline U64x2 operator+(U64x2 a, U64x2 b) { return {_mm_add_epi64(a.v, b.v)}; }
 inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
+// The same by a count known only at run time (0 to 63).
+inline U64x2 shr_by(U64x2 a, int s) { return {_mm_srl_epi64(a.v, _mm_cvtsi32_si128(s))}; }
 // Unsigned products of lanes 0 and 2 of a and b, exact in 64 bits.
 inline U64x2 mul_even_u32(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
-// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32).
-inline I32x4 odd_lanes(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32; lanes 1 and 3 keep them too). A
+// shuffle rather than a shift, so that the source stays and needs no copy.
+inline I32x4 odd_lanes(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(3, 3, 1, 1))}; }
 // The unsigned 64-bit products of lanes 0 and 2, as words: low 0, high 0, low 2, high 2.
 // Summed with the 32-bit addition, the high words add up modulo 2^32 without carries from below.
 inline I32x4 mul_even_u32_words(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }

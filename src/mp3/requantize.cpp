@@ -7,6 +7,8 @@
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
+#include "mp3/requantize.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 
 using namespace zem;
@@ -49,22 +51,17 @@ constexpr int32_t kIsFactor[4] = {2147483647, 1805811301, 1518500250, 1276901417
 
 int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
 
-// |x|^(4/3) 2^(-e/4) in Q26 for a run of values; false on a magnitude above the table.
-bool requantise_run(const int32_t* src, int32_t* dst, int count, int e) {
+// The run's multiplier 2^(k/4) (Q30) and right shift; shifts of 64 and more leave nothing.
+struct RunScale {
+    uint64_t m;
+    int s;
+};
+
+RunScale run_scale(int e) {
     const int shift = 18 - floor_div4(-e);
-    // Shifts of 64 and more leave nothing; the sign is applied without a branch.
-    const uint64_t m = shift >= 64 ? 0 : kQuarter[((-e) % 4 + 4) % 4];
-    const int s = shift >= 64 ? 0 : shift;
-    for (int i = 0; i < count; ++i) {
-        const uint32_t sign = uint32_t(src[i] >> 31);
-        const uint32_t ax = (uint32_t(src[i]) ^ sign) - sign;
-        if (ax > uint32_t(kMaxQuantised))
-            return false;
-        uint64_t y = (uint64_t(kPow43.v[ax]) * m) >> s;
-        y = y > 0x7FFFFFFFu ? 0x7FFFFFFFu : y;
-        dst[i] = int32_t((uint32_t(y) ^ sign) - sign);
-    }
-    return true;
+    if (shift >= 64)
+        return {0, 0};
+    return {kQuarter[((-e) % 4 + 4) % 4], shift};
 }
 
 // hi(2v c): a value scaled by a Q31 constant, the doubling wrapping in 32 bits.
@@ -133,7 +130,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
         for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
             const int start = f.longB[b];
-            if (!requantise_run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+            if (!requantise_run_sse2(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
                 return zemStatusFailed;
         }
         return zemStatusOk;
@@ -143,8 +140,8 @@ ZemStatus requantise(Channel& c, const Frame& f) {
     if (c.mixed)
         for (int b = 0; f.longB[b] < 36; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
-            if (!requantise_run(c.spec + f.longB[b], c.scratch + f.longB[b],
-                                f.longB[b + 1] - f.longB[b], e))
+            if (!requantise_run_sse2(c.spec + f.longB[b], c.scratch + f.longB[b],
+                                     f.longB[b + 1] - f.longB[b], e))
                 return zemStatusFailed;
         }
     for (int w = 0; w < 3; ++w) {
@@ -155,7 +152,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
             const int at = 3 * f.shortB[b] + w * width;
             const int i = short_index(c, b, w);
             const int e = sf_mag(i) * mul + c.mk[i] + base + 8 * g.subblock_gain[w];
-            if (!requantise_run(c.spec + at, c.scratch + at, width, e))
+            if (!requantise_run_sse2(c.spec + at, c.scratch + at, width, e))
                 return zemStatusFailed;
         }
     }
@@ -410,3 +407,48 @@ ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBo
     return zemsReQuantizeSfb_MP3_32s_I(pSrcDst, pNonZeroBound, pScaleFactor, pSideInfo, pHeader,
                                        pWorkBuf, &kSfbLong[0][0], &kSfbShort[0][0]);
 }
+
+namespace zem::mp3 {
+
+bool requantise_run_scalar(const int32_t* src, int32_t* dst, int count, int e) {
+    const RunScale r = run_scale(e);
+    for (int i = 0; i < count; ++i) { // the sign applied without a branch
+        const uint32_t sign = uint32_t(src[i] >> 31);
+        const uint32_t ax = (uint32_t(src[i]) ^ sign) - sign;
+        if (ax > uint32_t(kMaxQuantised))
+            return false;
+        uint64_t y = (uint64_t(kPow43.v[ax]) * r.m) >> r.s;
+        y = y > 0x7FFFFFFFu ? 0x7FFFFFFFu : y;
+        dst[i] = int32_t((uint32_t(y) ^ sign) - sign);
+    }
+    return true;
+}
+
+// Four values at a time where no magnitude of the table can reach the saturation (the usual
+// exponents); the table is read lane by lane. A group with a magnitude above the table, the
+// tail and runs that can saturate go to the scalar code.
+bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
+    using namespace simd;
+    const RunScale r = run_scale(e);
+    if (((uint64_t(kPow43.v[kMaxQuantised]) * r.m) >> r.s) > 0x7FFFFFFFu)
+        return requantise_run_scalar(src, dst, count, e);
+    const I32x4 m = splat(int32_t(r.m)), top = splat(kMaxQuantised), bottom = splat(-kMaxQuantised);
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const I32x4 x = load(src + i);
+        if (sign_mask(greater(x, top) | greater(bottom, x)) != 0)
+            break;
+        const I32x4 sign = sar(x, 31);
+        const I32x4 ax = (x ^ sign) - sign;
+        int32_t at[4];
+        store(at, ax);
+        const I32x4 p = set(int32_t(kPow43.v[at[0]]), int32_t(kPow43.v[at[1]]),
+                            int32_t(kPow43.v[at[2]]), int32_t(kPow43.v[at[3]]));
+        const I32x4 y =
+            low_words(shr_by(mul_even_u32(p, m), r.s), shr_by(mul_even_u32(odd_lanes(p), m), r.s));
+        store(dst + i, (y ^ sign) - sign);
+    }
+    return requantise_run_scalar(src + i, dst + i, count - i, e);
+}
+
+} // namespace zem::mp3
