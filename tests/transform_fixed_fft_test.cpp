@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <random>
@@ -124,10 +125,16 @@ TEST(FixedFft, MatchesDoublePrecisionDft) {
     }
 }
 
-// The scheduled transform against the step-by-step model, bit for bit: moderate inputs, full
-// 32-bit inputs whose sums wrap, and extreme values only (the sanitizer build would flag an
-// overflow that is not a defined wrap).
-TEST(FixedFft, MatchesStepByStepModel) {
+// Both kernels against the step-by-step model, bit for bit: moderate inputs, full 32-bit inputs
+// whose sums wrap, and extreme values only (the sanitizer build would flag an overflow that is
+// not a defined wrap). The data sits at every int32 offset of a 16-byte line, between canaries.
+TEST(FixedFft, KernelsMatchStepByStepModel) {
+    using Kernel = void (*)(int32_t*, int, const int32_t*, const uint8_t*);
+    const struct {
+        const char* name;
+        Kernel run;
+    } kernels[] = {{"sse2", zem::zemFixedFft}, {"scalar", zem::zemFixedFftScalar}};
+    constexpr int32_t kCanary = 0x5EA1ED;
     std::mt19937 rng(zemtest::seed());
     for (const AnyTable& t : all_tables())
         for (int kind = 0; kind < 3; ++kind) {
@@ -137,8 +144,18 @@ TEST(FixedFft, MatchesStepByStepModel) {
                 v = kind == 0 ? int32_t(rng()) >> 8 : kind == 1 ? int32_t(rng()) : (rng() & 1) ? INT32_MAX : INT32_MIN;
             std::vector<int32_t> want = x;
             zemtest::fixed_fft_model(want.data(), t.order, t.twiddle, t.swap);
-            zem::zemFixedFft(x.data(), t.order, t.twiddle, t.swap);
-            ASSERT_EQ(x, want) << "order " << t.order << " input kind " << kind;
+            for (const auto& kernel : kernels)
+                for (int offset = 0; offset < 4; ++offset) {
+                    std::vector<int32_t> buf(2 * n + 8, kCanary);
+                    std::copy(x.begin(), x.end(), buf.begin() + offset);
+                    kernel.run(buf.data() + offset, t.order, t.twiddle, t.swap);
+                    ASSERT_TRUE(std::equal(want.begin(), want.end(), buf.begin() + offset))
+                        << kernel.name << " order " << t.order << " input kind " << kind << " offset " << offset;
+                    for (int i = 0; i < offset; ++i)
+                        ASSERT_EQ(buf[i], kCanary);
+                    for (int i = offset + 2 * n; i < 2 * n + 8; ++i)
+                        ASSERT_EQ(buf[i], kCanary);
+                }
         }
 }
 

@@ -36,6 +36,13 @@ inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline I32x4 operator^(I32x4 a, I32x4 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline I32x4 shl(I32x4 a, int s) { return {_mm_slli_epi32(a.v, s)}; }
 inline I32x4 sar(I32x4 a, int s) { return {_mm_srai_epi32(a.v, s)}; }
+inline I32x4 set(int32_t l0, int32_t l1, int32_t l2, int32_t l3) {
+    return {_mm_set_epi32(l3, l2, l1, l0)};
+}
+// Lanes negated (wrapping) where the mask lane is -1, kept where it is 0.
+inline I32x4 negate_where(I32x4 a, I32x4 mask) { return (a ^ mask) - mask; }
+// Neighbouring lanes exchanged: 1, 0, 3, 2 (the real and imaginary parts of two complex values).
+inline I32x4 swap_pairs(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(2, 3, 0, 1))}; }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Lanes 0, 2, 1, 3.

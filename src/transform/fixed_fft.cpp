@@ -1,6 +1,7 @@
 #include "transform/fixed_fft.hpp"
 
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
 
 namespace zem {
 namespace {
@@ -53,16 +54,122 @@ template <Rotation R> inline void butterfly(Cplx* x, int i, int q, const Twiddle
     }
 }
 
-// Visits the split-radix block starts of a block length n: the index stepping of Sorensen,
-// Heideman and Burrus.
-template <class F> inline void for_each_block(int length, int n, F&& f) {
-    int is = 0, id = 2 * n;
-    do {
-        for (int i0 = is; i0 < length; i0 += id)
-            f(i0);
-        is = 2 * id - n;
-        id *= 4;
-    } while (is < length);
+// Twiddles of angle index k of a block, read from the four runs of the table.
+inline Twiddle twiddle_at(const int32_t* tw, int run, int at) {
+    return {tw[at], tw[run + at], tw[2 * run + at], tw[3 * run + at]};
+}
+
+// The butterflies of one block of length n >= 8 (q = n/4 positions), twiddle angle k read at
+// table entry k * stride - 1.
+inline void block_pass(Cplx* x, int n, const int32_t* tw, int run, int stride) {
+    const int q = n / 4, e = n / 8;
+    butterfly<Rotation::None>(x, 0, q, Twiddle{});
+    butterfly<Rotation::Eighth>(x, e, q, Twiddle{});
+    for (int k = 1, at = stride - 1; k < e; ++k, at += stride) {
+        const Twiddle w = twiddle_at(tw, run, at);
+        butterfly<Rotation::Angle>(x, k, q, w);
+        butterfly<Rotation::Mirror>(x, q - k, q, w);
+    }
+}
+
+// The same block with SSE2 doing the twiddle-free part two positions at a time: the sums go
+// in place and z1, z3 are stored pre-scaled as (4 z1.re, -4 z1.im) and (4 z3.re, 4 z3.im),
+// which the scalar rotations then read back. Positions 0 and e need the unscaled z1 and z3, so
+// they are done beforehand on copies of their inputs and written last.
+inline void block_pass_sse2(Cplx* x, int n, const int32_t* tw, int run, int stride) {
+    using namespace simd;
+    const int q = n / 4, e = n / 8;
+    Cplx first[4] = {x[0], x[q], x[2 * q], x[3 * q]};
+    Cplx eighth[4] = {x[e], x[e + q], x[e + 2 * q], x[e + 3 * q]};
+    butterfly<Rotation::None>(first, 0, 1, Twiddle{});
+    butterfly<Rotation::Eighth>(eighth, 0, 1, Twiddle{});
+    int32_t* p = reinterpret_cast<int32_t*>(x);
+    const I32x4 odd = set(0, -1, 0, -1), even = set(-1, 0, -1, 0);
+    for (int j = 0; j < 2 * q; j += 4) {
+        const I32x4 x0 = load(p + j), x1 = load(p + j + 2 * q);
+        const I32x4 x2 = load(p + j + 4 * q), x3 = load(p + j + 6 * q);
+        store(p + j, x0 + x2);
+        store(p + j + 2 * q, x1 + x3);
+        const I32x4 u = x0 - x2, vs = swap_pairs(x1 - x3);
+        store(p + j + 4 * q, shl(negate_where(u, odd) + vs, 2));
+        store(p + j + 6 * q, shl(u + negate_where(vs, even), 2));
+    }
+    for (int k = 1, at = stride - 1; k < e; ++k, at += stride) {
+        const Twiddle w = twiddle_at(tw, run, at);
+        Cplx* y = x + 2 * q + k;
+        Cplx* z = x + 2 * q + q - k;
+        const int64_t a = y[0].re, b = y[0].im, d = y[q].re, f = y[q].im;
+        y[0] = {hi32(w.c1 * a - w.s1 * b), hi32(-w.s1 * a - w.c1 * b)};
+        y[q] = {hi32(w.c3 * d + w.s3 * f), hi32(w.c3 * f - w.s3 * d)};
+        const int64_t a2 = z[0].re, b2 = z[0].im, d2 = z[q].re, f2 = z[q].im;
+        z[0] = {hi32(w.s1 * a2 - w.c1 * b2), hi32(-w.c1 * a2 - w.s1 * b2)};
+        z[q] = {hi32(-w.s3 * d2 - w.c3 * f2), hi32(w.c3 * d2 - w.s3 * f2)};
+    }
+    for (int m = 0; m < 4; ++m) {
+        x[m * q] = first[m];
+        x[e + m * q] = eighth[m];
+    }
+}
+
+inline void radix2(Cplx* x) {
+    const Cplx a = x[0], b = x[1];
+    x[0] = add(a, b);
+    x[1] = sub(a, b);
+}
+
+// Blocks of 4, 8 and 16 straight-line; a block's butterflies only feed its own sub-blocks (half
+// length at its start, quarter lengths at 1/2 and 3/4), so depth first gives the same values
+// as stage by stage.
+inline void block4(Cplx* x) {
+    butterfly<Rotation::None>(x, 0, 1, Twiddle{});
+    radix2(x);
+}
+
+inline void block8(Cplx* x) {
+    butterfly<Rotation::None>(x, 0, 2, Twiddle{});
+    butterfly<Rotation::Eighth>(x, 1, 2, Twiddle{});
+    block4(x);
+    radix2(x + 4);
+    radix2(x + 6);
+}
+
+inline void block16(Cplx* x, const Twiddle& w) {
+    butterfly<Rotation::None>(x, 0, 4, w);
+    butterfly<Rotation::Angle>(x, 1, 4, w);
+    butterfly<Rotation::Eighth>(x, 2, 4, w);
+    butterfly<Rotation::Mirror>(x, 3, 4, w);
+    block8(x);
+    block4(x + 8);
+    block4(x + 12);
+}
+
+struct Plan {
+    const int32_t* tw;
+    int run;
+    int length;
+    Twiddle w16; // angle 1 of the 16-point blocks
+};
+
+enum class Kernel { Scalar, Sse2 };
+
+template <Kernel K> void block(Cplx* x, int n, const Plan& p) {
+    if (n == 16)
+        return block16(x, p.w16);
+    if (n == 8)
+        return block8(x);
+    if (n == 4)
+        return block4(x);
+    if (n == 2)
+        return radix2(x);
+    if (n < 2)
+        return;
+    if constexpr (K == Kernel::Sse2)
+        block_pass_sse2(x, n, p.tw, p.run, p.length / n);
+    else
+        block_pass(x, n, p.tw, p.run, p.length / n);
+    block<K>(x, n / 2, p);
+    block<K>(x + n / 2, n / 4, p);
+    block<K>(x + 3 * n / 4, n / 4, p);
 }
 
 inline void exchange(Cplx* x, int a, int b) {
@@ -71,32 +178,14 @@ inline void exchange(Cplx* x, int a, int b) {
     x[b] = t;
 }
 
-} // namespace
-
-void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+template <Kernel K> void fixed_fft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
     Cplx* x = reinterpret_cast<Cplx*>(pData);
     const int length = 1 << order;
     const int run = length / 8 - 1;
-    const Twiddle none{};
-    for (int n = length; n >= 4; n /= 2) {
-        const int q = n / 4, e = n / 8, stride = length / n;
-        for_each_block(length, n, [&](int i0) {
-            butterfly<Rotation::None>(x, i0, q, none);
-            if (q >= 2)
-                butterfly<Rotation::Eighth>(x, i0 + e, q, none);
-            for (int k = 1; k < e; ++k) {
-                const int at = k * stride - 1;
-                const Twiddle w{pTwiddle[at], pTwiddle[run + at], pTwiddle[2 * run + at], pTwiddle[3 * run + at]};
-                butterfly<Rotation::Angle>(x, i0 + k, q, w);
-                butterfly<Rotation::Mirror>(x, i0 + q - k, q, w);
-            }
-        });
-    }
-    for_each_block(length, 2, [&](int i) {
-        const Cplx a = x[i], b = x[i + 1];
-        x[i] = add(a, b);
-        x[i + 1] = sub(a, b);
-    });
+    Plan plan{pTwiddle, run, length, {}};
+    if (length >= 16)
+        plan.w16 = twiddle_at(pTwiddle, run, length / 16 - 1);
+    block<K>(x, length, plan);
     const int half = length / 2;
     const uint8_t* s = pSwap;
     for (; *s != 0; s += 2) {
@@ -110,6 +199,16 @@ void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8
         exchange(x, *s + 1, *s + half);
         ++s;
     } while (*s != 0);
+}
+
+} // namespace
+
+void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+    fixed_fft<Kernel::Sse2>(pData, order, pTwiddle, pSwap);
+}
+
+void zemFixedFftScalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+    fixed_fft<Kernel::Scalar>(pData, order, pTwiddle, pSwap);
 }
 
 } // namespace zem

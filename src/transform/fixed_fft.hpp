@@ -70,7 +70,10 @@ template <int Order, TwiddleRounding Rounding> constexpr FixedFftTable<Order> ma
     return t;
 }
 
-// In-place forward FFT of 2^order complex values (order 2..9 with tables of that order).
+// In-place forward FFT of 2^order complex values (order 2..9 with tables of that order). The
+// SSE2 kernel and its scalar reference give the same bits: every value is fixed by the wrapping
+// integer arithmetic of its butterflies, whatever the order in which they run.
 void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+void zemFixedFftScalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
 
 } // namespace zem
