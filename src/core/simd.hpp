@@ -22,9 +22,6 @@ inline void store_hi(int32_t* p, I32x4 a) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_unpackhi_epi64(a.v, a.v));
 }
 inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
-inline I32x4 set(int32_t l0, int32_t l1, int32_t l2, int32_t l3) {
-    return {_mm_set_epi32(l3, l2, l1, l0)};
-}
 // A mask of the lanes' sign bits, lane 0 in bit 0.
 inline int sign_mask(I32x4 a) { return _mm_movemask_ps(_mm_castsi128_ps(a.v)); }
 // All ones in the lanes where a > b (signed).

@@ -49,7 +49,7 @@ constexpr int32_t kIsRatio[7] = {0,          453816693,  786033569, 1073741824,
                                  1361450079, 1693666955, 2147483647};
 constexpr int32_t kIsFactor[4] = {2147483647, 1805811301, 1518500250, 1276901417};
 
-int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
+constexpr int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
 
 // The run's multiplier 2^(k/4) (Q30) and right shift; shifts of 64 and more leave nothing.
 struct RunScale {
@@ -57,12 +57,40 @@ struct RunScale {
     int s;
 };
 
-RunScale run_scale(int e) {
+constexpr RunScale run_scale(int e) {
     const int shift = 18 - floor_div4(-e);
     if (shift >= 64)
         return {0, 0};
     return {kQuarter[((-e) % 4 + 4) % 4], shift};
 }
+
+// The largest magnitude that does not saturate, by exponent from the lowest a granule can
+// have (global gain 255 without scale factors); from the end of the table on, every one.
+constexpr int kLimitFrom = -45, kLimitCount = 128;
+
+struct UnsaturatedLimits {
+    int32_t v[kLimitCount];
+};
+
+constexpr UnsaturatedLimits make_unsaturated_limits() {
+    UnsaturatedLimits t{};
+    for (int k = 0; k < kLimitCount; ++k) {
+        const RunScale r = run_scale(kLimitFrom + k);
+        int lo = 0, hi = kMaxQuantised; // the 4/3 power grows: the largest n that fits
+        while (lo < hi) {
+            const int mid = (lo + hi + 1) / 2;
+            if (((uint64_t(kPow43.v[mid]) * r.m) >> r.s) <= 0x7FFFFFFFu)
+                lo = mid;
+            else
+                hi = mid - 1;
+        }
+        t.v[k] = lo;
+    }
+    return t;
+}
+
+constexpr UnsaturatedLimits kUnsaturated = make_unsaturated_limits();
+static_assert(kUnsaturated.v[kLimitCount - 1] == kMaxQuantised);
 
 // hi(2v c): a value scaled by a Q31 constant, the doubling wrapping in 32 bits.
 int32_t scale_q31(int32_t v, int32_t c) { return hi32(int64_t(wrap_shl(v, 1)) * c); }
@@ -424,20 +452,19 @@ bool requantise_run_scalar(const int32_t* src, int32_t* dst, int count, int e) {
     return true;
 }
 
-// Four values at a time where no magnitude of the table can reach the saturation (the usual
-// exponents); the table is read lane by lane. A group with a magnitude above the table, the
-// tail and runs that can saturate go to the scalar code.
+// Four values at a time (then a pair) while their magnitudes stay below the exponent's
+// saturation limit; the table is read lane by lane. From a group with a larger magnitude on,
+// which saturates or ends the run, the scalar code takes over.
 bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
     using namespace simd;
-    const RunScale r = run_scale(e);
-    if (((uint64_t(kPow43.v[kMaxQuantised]) * r.m) >> r.s) > 0x7FFFFFFFu)
+    if (e < kLimitFrom)
         return requantise_run_scalar(src, dst, count, e);
-    const I32x4 m = splat(int32_t(r.m)), top = splat(kMaxQuantised), bottom = splat(-kMaxQuantised);
-    int i = 0;
-    for (; i + 4 <= count; i += 4) {
-        const I32x4 x = load(src + i);
-        if (sign_mask(greater(x, top) | greater(bottom, x)) != 0)
-            break;
+    const RunScale r = run_scale(e);
+    const int32_t limit =
+        e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+    const I32x4 m = splat(int32_t(r.m)), top = splat(limit), bottom = splat(-limit);
+    auto in_range = [&](I32x4 x) { return sign_mask(greater(x, top) | greater(bottom, x)) == 0; };
+    auto requantise4 = [&](I32x4 x) {
         const I32x4 sign = sar(x, 31);
         const I32x4 ax = (x ^ sign) - sign;
         int32_t at[4];
@@ -446,9 +473,23 @@ bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
                             int32_t(kPow43.v[at[2]]), int32_t(kPow43.v[at[3]]));
         const I32x4 y =
             low_words(shr_by(mul_even_u32(p, m), r.s), shr_by(mul_even_u32(odd_lanes(p), m), r.s));
-        store(dst + i, (y ^ sign) - sign);
+        return (y ^ sign) - sign;
+    };
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const I32x4 x = load(src + i);
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        store(dst + i, requantise4(x));
     }
-    return requantise_run_scalar(src + i, dst + i, count - i, e);
+    if (i + 2 <= count) { // band widths are even: the pair in the low lanes, zeros above
+        const I32x4 x = load_lo(src + i);
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        store_lo(dst + i, requantise4(x));
+        i += 2;
+    }
+    return i == count || requantise_run_scalar(src + i, dst + i, count - i, e);
 }
 
 } // namespace zem::mp3
