@@ -30,6 +30,14 @@ inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f
     return w;
 }
 
+// The same for the codes the pre-signed lookups leave open, kept out of line so that the lookup
+// loops keep their registers: the leaf word in bits 0-15, the code's length from bit 16 on.
+[[gnu::noinline]] uint32_t walk_code(uint32_t win, const Decoder& d, const FastDecoder& f) {
+    int used = 0;
+    const uint32_t w = decode_code(win, d, f, used);
+    return (w & 0xFFFF) | uint32_t(used) << 16;
+}
+
 // The sign bit at `used` of the window applied to a magnitude that has one.
 inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
     if (magnitude == 0)
@@ -45,7 +53,7 @@ class PairBits {
   public:
     PairBits(const BitCursor& bs, const uint8_t* start, int32_t startPos, int64_t budget)
         : start_(start), startPos_(startPos), safe_((int64_t(startPos) + budget - 1) >> 3),
-          q_(bs.byte_ptr() - start) {
+          end_(int64_t(startPos) + budget), q_(bs.byte_ptr() - start) {
         acc_ = uint64_t(load_be32(start + q_)) << (32 + bs.bit_pos());
         n_ = 32 - bs.bit_pos();
         q_ += 4;
@@ -73,6 +81,8 @@ class PairBits {
         return v;
     }
     int64_t consumed() const { return q_ * 8 - startPos_ - n_; }
+    // More than the budget consumed.
+    bool over_budget() const { return q_ * 8 - n_ > end_; }
     BitCursor cursor() const {
         const int64_t at = startPos_ + consumed();
         return BitCursor(const_cast<uint8_t*>(start_) + (at >> 3), int32_t(at & 7));
@@ -81,7 +91,7 @@ class PairBits {
   private:
     const uint8_t* start_;
     int32_t startPos_;
-    int64_t safe_, q_;
+    int64_t safe_, end_, q_;
     uint64_t acc_ = 0;
     int n_ = 0;
 };
@@ -128,13 +138,13 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     b.skip(int(e & 63)); // bits 4-5 are clear: one shift by the entry itself
                 } else {
                     const uint32_t win = b.window();
-                    int used = 0;
-                    const uint32_t w = decode_code(win, d, f, used);
-                    out[i] = signed_from(win, int32_t(w >> 12), used);
-                    out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+                    const uint32_t walked = walk_code(win, d, f);
+                    int used = int(walked >> 16);
+                    out[i] = signed_from(win, int32_t((walked >> 12) & 15), used);
+                    out[i + 1] = signed_from(win, int32_t((walked >> 8) & 15), used);
                     b.skip(used);
                 }
-                over = b.consumed() > budget;
+                over = b.over_budget();
             }
         } else {
             for (; i < to && b.room() && !over; i += 2) {
@@ -145,13 +155,12 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     out[i + 1] = signed_pair_y(e);
                     b.skip(int(e & 63));
                 } else {
-                    int used = 0;
-                    const uint32_t w = decode_code(b.window(), d, f, used);
-                    b.skip(used);
-                    out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
-                    out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
+                    const uint32_t walked = walk_code(b.window(), d, f);
+                    b.skip(int(walked >> 16));
+                    out[i] = escaped_value(b, int32_t((walked >> 12) & 15), t.linbits);
+                    out[i + 1] = escaped_value(b, int32_t((walked >> 8) & 15), t.linbits);
                 }
-                over = b.consumed() > budget;
+                over = b.over_budget();
             }
         }
         bs = b.cursor();
