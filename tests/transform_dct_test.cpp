@@ -11,6 +11,7 @@
 
 #include "support/seed.hpp"
 #include "transform/dct.hpp"
+#include "transform/dct_fast.hpp"
 #include "transform/fft.hpp"
 #include "zemcore_testing.h"
 
@@ -186,6 +187,32 @@ TEST(TransformDct, LongChirpLengthsAtSampledOutputs) {
             EXPECT_LE(std::sqrt(num / den), single ? 3e-7 : 1.5e-7) << n << " " << inverse;
             EXPECT_TRUE(d.guards_intact()) << n;
         }
+}
+
+// The two double-precision FFT kernels of the chirp-z convolution: identical bits, and the
+// pair returns P times its input.
+TEST(TransformDct, ChirpFftKernelsAgreeAndInvert) {
+    const unsigned seed = zemtest::seed();
+    for (int32_t order : {1, 2, 5, 10}) {
+        const int32_t P = 1 << order;
+        std::vector<double> tw(P > 1 ? P : 2);
+        for (int32_t i = 0; i < P / 2; ++i) {
+            tw[2 * i] = std::cos(6.283185307179586 * i / P);
+            tw[2 * i + 1] = -std::sin(6.283185307179586 * i / P);
+        }
+        std::mt19937 rng(seed + order);
+        std::uniform_real_distribution<double> u(-1.0, 1.0);
+        alignas(16) double x[2048], a[2048], b[2048];
+        for (int32_t i = 0; i < 2 * P; ++i)
+            x[i] = a[i] = b[i] = u(rng);
+        for (const bool inverse : {false, true}) {
+            (inverse ? kChirpFftScalar.inverse : kChirpFftScalar.forward)(a, P, tw.data());
+            (inverse ? kChirpFftSse2.inverse : kChirpFftSse2.forward)(b, P, tw.data());
+            ASSERT_EQ(std::memcmp(a, b, sizeof(double) * 2 * P), 0) << order << " " << inverse;
+        }
+        for (int32_t i = 0; i < 2 * P; ++i)
+            ASSERT_NEAR(a[i] / P, x[i], 1e-14) << order << " " << i;
+    }
 }
 
 TEST(TransformDct, RoundTripAndConstantInput) {

@@ -18,4 +18,14 @@ void dct_fast_fwd(const float* x, float* y, const ZemDctSpec& s, uint8_t* work);
 // w is the copy at dct_inverse_copy, already scaled by the orthonormal factors.
 void dct_fast_inv(const float* w, float* x, const ZemDctSpec& s, uint8_t* work);
 
+// The double-precision FFT pair of the chirp-z convolution, on P interleaved complex doubles
+// in place (16-byte aligned) with the twiddles e^(-j 2 pi i / P), i < P/2: forward from natural
+// to bit-reversed order, unscaled inverse back. The SSE2 pair gives the scalar pair's bits.
+struct ChirpFftKernels {
+    void (*forward)(double* z, int32_t P, const double* tw);
+    void (*inverse)(double* z, int32_t P, const double* tw);
+};
+extern const ChirpFftKernels kChirpFftScalar;
+extern const ChirpFftKernels kChirpFftSse2;
+
 } // namespace zem
