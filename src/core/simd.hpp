@@ -40,6 +40,10 @@ inline I32x4 set(int32_t l0, int32_t l1, int32_t l2, int32_t l3) {
 inline I32x4 negate_where(I32x4 a, I32x4 mask) { return (a ^ mask) - mask; }
 // Neighbouring lanes exchanged: 1, 0, 3, 2 (the real and imaginary parts of two complex values).
 inline I32x4 swap_pairs(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(2, 3, 0, 1))}; }
+// True when every lane is 0.
+inline bool all_zero(I32x4 a) {
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(a.v, _mm_setzero_si128())) == 0xFFFF;
+}
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Lanes 0, 2, 1, 3.

@@ -117,30 +117,76 @@ inline void radix2(Cplx* x) {
     x[1] = sub(a, b);
 }
 
+enum class Kernel { Scalar, Sse2 };
+
+// Two radix-2 butterflies at once: (a, b) in one register becomes (a + b, a - b).
+inline simd::I32x4 radix2_sse2(simd::I32x4 v) {
+    using namespace simd;
+    return I32x4{_mm_unpacklo_epi64(v.v, v.v)} + negate_where(I32x4{_mm_unpackhi_epi64(v.v, v.v)}, set(0, 0, -1, -1));
+}
+
 // Blocks of 4, 8 and 16 straight-line; a block's butterflies only feed its own sub-blocks (half
 // length at its start, quarter lengths at 1/2 and 3/4), so depth first gives the same values
-// as stage by stage.
-inline void block4(Cplx* x) {
-    butterfly<Rotation::None>(x, 0, 1, Twiddle{});
-    radix2(x);
+// as stage by stage. The SSE2 4-point block keeps x0, x1 and x2, x3 in two registers: their
+// difference (u, v) gives z1 = u + (v.im, -v.re) and z3 = u + (-v.im, v.re) side by side.
+template <Kernel K> inline void block4(Cplx* x) {
+    if constexpr (K == Kernel::Sse2) {
+        using namespace simd;
+        int32_t* p = reinterpret_cast<int32_t*>(x);
+        const I32x4 a = load(p), b = load(p + 4);
+        const I32x4 d = a - b;
+        const I32x4 uu{_mm_unpacklo_epi64(d.v, d.v)};
+        const I32x4 vv{_mm_shuffle_epi32(d.v, _MM_SHUFFLE(2, 3, 2, 3))};
+        store(p + 4, uu + negate_where(vv, set(0, -1, -1, 0)));
+        store(p, radix2_sse2(a + b));
+    } else {
+        butterfly<Rotation::None>(x, 0, 1, Twiddle{});
+        radix2(x);
+    }
 }
 
-inline void block8(Cplx* x) {
-    butterfly<Rotation::None>(x, 0, 2, Twiddle{});
-    butterfly<Rotation::Eighth>(x, 1, 2, Twiddle{});
-    block4(x);
-    radix2(x + 4);
-    radix2(x + 6);
+// The 8-point block in four registers of two complex values. Position 1 rotates by pi/4: its
+// four products M(z1.re), M(z1.im), M(p), M(z3.im) share one signed multiply.
+inline void block8_sse2(Cplx* x) {
+    using namespace simd;
+    int32_t* p = reinterpret_cast<int32_t*>(x);
+    const I32x4 x01 = load(p), x23 = load(p + 4), x45 = load(p + 8), x67 = load(p + 12);
+    const I32x4 u = x01 - x45, tn = negate_where(swap_pairs(x23 - x67), set(0, -1, 0, -1));
+    const I32x4 z1 = u + tn, z3 = u - tn; // positions 0 and 1 each
+    // p = v.im - u.re = -z3.re of position 1.
+    const I32x4 in = negate_where(I32x4{_mm_unpackhi_epi64(z1.v, z3.v)}, set(0, 0, -1, 0));
+    const I32x4 m = mul_hi(shl(in, 1), splat(0x5A82799A));
+    // (M0 + M1, M1 - M0, M2 + M3, M2 - M3)
+    const I32x4 lhs{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(2, 2, 1, 0))};
+    const I32x4 rhs = negate_where(I32x4{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(3, 3, 0, 1))}, set(0, -1, 0, -1));
+    const I32x4 eighth = lhs + rhs;
+    store(p + 8, radix2_sse2(I32x4{_mm_unpacklo_epi64(z1.v, eighth.v)}));
+    store(p + 12, radix2_sse2(I32x4{_mm_unpackhi_epi64(_mm_unpacklo_epi64(z3.v, z3.v), eighth.v)}));
+    store(p, x01 + x45);
+    store(p + 4, x23 + x67);
+    block4<Kernel::Sse2>(x);
 }
 
-inline void block16(Cplx* x, const Twiddle& w) {
+template <Kernel K> inline void block8(Cplx* x) {
+    if constexpr (K == Kernel::Sse2) {
+        block8_sse2(x);
+    } else {
+        butterfly<Rotation::None>(x, 0, 2, Twiddle{});
+        butterfly<Rotation::Eighth>(x, 1, 2, Twiddle{});
+        block4<K>(x);
+        radix2(x + 4);
+        radix2(x + 6);
+    }
+}
+
+template <Kernel K> inline void block16(Cplx* x, const Twiddle& w) {
     butterfly<Rotation::None>(x, 0, 4, w);
     butterfly<Rotation::Angle>(x, 1, 4, w);
     butterfly<Rotation::Eighth>(x, 2, 4, w);
     butterfly<Rotation::Mirror>(x, 3, 4, w);
-    block8(x);
-    block4(x + 8);
-    block4(x + 12);
+    block8<K>(x);
+    block4<K>(x + 8);
+    block4<K>(x + 12);
 }
 
 struct Plan {
@@ -150,15 +196,13 @@ struct Plan {
     Twiddle w16; // angle 1 of the 16-point blocks
 };
 
-enum class Kernel { Scalar, Sse2 };
-
 template <Kernel K> void block(Cplx* x, int n, const Plan& p) {
     if (n == 16)
-        return block16(x, p.w16);
+        return block16<K>(x, p.w16);
     if (n == 8)
-        return block8(x);
+        return block8<K>(x);
     if (n == 4)
-        return block4(x);
+        return block4<K>(x);
     if (n == 2)
         return radix2(x);
     if (n < 2)
