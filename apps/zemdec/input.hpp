@@ -30,11 +30,41 @@ template <class T> struct UninitialisedAllocator : std::allocator<T> {
     }
 };
 
+// A regular file mapped into memory, followed by zero pages for the padding: no copy of the
+// file and no pages to clear first. Unmapped with the object.
+class FileMapping {
+  public:
+    FileMapping() = default;
+    FileMapping(FileMapping&& o) noexcept
+        : p_(std::exchange(o.p_, nullptr)), bytes_(std::exchange(o.bytes_, 0)) {}
+    FileMapping& operator=(FileMapping&& o) noexcept {
+        if (this != &o) {
+            release();
+            p_ = std::exchange(o.p_, nullptr);
+            bytes_ = std::exchange(o.bytes_, 0);
+        }
+        return *this;
+    }
+    ~FileMapping() { release(); }
+    // Maps the size bytes of the open file fd with padding zero bytes after them; false where
+    // the system cannot map it (the caller then reads it).
+    bool map(int fd, std::size_t size, std::size_t padding);
+    const uint8_t* data() const { return static_cast<const uint8_t*>(p_); }
+
+  private:
+    void release();
+    void* p_ = nullptr;
+    std::size_t bytes_ = 0;
+};
+
 struct Buffer {
-    // size() == data size + kReadPadding, padding zeroed
+    // size() == data size + kReadPadding, padding zeroed; empty when the file is mapped
     std::vector<uint8_t, UninitialisedAllocator<uint8_t>> bytes;
+    FileMapping mapping;
     std::size_t size = 0; // bytes of real data
-    const uint8_t* data() const { return bytes.data(); }
+    const uint8_t* data() const {
+        return mapping.data() != nullptr ? mapping.data() : bytes.data();
+    }
 };
 
 Buffer make_buffer(const uint8_t* data, std::size_t size);
