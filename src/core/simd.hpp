@@ -92,15 +92,14 @@ inline I32x4 mul_hi(I32x4 a, I32x4 b) {
 }
 
 // Low 32 bits of (w * y) >> 31 per lane, the 64-bit product exact, for 0 <= w < 2^31 and any
-// signed y: the unsigned product is corrected by w << 32 where y is negative, which changes
-// bits 31 and up of the result by w << 1.
+// signed y: the upper word of 2w * y, where 2w still fits an unsigned lane. The unsigned
+// product reads a negative y as y + 2^32, which adds 2w to the upper word.
 inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
-    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w.v, y.v), 31);
-    const __m128i odd =
-        _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(w.v, 32), _mm_srli_epi64(y.v, 32)), 31);
-    const __m128i low = _mm_set_epi32(0, -1, 0, -1);
-    const I32x4 r{_mm_or_si128(_mm_and_si128(even, low), _mm_slli_epi64(odd, 32))};
-    return r - (sar(y, 31) & shl(w, 1));
+    const __m128i w2 = _mm_slli_epi32(w.v, 1);
+    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w2, y.v), 32);
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(w2, 32), _mm_srli_epi64(y.v, 32));
+    const I32x4 r{_mm_or_si128(even, _mm_and_si128(odd, _mm_set_epi32(-1, 0, -1, 0)))};
+    return r - (sar(y, 31) & I32x4{w2});
 }
 
 // Eight int16 values: a then b, each lane saturated.
