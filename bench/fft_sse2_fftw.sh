@@ -48,5 +48,5 @@ g++ -std=c++20 -O2 -DNDEBUG -msse2 -mfpmath=sse -ffp-contract=off -I"$root/src" 
   awk '/_median/ { split($1, a, "[/_]"); t[a[2] " " a[3]] = $4; n[a[3]] = 1 }
        END {
          printf "%6s %12s %16s %7s\n", "N", "zemac ns", "FFTW SSE2 ns", "ratio"
-         for (k in n) if (k <= 4096) printf "%6d %12.1f %16.1f %7.2f\n", k, t["zemac " k], t["fftw " k], t["zemac " k] / t["fftw " k]
+         for (k in n) if (k + 0 <= 4096) printf "%6d %12.1f %16.1f %7.2f\n", k, t["zemac " k], t["fftw " k], t["zemac " k] / t["fftw " k]
        }' | sort -n

@@ -327,14 +327,17 @@ template <bool Inverse> void radix8_scalar(const float* x, float* y, std::size_t
         const Cx t3 = Inverse
                           ? Cx{(-o.u3.im - o.u3.re) * kHalfSqrt2, (o.u3.re - o.u3.im) * kHalfSqrt2}
                           : Cx{(o.u3.im - o.u3.re) * kHalfSqrt2, (-o.u3.re - o.u3.im) * kHalfSqrt2};
-        const Cx lo[4] = {e.y0, e.u1, e.u2, e.u3}, hi[4] = {o.y0, t1, t2, t3};
         float* out = y + 2 * q;
-        for (std::size_t k = 0; k < 4; ++k) {
-            out[k * st] = lo[k].re + hi[k].re;
-            out[k * st + 1] = lo[k].im + hi[k].im;
-            out[(k + 4) * st] = lo[k].re - hi[k].re;
-            out[(k + 4) * st + 1] = lo[k].im - hi[k].im;
-        }
+        const auto put = [out, st](std::size_t k, Cx lo, Cx hi) {
+            out[k * st] = lo.re + hi.re;
+            out[k * st + 1] = lo.im + hi.im;
+            out[(k + 4) * st] = lo.re - hi.re;
+            out[(k + 4) * st + 1] = lo.im - hi.im;
+        };
+        put(0, e.y0, o.y0);
+        put(1, e.u1, t1);
+        put(2, e.u2, t2);
+        put(3, e.u3, t3);
     }
 }
 
