@@ -2,11 +2,13 @@
 // comparisons with the formulas in double precision, and round trips.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
 #include <vector>
 
+#include "aac/quant_kernels.hpp"
 #include "support/seed.hpp"
 #include "zemac.h"
 
@@ -34,7 +36,7 @@ TEST(AacQuantInv, KnownAnswers) {
 
 // Every magnitude 1..8191 at several scale factors against |x|^(4/3) 2^((sf-100)/4) 8.
 TEST(AacQuantInv, MatchesTheFormula) {
-    for (int sf : {40, 97, 100, 101, 102, 103, 150, 180}) {
+    for (int sf : {0, 40, 97, 100, 101, 102, 103, 150, 180}) {
         for (int32_t x = 1; x <= 8191; ++x) {
             const double exact =
                 std::pow(double(x), 4.0 / 3.0) * std::pow(2.0, (sf - 100) / 4.0) * 8.0;
@@ -44,6 +46,44 @@ TEST(AacQuantInv, MatchesTheFormula) {
             ASSERT_NEAR(got, exact, 1.0 + 2e-7 * exact) << "x " << x << " sf " << sf;
         }
     }
+}
+
+// The table-lookup loop, scalar against SSE2: runs of every length up to 40 at every int32
+// offset, with and without a value of 16 or more (or the most negative value) somewhere in
+// them, which both must stop at and leave alone with everything behind it.
+TEST(AacQuantInv, SmallMagnitudeKernelsAgree) {
+    std::mt19937 rng(zemtest::seed());
+    int32_t small[16];
+    for (int32_t& v : small)
+        v = int32_t(rng() >> 1);
+    small[0] = 0;
+    constexpr int32_t kCanary = 0x5EA1ED;
+    for (int len = 0; len <= 40; ++len)
+        for (int offset = 0; offset < 4; ++offset)
+            for (int stop : {-1, 0, 1, 2, 3, 4}) {
+                std::vector<int32_t> src(len);
+                for (int32_t& v : src)
+                    v = int32_t(rng() % 31) - 15;
+                int at = len;
+                if (stop >= 0 && len > 0) {
+                    at = int(rng() % len);
+                    const int32_t big[] = {16, -16, 8191, INT32_MIN, INT32_MAX};
+                    src[at] = big[stop];
+                }
+                std::vector<int32_t> a(len + 8, kCanary), b(len + 8, kCanary);
+                std::copy(src.begin(), src.end(), a.begin() + offset);
+                std::copy(src.begin(), src.end(), b.begin() + offset);
+                const int ra = zem::aac::dequantise_small_scalar(a.data() + offset, len, small);
+                const int rb = zem::aac::dequantise_small_sse2(b.data() + offset, len, small);
+                ASSERT_EQ(ra, at) << "length " << len;
+                ASSERT_EQ(rb, at) << "length " << len << " offset " << offset;
+                ASSERT_EQ(a, b) << "length " << len << " offset " << offset;
+                for (int i = 0; i < len; ++i) {
+                    const int32_t x = src[i];
+                    const int32_t want = i >= at ? x : x < 0 ? -small[-x] : small[x];
+                    ASSERT_EQ(a[offset + i], want) << "length " << len << " at " << i;
+                }
+            }
 }
 
 TEST(AacQuantInv, StopsAtAnOversizedValueAndSkipsSpecialBands) {

@@ -56,14 +56,13 @@ int normalise(int32_t* X, int N) {
 }
 
 // Rounding of the post-twiddle products by r more bits than hi(): r >= 1 rounds, r <= 0 keeps
-// the low 32 bits of P >> (32 + r).
+// the low 32 bits of P >> (32 + r). Adding the half before one shift by 32 + r gives the same
+// value as rounding hi(P) by r (nested floors), and the 64-bit sum cannot overflow.
 struct PostScale {
-    int r;
-    int32_t operator()(int64_t p) const {
-        if (r >= 1)
-            return int32_t((int64_t(hi32(p)) + (int64_t(1) << (r - 1))) >> r);
-        return int32_t(uint32_t(uint64_t(p >> (32 + r))));
-    }
+    int64_t half;
+    int shift;
+    explicit PostScale(int r) : half(r >= 1 ? int64_t(1) << (31 + r) : 0), shift(32 + r) {}
+    int32_t operator()(int64_t p) const { return int32_t(uint32_t(uint64_t((p + half) >> shift))); }
 };
 
 struct PlainScale {
@@ -164,7 +163,7 @@ void zemAacImdctNorm_32s(int32_t* X, int N) {
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
     zemFixedFft(X, t.order, t.fftTwiddle, t.fftSwap);
-    inverse_post_twiddle(X, N, t.cs, PostScale{t.order - s - 3});
+    inverse_post_twiddle(X, N, t.cs, PostScale(t.order - s - 3));
 }
 
 void zemAacImdct_32s(int32_t* X, int N) {
@@ -188,7 +187,7 @@ void zemAacMdctNorm_32s(int32_t* x, int N) {
     forward_pre_twiddle(x, N, t.cs, PlainScale{});
     const int s = normalise(x, N);
     zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
-    forward_post_twiddle(x, N, t.cs, PostScale{t.order - s - 3});
+    forward_post_twiddle(x, N, t.cs, PostScale(t.order - s - 3));
 }
 
 } // namespace zem::aac

@@ -1,8 +1,12 @@
 // Inverse quantisation: y = sign(x) |x|^(4/3) 2^((sf - 100)/4), with 3 fractional bits, from
 // table lookups for small magnitudes and a polynomial for the rest.
+#include "aac/quant_kernels.hpp"
 #include "aac/spectrum_layout.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
+
+#include <algorithm>
 #include "zemac.h"
 
 namespace zem::aac {
@@ -48,12 +52,6 @@ constexpr int32_t kCbrtGain[7] = {0,          1352829926, 2147483647, 1704458900
                                   1352829926, 2147483647, 1704458900};
 constexpr int kCbrtExp[7] = {0, 13, 15, 16, 17, 19, 20};
 
-int32_t shr_clamped(int32_t v, int shift) {
-    if (shift <= 0)
-        return v;
-    return shift > 31 ? 0 : v >> shift;
-}
-
 // |x|^(4/3) for 129..8191 as t 2^-n: the magnitude normalised into [2^30, 2^31), a polynomial
 // for its 4/3 power, and the cube-root gain of the normalisation.
 int32_t pow43_poly(int32_t ax, int& n) {
@@ -84,14 +82,18 @@ int32_t pow43_poly(int32_t ax, int& n) {
     return wrap_shl(mul_hi32(p, kCbrtGain[c]), 1);
 }
 
-// One magnitude 1..8191 dequantised with exponent e and quarter step r.
-int32_t dequantise(int32_t ax, int e, int r) {
-    if (ax < 4)
-        return shr_clamped(kPow.q28[r][ax], 25 - e);
-    if (ax < 16) {
-        const int shift = 22 - e;
-        return kPow.q25[r][ax] >> (shift < 0 ? 0 : shift > 31 ? 31 : shift);
-    }
+// Magnitudes 0..15 dequantised with exponent e and quarter step r: rows of positive values
+// shifted right, by 31 at most (which leaves 0), never left.
+void small_magnitudes(int32_t* small, int e, int r) {
+    const int shift28 = std::clamp(25 - e, 0, 31), shift25 = std::clamp(22 - e, 0, 31);
+    for (int ax = 0; ax < 4; ++ax)
+        small[ax] = kPow.q28[r][ax] >> shift28;
+    for (int ax = 4; ax < 16; ++ax)
+        small[ax] = kPow.q25[r][ax] >> shift25;
+}
+
+// One magnitude 16..8191 dequantised with exponent e and quarter step r.
+int32_t dequantise_large(int32_t ax, int e, int r) {
     int n;
     int32_t t;
     if (ax < 64) {
@@ -115,6 +117,36 @@ int32_t dequantise(int32_t ax, int e, int r) {
 bool is_unquantised(int cb) { return cb == 0 || cb == 13 || cb == 14 || cb == 15; }
 
 } // namespace
+
+int dequantise_small_scalar(int32_t* x, int count, const int32_t* small) {
+    for (int i = 0; i < count; ++i) {
+        const int32_t sign = x[i] >> 31;
+        const uint32_t ax = uint32_t(wrap_sub(x[i] ^ sign, sign));
+        if (ax >= 16u)
+            return i;
+        x[i] = wrap_sub(small[ax] ^ sign, sign);
+    }
+    return count;
+}
+
+int dequantise_small_sse2(int32_t* x, int count, const int32_t* small) {
+    using namespace simd;
+    const I32x4 large = splat(~15);
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const I32x4 v = load(x + i);
+        if (all_zero(v))
+            continue; // zeros stay zero
+        const I32x4 sign = sar(v, 31);
+        const I32x4 ax = negate_where(v, sign);
+        if (!all_zero(ax & large))
+            break;
+        int32_t at[4];
+        store(at, ax);
+        store(x + i, negate_where(set(small[at[0]], small[at[1]], small[at[2]], small[at[3]]), sign));
+    }
+    return i + dequantise_small_scalar(x + i, count - i, small);
+}
 
 } // namespace zem::aac
 
@@ -147,23 +179,19 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
                               const int r = 4 * e - s;
                               if (pSf[idx] != tableSf) {
                                   tableSf = pSf[idx];
-                                  for (int32_t ax = 1; ax < 16; ++ax)
-                                      small[ax] = dequantise(ax, e, r);
+                                  small_magnitudes(small, e, r);
                               }
-                              for (int i = first; i < first + count; ++i) {
-                                  const int32_t x = pSrcDst[i];
-                                  const int32_t sign = x >> 31;
-                                  const int32_t ax = wrap_sub(x ^ sign, sign);
-                                  int32_t y;
-                                  if (uint32_t(ax) < 16u) {
-                                      y = small[ax];
-                                  } else if (ax > 8191 || ax < 0) {
+                              int32_t* x = pSrcDst + first;
+                              int i = 0;
+                              while ((i += dequantise_small_sse2(x + i, count - i, small)) < count) {
+                                  const int32_t sign = x[i] >> 31;
+                                  const int32_t ax = wrap_sub(x[i] ^ sign, sign);
+                                  if (ax > 8191 || ax < 0) {
                                       status = zemStatusAacBadSpectralValue;
                                       return;
-                                  } else {
-                                      y = dequantise(ax, e, r);
                                   }
-                                  pSrcDst[i] = wrap_sub(y ^ sign, sign);
+                                  x[i] = wrap_sub(dequantise_large(ax, e, r) ^ sign, sign);
+                                  ++i;
                               }
                           });
     return status;

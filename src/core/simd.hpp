@@ -30,6 +30,10 @@ inline I32x4 set(int32_t l0, int32_t l1, int32_t l2, int32_t l3) {
 inline I32x4 negate_where(I32x4 a, I32x4 mask) { return (a ^ mask) - mask; }
 // Neighbouring lanes exchanged: 1, 0, 3, 2 (the real and imaginary parts of two complex values).
 inline I32x4 swap_pairs(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(2, 3, 0, 1))}; }
+// True when every lane is 0.
+inline bool all_zero(I32x4 a) {
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(a.v, _mm_setzero_si128())) == 0xFFFF;
+}
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Lanes moved up by one, lane 0 cleared.
@@ -65,15 +69,14 @@ inline I32x4 mul_hi(I32x4 a, I32x4 b) {
 }
 
 // Low 32 bits of (w * y) >> 31 per lane, the 64-bit product exact, for 0 <= w < 2^31 and any
-// signed y: the unsigned product is corrected by w << 32 where y is negative, which changes
-// bits 31 and up of the result by w << 1.
+// signed y: the upper word of 2w * y, where 2w still fits an unsigned lane. The unsigned
+// product reads a negative y as y + 2^32, which adds 2w to the upper word.
 inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
-    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w.v, y.v), 31);
-    const __m128i odd =
-        _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(w.v, 32), _mm_srli_epi64(y.v, 32)), 31);
-    const __m128i low = _mm_set_epi32(0, -1, 0, -1);
-    const I32x4 r{_mm_or_si128(_mm_and_si128(even, low), _mm_slli_epi64(odd, 32))};
-    return r - (sar(y, 31) & shl(w, 1));
+    const __m128i w2 = _mm_slli_epi32(w.v, 1);
+    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(w2, y.v), 32);
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(w2, 32), _mm_srli_epi64(y.v, 32));
+    const I32x4 r{_mm_or_si128(even, _mm_and_si128(odd, _mm_set_epi32(-1, 0, -1, 0)))};
+    return r - (sar(y, 31) & I32x4{w2});
 }
 
 // Eight int16 values: a then b, each lane saturated.

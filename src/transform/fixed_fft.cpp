@@ -117,30 +117,127 @@ inline void radix2(Cplx* x) {
     x[1] = sub(a, b);
 }
 
+enum class Kernel { Scalar, Sse2 };
+
+// Two radix-2 butterflies at once: (a, b) in one register becomes (a + b, a - b).
+inline simd::I32x4 radix2_sse2(simd::I32x4 v) {
+    using namespace simd;
+    return I32x4{_mm_unpacklo_epi64(v.v, v.v)} + negate_where(I32x4{_mm_unpackhi_epi64(v.v, v.v)}, set(0, 0, -1, -1));
+}
+
 // Blocks of 4, 8 and 16 straight-line; a block's butterflies only feed its own sub-blocks (half
 // length at its start, quarter lengths at 1/2 and 3/4), so depth first gives the same values
-// as stage by stage.
-inline void block4(Cplx* x) {
-    butterfly<Rotation::None>(x, 0, 1, Twiddle{});
-    radix2(x);
+// as stage by stage. The SSE2 4-point block keeps x0, x1 and x2, x3 in two registers: their
+// difference (u, v) gives z1 = u + (v.im, -v.re) and z3 = u + (-v.im, v.re) side by side.
+template <Kernel K> inline void block4(Cplx* x) {
+    if constexpr (K == Kernel::Sse2) {
+        using namespace simd;
+        int32_t* p = reinterpret_cast<int32_t*>(x);
+        const I32x4 a = load(p), b = load(p + 4);
+        const I32x4 d = a - b;
+        const I32x4 uu{_mm_unpacklo_epi64(d.v, d.v)};
+        const I32x4 vv{_mm_shuffle_epi32(d.v, _MM_SHUFFLE(2, 3, 2, 3))};
+        store(p + 4, uu + negate_where(vv, set(0, -1, -1, 0)));
+        store(p, radix2_sse2(a + b));
+    } else {
+        butterfly<Rotation::None>(x, 0, 1, Twiddle{});
+        radix2(x);
+    }
 }
 
-inline void block8(Cplx* x) {
-    butterfly<Rotation::None>(x, 0, 2, Twiddle{});
-    butterfly<Rotation::Eighth>(x, 1, 2, Twiddle{});
-    block4(x);
-    radix2(x + 4);
-    radix2(x + 6);
+// The pi/4 rotation of one position, z1z3 = (z1, z3), as (rotated z1, rotated z3): the products
+// M(z1.re), M(z1.im), M(p), M(z3.im) from one signed multiply, p = v.im - u.re = -z3.re.
+inline simd::I32x4 eighth_sse2(simd::I32x4 z1z3) {
+    using namespace simd;
+    const I32x4 in = negate_where(z1z3, set(0, 0, -1, 0));
+    const I32x4 m = mul_hi(shl(in, 1), splat(0x5A82799A));
+    // (M0 + M1, M1 - M0, M2 + M3, M2 - M3)
+    const I32x4 lhs{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(2, 2, 1, 0))};
+    const I32x4 rhs{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(3, 3, 0, 1))};
+    return lhs + negate_where(rhs, set(0, -1, 0, -1));
 }
 
-inline void block16(Cplx* x, const Twiddle& w) {
+// The 8-point block in four registers of two complex values; position 1 rotates by pi/4.
+inline void block8_sse2(Cplx* x) {
+    using namespace simd;
+    int32_t* p = reinterpret_cast<int32_t*>(x);
+    const I32x4 x01 = load(p), x23 = load(p + 4), x45 = load(p + 8), x67 = load(p + 12);
+    const I32x4 u = x01 - x45, tn = negate_where(swap_pairs(x23 - x67), set(0, -1, 0, -1));
+    const I32x4 z1 = u + tn, z3 = u - tn; // positions 0 and 1 each
+    const I32x4 eighth = eighth_sse2(I32x4{_mm_unpackhi_epi64(z1.v, z3.v)});
+    store(p + 8, radix2_sse2(I32x4{_mm_unpacklo_epi64(z1.v, eighth.v)}));
+    store(p + 12, radix2_sse2(I32x4{_mm_unpackhi_epi64(_mm_unpacklo_epi64(z3.v, z3.v), eighth.v)}));
+    store(p, x01 + x45);
+    store(p + 4, x23 + x67);
+    block4<Kernel::Sse2>(x);
+}
+
+template <Kernel K> inline void block8(Cplx* x) {
+    if constexpr (K == Kernel::Sse2) {
+        block8_sse2(x);
+    } else {
+        butterfly<Rotation::None>(x, 0, 2, Twiddle{});
+        butterfly<Rotation::Eighth>(x, 1, 2, Twiddle{});
+        block4<K>(x);
+        radix2(x + 4);
+        radix2(x + 6);
+    }
+}
+
+// The 16-point block's first butterflies in registers: positions 0 and 1 in one register,
+// 2 and 3 in the other. Positions 1 and 3 rotate by the block's angle (scalar products of the
+// pre-scaled 4 z1, -4 z1.im, 4 z3), position 2 by pi/4; the results are reassembled into
+// registers for the sub-blocks rather than read back from memory.
+inline void block16_sse2(Cplx* x, const Twiddle& w) {
+    using namespace simd;
+    int32_t* p = reinterpret_cast<int32_t*>(x);
+    const I32x4 odd = set(0, -1, 0, -1);
+    I32x4 z1[2], z3[2];
+    for (int h = 0; h < 2; ++h) {
+        const I32x4 x0 = load(p + 4 * h), x1 = load(p + 8 + 4 * h);
+        const I32x4 x2 = load(p + 16 + 4 * h), x3 = load(p + 24 + 4 * h);
+        store(p + 4 * h, x0 + x2);
+        store(p + 8 + 4 * h, x1 + x3);
+        const I32x4 u = x0 - x2, tn = negate_where(swap_pairs(x1 - x3), odd);
+        z1[h] = u + tn;
+        z3[h] = u - tn;
+    }
+    int32_t s1[4], s3[4]; // lanes 2 and 3 of each half: positions 1 and 3
+    store(s1, shl(negate_where(I32x4{_mm_unpackhi_epi64(z1[0].v, z1[1].v)}, odd), 2));
+    store(s3, shl(I32x4{_mm_unpackhi_epi64(z3[0].v, z3[1].v)}, 2));
+    const int64_t a = s1[0], b = s1[1], d = s3[0], f = s3[1];
+    const int64_t a2 = s1[2], b2 = s1[3], d2 = s3[2], f2 = s3[3];
+    const I32x4 r1{_mm_set_epi32(hi32(-w.c1 * a2 - w.s1 * b2), hi32(w.s1 * a2 - w.c1 * b2),
+                                 hi32(-w.s1 * a - w.c1 * b), hi32(w.c1 * a - w.s1 * b))};
+    const I32x4 r3{_mm_set_epi32(hi32(w.c3 * d2 - w.s3 * f2), hi32(-w.s3 * d2 - w.c3 * f2),
+                                 hi32(w.c3 * f - w.s3 * d), hi32(w.c3 * d + w.s3 * f))};
+    const I32x4 e = eighth_sse2(I32x4{_mm_unpacklo_epi64(z1[1].v, z3[1].v)});
+    // Rows 2 and 3: z1/z3 of position 0, rotated position 1, pi/4 of position 2, position 3.
+    const I32x4 row2a{_mm_unpacklo_epi64(z1[0].v, r1.v)};
+    const I32x4 row2b{_mm_unpacklo_epi64(e.v, _mm_unpackhi_epi64(r1.v, r1.v))};
+    const I32x4 row3a{_mm_unpacklo_epi64(z3[0].v, r3.v)};
+    const I32x4 row3b{_mm_unpackhi_epi64(e.v, r3.v)};
+    store(p + 16, row2a);
+    store(p + 20, row2b);
+    store(p + 24, row3a);
+    store(p + 28, row3b);
+}
+
+template <Kernel K> inline void block16(Cplx* x, const Twiddle& w) {
+    if constexpr (K == Kernel::Sse2) {
+        block16_sse2(x, w);
+        block8<K>(x);
+        block4<K>(x + 8);
+        block4<K>(x + 12);
+        return;
+    }
     butterfly<Rotation::None>(x, 0, 4, w);
     butterfly<Rotation::Angle>(x, 1, 4, w);
     butterfly<Rotation::Eighth>(x, 2, 4, w);
     butterfly<Rotation::Mirror>(x, 3, 4, w);
-    block8(x);
-    block4(x + 8);
-    block4(x + 12);
+    block8<K>(x);
+    block4<K>(x + 8);
+    block4<K>(x + 12);
 }
 
 struct Plan {
@@ -150,15 +247,13 @@ struct Plan {
     Twiddle w16; // angle 1 of the 16-point blocks
 };
 
-enum class Kernel { Scalar, Sse2 };
-
 template <Kernel K> void block(Cplx* x, int n, const Plan& p) {
     if (n == 16)
-        return block16(x, p.w16);
+        return block16<K>(x, p.w16);
     if (n == 8)
-        return block8(x);
+        return block8<K>(x);
     if (n == 4)
-        return block4(x);
+        return block4<K>(x);
     if (n == 2)
         return radix2(x);
     if (n < 2)

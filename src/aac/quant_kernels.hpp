@@ -1,0 +1,15 @@
+// The inner loop of inverse quantisation: magnitudes below 16 (nearly all of them) replaced by
+// the band's table entry with their sign kept. A scalar reference and an SSE2 version with
+// identical results.
+#pragma once
+
+#include <cstdint>
+
+namespace zem::aac {
+
+// y = sign(x) small[|x|] for x[0..count) up to the first value with |x| >= 16, which is left
+// alone with everything after it; returns its position (count when there is none).
+int dequantise_small_scalar(int32_t* x, int count, const int32_t* small);
+int dequantise_small_sse2(int32_t* x, int count, const int32_t* small);
+
+} // namespace zem::aac
