@@ -9,6 +9,7 @@
 #include "support/mp3_huffman_writer.hpp"
 #include "support/seed.hpp"
 #include "support/stream.hpp"
+#include "tables/mp3_huffman.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
 
@@ -150,6 +151,49 @@ TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
                 expect_decodes(gr, g, h, which);
             expect_encodes(gr, g, h, 0, gr.hufSize());
         }
+    }
+}
+
+// The ten-bit pre-signed pair lookups against the code tables: every window that starts with a
+// codeword and its sign bits within ten bits resolves to the signed pair and the bits used, and
+// every other window (longer, or escaped in a table with linbits) is left to the tree walk.
+TEST(Mp3Huffman, PreSignedPairLookupsMatchTheCodeTables) {
+    using namespace zem::mp3;
+    for (int table = 1; table < 32; ++table) {
+        const PairTable& t = kPairTables[table];
+        if (t.codes == nullptr)
+            continue;
+        const SignedPairLookup& lookup = kSignedPairLookups[t.decoder];
+        std::vector<bool> seen(1 << kSignedPairBits);
+        for (int i = 0; i < t.width * t.width; ++i) {
+            const int x = i / t.width, y = i % t.width, signs = (x != 0) + (y != 0);
+            const int len = t.codes[i].length + signs;
+            const bool resolved =
+                len <= kSignedPairBits && !(t.linbits > 0 && (x == 15 || y == 15));
+            const int prefix =
+                t.codes[i].length < kSignedPairBits ? t.codes[i].length : kSignedPairBits;
+            const uint32_t code = t.codes[i].code >> (t.codes[i].length - prefix);
+            for (uint32_t tail = 0; tail < (1u << (kSignedPairBits - prefix)); ++tail) {
+                const uint32_t index = code << (kSignedPairBits - prefix) | tail;
+                const uint32_t e = lookup.entry[index];
+                seen[index] = true;
+                if (!resolved) {
+                    ASSERT_EQ(e, 0u) << "table " << table << " pair " << x << "," << y;
+                    continue;
+                }
+                // The sign bits follow the code, x's first.
+                const uint32_t after = tail >> (kSignedPairBits - len);
+                const bool negX = x != 0 && ((after >> (signs - 1)) & 1);
+                const bool negY = y != 0 && (after & 1);
+                ASSERT_EQ(int(e & 63), len) << "table " << table << " index " << index;
+                ASSERT_EQ(signed_pair_x(e), negX ? -x : x)
+                    << "table " << table << " index " << index;
+                ASSERT_EQ(signed_pair_y(e), negY ? -y : y)
+                    << "table " << table << " index " << index;
+            }
+        }
+        EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 1 << kSignedPairBits)
+            << "table " << table; // the code is complete
     }
 }
 

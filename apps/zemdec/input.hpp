@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zemdec {
@@ -15,10 +18,53 @@ namespace zemdec {
 // decoder sees the end of the frame. The zero padding keeps all of that inside the buffer.
 constexpr std::size_t kReadPadding = 32768;
 
+// An allocator whose resize leaves new bytes uninitialised, so that a file is read into memory
+// that was not zero-filled first.
+template <class T> struct UninitialisedAllocator : std::allocator<T> {
+    template <class U> struct rebind { using other = UninitialisedAllocator<U>; };
+    UninitialisedAllocator() = default;
+    template <class U> UninitialisedAllocator(const UninitialisedAllocator<U>&) noexcept {}
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+
+// A regular file mapped into memory, followed by zero pages for the padding: no copy of the
+// file and no pages to clear first. Unmapped with the object.
+class FileMapping {
+  public:
+    FileMapping() = default;
+    FileMapping(FileMapping&& o) noexcept
+        : p_(std::exchange(o.p_, nullptr)), bytes_(std::exchange(o.bytes_, 0)) {}
+    FileMapping& operator=(FileMapping&& o) noexcept {
+        if (this != &o) {
+            release();
+            p_ = std::exchange(o.p_, nullptr);
+            bytes_ = std::exchange(o.bytes_, 0);
+        }
+        return *this;
+    }
+    ~FileMapping() { release(); }
+    // Maps the size bytes of the open file fd with padding zero bytes after them; false where
+    // the system cannot map it (the caller then reads it).
+    bool map(int fd, std::size_t size, std::size_t padding);
+    const uint8_t* data() const { return static_cast<const uint8_t*>(p_); }
+
+  private:
+    void release();
+    void* p_ = nullptr;
+    std::size_t bytes_ = 0;
+};
+
 struct Buffer {
-    std::vector<uint8_t> bytes; // size() == data size + kReadPadding, padding zeroed
-    std::size_t size = 0;       // bytes of real data
-    const uint8_t* data() const { return bytes.data(); }
+    // size() == data size + kReadPadding, padding zeroed; empty when the file is mapped
+    std::vector<uint8_t, UninitialisedAllocator<uint8_t>> bytes;
+    FileMapping mapping;
+    std::size_t size = 0; // bytes of real data
+    const uint8_t* data() const {
+        return mapping.data() != nullptr ? mapping.data() : bytes.data();
+    }
 };
 
 Buffer make_buffer(const uint8_t* data, std::size_t size);

@@ -135,7 +135,8 @@ class Decoder {
     int32_t spec_[2 * 576] = {};
     int32_t work_[576] = {};
     int32_t subbands_[576] = {};
-    // The bit reservoir: main data of the recent frames, zero padded past its end.
+    // The bit reservoir: main data of the recent frames, then room for a granule that runs
+    // past them (its reads stay inside the buffer).
     std::vector<uint8_t> reservoir_ = std::vector<uint8_t>(8192 + 2048, 0);
     long reservoirSize_ = 0;
     long trimBegin_ = 0, trimEnd_ = 0;
@@ -256,7 +257,9 @@ bool Decoder::decode(const uint8_t* data, long length, const FrameInfo& f) {
     const long begin = reservoirSize_ - mainDataBegin;
     std::memcpy(reservoir_.data() + reservoirSize_, p, std::size_t(mainBytes));
     reservoirSize_ += mainBytes;
-    std::memset(reservoir_.data() + reservoirSize_, 0, 2048);
+    // The readers look up to three bytes past the last bit they take. A granule that takes
+    // bits past the end is rejected below whatever they hold, so only those bytes are cleared.
+    std::memset(reservoir_.data() + reservoirSize_, 0, 4);
     if (begin < 0)
         return fail("bit reservoir underflow (main data before the stream)", zemStatusFailed);
     const int nch = f.channels;

@@ -31,10 +31,14 @@ WavWriter::~WavWriter() {
 }
 
 bool WavWriter::open(const std::string& path, std::string& error) {
+    // Given no buffer, the C library keeps its default of a few kilobytes whatever the size:
+    // the buffer is ours, so that writes go out a megabyte at a time. Standard output may be
+    // flushed after the writer is gone, so its buffer lives as long as the program.
     if (path == "-") {
         file_ = stdout;
         ownsFile_ = false;
-        std::setvbuf(file_, nullptr, _IOFBF, 1 << 20);
+        static char stdoutBuffer[kBufferBytes];
+        std::setvbuf(file_, stdoutBuffer, _IOFBF, kBufferBytes);
         return true;
     }
     file_ = std::fopen(path.c_str(), "wb");
@@ -43,7 +47,8 @@ bool WavWriter::open(const std::string& path, std::string& error) {
         return false;
     }
     ownsFile_ = true;
-    std::setvbuf(file_, nullptr, _IOFBF, 1 << 20); // a system call per megabyte, not per frame
+    buffer_ = std::make_unique_for_overwrite<char[]>(kBufferBytes);
+    std::setvbuf(file_, buffer_.get(), _IOFBF, kBufferBytes);
     return true;
 }
 

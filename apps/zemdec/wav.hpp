@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace zemdec {
@@ -25,7 +26,9 @@ class WavWriter {
     bool started() const { return started_; }
 
   private:
+    static constexpr std::size_t kBufferBytes = 1 << 20;
     std::FILE* file_ = nullptr;
+    std::unique_ptr<char[]> buffer_; // the file's stdio buffer, released after it is closed
     bool ownsFile_ = false;
     bool started_ = false;
     bool failed_ = false;

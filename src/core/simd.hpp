@@ -16,7 +16,17 @@ inline I32x4 load(const int32_t* p) {
     return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
 }
 inline void store(int32_t* p, I32x4 a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
+// Lanes 0 and 1, or 2 and 3, to p[0] and p[1].
+inline void store_lo(int32_t* p, I32x4 a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), a.v); }
+inline void store_hi(int32_t* p, I32x4 a) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_unpackhi_epi64(a.v, a.v));
+}
 inline I32x4 splat(int32_t x) { return {_mm_set1_epi32(x)}; }
+// A mask of the lanes' sign bits, lane 0 in bit 0.
+inline int sign_mask(I32x4 a) { return _mm_movemask_ps(_mm_castsi128_ps(a.v)); }
+// All ones in the lanes where a > b (signed).
+inline I32x4 greater(I32x4 a, I32x4 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
+inline I32x4 operator|(I32x4 a, I32x4 b) { return {_mm_or_si128(a.v, b.v)}; }
 inline I32x4 operator+(I32x4 a, I32x4 b) { return {_mm_add_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator-(I32x4 a, I32x4 b) { return {_mm_sub_epi32(a.v, b.v)}; } // wraps
 inline I32x4 operator&(I32x4 a, I32x4 b) { return {_mm_and_si128(a.v, b.v)}; }
@@ -36,6 +46,8 @@ inline bool all_zero(I32x4 a) {
 }
 // Lanes in reverse order.
 inline I32x4 reverse(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+// Lanes 0, 2, 1, 3.
+inline I32x4 even_then_odd(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(3, 1, 2, 0))}; }
 // Lanes moved up by one, lane 0 cleared.
 inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
 // Lanes moved down by one, lane 3 cleared.
@@ -48,10 +60,21 @@ struct U64x2 {
 inline U64x2 zero64() { return {_mm_setzero_si128()}; }
 inline U64x2 operator+(U64x2 a, U64x2 b) { return {_mm_add_epi64(a.v, b.v)}; }
 inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
+// The same by a count known only at run time (0 to 63).
+inline U64x2 shr_by(U64x2 a, int s) { return {_mm_srl_epi64(a.v, _mm_cvtsi32_si128(s))}; }
 // Unsigned products of lanes 0 and 2 of a and b, exact in 64 bits.
 inline U64x2 mul_even_u32(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
-// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32).
-inline I32x4 odd_lanes(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// Lanes 1 and 3 moved to lanes 0 and 2 (for mul_even_u32; lanes 1 and 3 keep them too). A
+// shuffle rather than a shift, so that the source stays and needs no copy.
+inline I32x4 odd_lanes(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(3, 3, 1, 1))}; }
+// The unsigned 64-bit products of lanes 0 and 2, as words: low 0, high 0, low 2, high 2.
+// Summed with the 32-bit addition, the high words add up modulo 2^32 without carries from below.
+inline I32x4 mul_even_u32_words(I32x4 a, I32x4 b) { return {_mm_mul_epu32(a.v, b.v)}; }
+// The high words of two such product vectors: even1, odd1, even3, odd3.
+inline I32x4 high_words(I32x4 even, I32x4 odd) {
+    return {_mm_or_si128(_mm_srli_epi64(even.v, 32),
+                         _mm_and_si128(odd.v, _mm_set_epi32(-1, 0, -1, 0)))};
+}
 // The low words of the 64-bit lanes: even0, odd0, even1, odd1.
 inline I32x4 low_words(U64x2 even, U64x2 odd) {
     return {_mm_or_si128(_mm_and_si128(even.v, _mm_set_epi32(0, -1, 0, -1)),
@@ -116,6 +139,9 @@ inline F64x2 keep_lane1(F64x2 a) {
 // Lanes exchanged.
 inline F64x2 swap(F64x2 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
 inline F64x2 set(double lane0, double lane1) { return {_mm_set_pd(lane1, lane0)}; }
+// Lanes 0 of a and b, and lanes 1 of a and b.
+inline F64x2 unpack_lo(F64x2 a, F64x2 b) { return {_mm_unpacklo_pd(a.v, b.v)}; }
+inline F64x2 unpack_hi(F64x2 a, F64x2 b) { return {_mm_unpackhi_pd(a.v, b.v)}; }
 
 // A constant as a double or in both lanes of an F64x2, for kernels written once for a scalar
 // reference and its two-lane twin: the same operations in the same order give the same bits.
@@ -139,11 +165,12 @@ inline I32x4 load_lo(const int32_t* p) {
 }
 
 // a0, a1, b0, b1 rounded to the nearest integer (ties to even, the default rounding mode) and
-// saturated to the int32 range.
+// saturated to the int32 range. Only the top needs a clamp: below the range the conversion gives
+// its "integer indefinite" value 0x80000000, which is the lower bound.
 inline I32x4 round_sat(F64x2 a, F64x2 b) {
-    const __m128d hi = _mm_set1_pd(2147483647.0), lo = _mm_set1_pd(-2147483648.0);
-    const __m128i ia = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(a.v, hi), lo));
-    const __m128i ib = _mm_cvtpd_epi32(_mm_max_pd(_mm_min_pd(b.v, hi), lo));
+    const __m128d hi = _mm_set1_pd(2147483647.0);
+    const __m128i ia = _mm_cvtpd_epi32(_mm_min_pd(a.v, hi));
+    const __m128i ib = _mm_cvtpd_epi32(_mm_min_pd(b.v, hi));
     return {_mm_unpacklo_epi64(ia, ib)};
 }
 

@@ -30,6 +30,14 @@ inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f
     return w;
 }
 
+// The same for the codes the pre-signed lookups leave open, kept out of line so that the lookup
+// loops keep their registers: the leaf word in bits 0-15, the code's length from bit 16 on.
+[[gnu::noinline]] uint32_t walk_code(uint32_t win, const Decoder& d, const FastDecoder& f) {
+    int used = 0;
+    const uint32_t w = decode_code(win, d, f, used);
+    return (w & 0xFFFF) | uint32_t(used) << 16;
+}
+
 // The sign bit at `used` of the window applied to a magnitude that has one.
 inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
     if (magnitude == 0)
@@ -45,7 +53,7 @@ class PairBits {
   public:
     PairBits(const BitCursor& bs, const uint8_t* start, int32_t startPos, int64_t budget)
         : start_(start), startPos_(startPos), safe_((int64_t(startPos) + budget - 1) >> 3),
-          q_(bs.byte_ptr() - start) {
+          end_(int64_t(startPos) + budget), q_(bs.byte_ptr() - start) {
         acc_ = uint64_t(load_be32(start + q_)) << (32 + bs.bit_pos());
         n_ = 32 - bs.bit_pos();
         q_ += 4;
@@ -61,6 +69,8 @@ class PairBits {
         }
     }
     uint32_t window() const { return uint32_t(acc_ >> 32); }
+    // The next k bits (1 <= k <= 32), straight from the register.
+    uint32_t peek(int k) const { return uint32_t(acc_ >> (64 - k)); }
     void skip(int k) {
         acc_ <<= k;
         n_ -= k;
@@ -71,6 +81,8 @@ class PairBits {
         return v;
     }
     int64_t consumed() const { return q_ * 8 - startPos_ - n_; }
+    // More than the budget consumed.
+    bool over_budget() const { return q_ * 8 - n_ > end_; }
     BitCursor cursor() const {
         const int64_t at = startPos_ + consumed();
         return BitCursor(const_cast<uint8_t*>(start_) + (at >> 3), int32_t(at & 7));
@@ -79,7 +91,7 @@ class PairBits {
   private:
     const uint8_t* start_;
     int32_t startPos_;
-    int64_t safe_, q_;
+    int64_t safe_, end_, q_;
     uint64_t acc_ = 0;
     int n_ = 0;
 };
@@ -114,26 +126,41 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     if (i < to) {
         PairBits b(bs, start, startPos, budget);
         bool over = false;
+        // Most pairs come out of the pre-signed lookup whole; the rest walk the tree.
+        const SignedPairLookup& s = kSignedPairLookups[t.decoder];
         if (t.linbits == 0) {
             for (; i < to && b.room() && !over; i += 2) {
                 b.refill();
-                const uint32_t win = b.window();
-                int used = 0;
-                const uint32_t w = decode_code(win, d, f, used);
-                out[i] = signed_from(win, int32_t(w >> 12), used);
-                out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
-                b.skip(used);
-                over = b.consumed() > budget;
+                const uint32_t e = s.entry[b.peek(kSignedPairBits)];
+                if (e != 0) {
+                    out[i] = signed_pair_x(e);
+                    out[i + 1] = signed_pair_y(e);
+                    b.skip(int(e & 63)); // bits 4-5 are clear: one shift by the entry itself
+                } else {
+                    const uint32_t win = b.window();
+                    const uint32_t walked = walk_code(win, d, f);
+                    int used = int(walked >> 16);
+                    out[i] = signed_from(win, int32_t((walked >> 12) & 15), used);
+                    out[i + 1] = signed_from(win, int32_t((walked >> 8) & 15), used);
+                    b.skip(used);
+                }
+                over = b.over_budget();
             }
         } else {
             for (; i < to && b.room() && !over; i += 2) {
                 b.refill();
-                int used = 0;
-                const uint32_t w = decode_code(b.window(), d, f, used);
-                b.skip(used);
-                out[i] = escaped_value(b, int32_t(w >> 12), t.linbits);
-                out[i + 1] = escaped_value(b, int32_t((w >> 8) & 15), t.linbits);
-                over = b.consumed() > budget;
+                const uint32_t e = s.entry[b.peek(kSignedPairBits)];
+                if (e != 0) {
+                    out[i] = signed_pair_x(e);
+                    out[i + 1] = signed_pair_y(e);
+                    b.skip(int(e & 63));
+                } else {
+                    const uint32_t walked = walk_code(b.window(), d, f);
+                    b.skip(int(walked >> 16));
+                    out[i] = escaped_value(b, int32_t((walked >> 12) & 15), t.linbits);
+                    out[i + 1] = escaped_value(b, int32_t((walked >> 8) & 15), t.linbits);
+                }
+                over = b.over_budget();
             }
         }
         bs = b.cursor();
@@ -165,41 +192,13 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     return true;
 }
 
-// Count1 table A by its next six bits: the quadruple's index in bits 0-3, the code length in
-// bits 4-6 (every code of table A has at most six bits).
-struct QuadLookup {
-    uint8_t entry[64];
-};
-
-constexpr QuadLookup make_quad_lookup() {
-    QuadLookup q{};
-    for (int i = 0; i < 16; ++i) {
-        const int len = kQuadCodesA[i].length;
-        const int base = kQuadCodesA[i].code << (6 - len);
-        for (int k = 0; k < (1 << (6 - len)); ++k)
-            q.entry[base + k] = uint8_t(i | (len << 4));
-    }
-    return q;
-}
-
-constexpr QuadLookup kQuadLookupA = make_quad_lookup();
-
-// Bits of one count1 quadruple (at most 10) from the window, with v, w, x, y stored at
-// out[0..3].
-inline int quad_from(uint32_t win, int32_t* out, bool tableB) {
-    int used;
-    uint32_t index;
-    if (tableB) {
-        index = 15 - (win >> 28);
-        used = 4;
-    } else {
-        const uint32_t e = kQuadLookupA.entry[win >> 26];
-        index = e & 15;
-        used = int(e >> 4);
-    }
+// Bits of one count1 quadruple (at most 10) from the next ten bits of the stream, with v, w, x,
+// y stored at out[0..3].
+inline int quad_from(uint32_t next, int32_t* out, const SignedQuadLookup& q) {
+    const uint32_t e = q.entry[next];
     for (int k = 0; k < 4; ++k)
-        out[k] = signed_from(win, int32_t((index >> (3 - k)) & 1), used);
-    return used;
+        out[k] = int32_t(e << (26 - 2 * k)) >> 30; // the field at bits 4 + 2k, sign-extended
+    return int(e & 15);
 }
 
 struct Regions {
@@ -264,19 +263,19 @@ ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int
     // count1: quadruples while bits remain, never one that would run past line 575.
     int64_t remaining = hufSize - bs.bits_since(start, startPos);
     int end = bv2;
-    const bool tableB = g.count1table_select == 1;
+    const SignedQuadLookup& quads = kSignedQuadLookups[g.count1table_select];
     if (end < kLines - 2 && remaining > 0) {
         PairBits b(bs, start, startPos, hufSize);
         for (; end < kLines - 2 && remaining > 0 && b.room(); end += 4) {
             b.refill();
-            const int used = quad_from(b.window(), out + end, tableB);
+            const int used = quad_from(b.peek(kSignedQuadBits), out + end, quads);
             b.skip(used);
             remaining -= used;
         }
         bs = b.cursor();
     }
     for (; end < kLines - 2 && remaining > 0; end += 4) {
-        const int used = quad_from(bs.window(), out + end, tableB);
+        const int used = quad_from(bs.window() >> (32 - kSignedQuadBits), out + end, quads);
         bs.skip(used);
         remaining -= used;
     }

@@ -223,4 +223,29 @@ void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int block
         store(z + 2 * i, round_sat(out[i], out[i + 1]));
 }
 
+void overlap_pair_scalar(const int32_t* z, int32_t* ov, int32_t* out) {
+    for (int t = 0; t < 18; ++t) {
+        const int32_t odd = wrap_add(z[2 * t + 1], ov[18 + t]);
+        out[32 * t] = wrap_add(z[2 * t], ov[t]);
+        out[32 * t + 1] = (t & 1) ? wrap_neg(odd) : odd;
+        ov[t] = z[36 + 2 * t];
+        ov[18 + t] = z[37 + 2 * t];
+    }
+}
+
+// Two time slots at once: lanes t of the first sub-band, t of the second, then t + 1 of both.
+void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out) {
+    using namespace simd;
+    const I32x4 negate = {_mm_set_epi32(-1, 0, 0, 0)}; // the second sub-band at t + 1
+    for (int t = 0; t < 18; t += 2) {
+        const I32x4 sum = load(z + 2 * t) + interleave_lo(load_lo(ov + t), load_lo(ov + 18 + t));
+        const I32x4 out2 = (sum ^ negate) - negate;
+        store_lo(out + 32 * t, out2);
+        store_hi(out + 32 * t + 32, out2);
+        const I32x4 next = even_then_odd(load(z + 36 + 2 * t));
+        store_lo(ov + t, next);
+        store_hi(ov + 18 + t, next);
+    }
+}
+
 } // namespace zem::mp3

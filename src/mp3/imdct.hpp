@@ -13,6 +13,13 @@ void imdct_scalar(const int32_t* x, int32_t* z, int blockType);
 // x0, x1: two sub-bands' lines; z: 72 values, z[2 i] of the first and z[2 i + 1] of the second.
 void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType);
 
+// Overlap-add of a pair of sub-bands from imdct_pair_sse2's interleaved output z (72 values):
+// out[32 t] = z[2 t] + ov[t] and out[32 t + 1] = z[2 t + 1] + ov[18 + t], the latter negated in
+// odd time slots t (frequency inversion of the odd sub-band), all wrapping; ov[t] and ov[18 + t]
+// then take z[36 + 2 t] and z[37 + 2 t].
+void overlap_pair_scalar(const int32_t* z, int32_t* ov, int32_t* out);
+void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out);
+
 // Alias-reduction butterflies in place across the sub-band boundary at line `boundary`
 // (8 <= boundary <= 568): the 8 lines below it against the 8 above, rounded to integers.
 void alias_reduce_scalar(int32_t* x, int boundary);

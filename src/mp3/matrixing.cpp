@@ -64,18 +64,19 @@ void dct32_scalar(const int32_t* s, int32_t* a) {
 }
 
 // The first stage's sums and differences go to the two lanes, so that both 16-point halves
-// run at once: from p = (x, y), p + swap(p) (1, -1) = (x + y, y - x), times (1, -c).
+// run at once: (x + y, (x - y) c) from x = s[i] and y = s[31 - i].
 void dct32_sse2(const int32_t* s, int32_t* a) {
     using namespace simd;
     F64x2 w[16], out[16];
-    const F64x2 flip = set(1.0, -1.0);
     for (int i = 0; i < 16; i += 4) {
         const I32x4 lo = load(s + i), hi = reverse(load(s + 28 - i));
-        const I32x4 first = interleave_lo(lo, hi), second = interleave_hi(lo, hi);
-        const F64x2 p[4] = {to_f64_lo(first), to_f64_hi(first), to_f64_lo(second),
-                            to_f64_hi(second)};
-        for (int j = 0; j < 4; ++j)
-            w[i + j] = (p[j] + swap(p[j]) * flip) * set(1.0, -kLee.v[16 + i + j]);
+        const F64x2 x[2] = {to_f64_lo(lo), to_f64_hi(lo)}, y[2] = {to_f64_lo(hi), to_f64_hi(hi)};
+        for (int j = 0; j < 2; ++j) {
+            const F64x2 sum = x[j] + y[j];
+            const F64x2 diff = (x[j] - y[j]) * load(kLee.v + 16 + i + 2 * j);
+            w[i + 2 * j] = unpack_lo(sum, diff);
+            w[i + 2 * j + 1] = unpack_hi(sum, diff);
+        }
     }
     dct_lee<16>(w, out);
     // (even[k], odd[k] + odd[k + 1]) are outputs 2k and 2k + 1.

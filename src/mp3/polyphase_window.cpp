@@ -4,6 +4,8 @@
 #include "core/simd.hpp"
 #include "tables/mp3_window.hpp"
 
+#include <utility>
+
 namespace zem::mp3 {
 namespace {
 
@@ -32,16 +34,18 @@ constexpr Window make_window() {
 
 constexpr Window kWindow = make_window();
 
-// The SSE2 kernel forms the exact products with the unsigned 32 x 32 -> 64-bit multiply. With
-// the window in units of 2^-16 (D = d 2^14, |d| < 2^17), a' = a + 2^31 and d' = d + 2^18, both
-// non-negative: hi(a D) = floor(a d / 2^18) = floor(a' d' / 2^18) - a' - 2^13 d exactly. Over
-// the 16 terms of an output the a' sum to the a modulo 2^32, and the 2^13 d to a constant.
+// The SSE2 kernel takes each product's upper half straight from the unsigned 32 x 32 -> 64-bit
+// multiply. With a' = a + 2^31 (the sign bit flipped) and the Q30 coefficient D read as unsigned
+// (D + 2^32 where it is negative), hi(a' D) = hi(a D) + 2^13 d + a' [D < 0] modulo 2^32: a' D is
+// a D + 2^31 D, and 2^31 D / 2^32 = 2^13 d is an integer. The 2^13 d of an output's 16 terms add
+// up to a constant; the a' of the terms with a negative coefficient are summed on the side.
 // The lanes of an output group take one slot parity's values in ascending index order and the
 // other's in descending order; the second kind accumulates in reversed lanes, so that no
 // value needs a shuffle, and is turned around once at the end.
 struct UnsignedWindow {
-    uint32_t w[8][8][4][4]; // [group][i]: ascending lanes 0/2 and 1/3, reversed lanes 0/2 and 1/3
-    uint32_t offset[32];    // sum of 2^13 d over an output's 16 terms, modulo 2^32
+    uint32_t w[8][8][4][4];        // [group][i]: ascending lanes 0/2 and 1/3, reversed 0/2 and 1/3
+    uint32_t negative[8][8][2][4]; // [group][i]: all ones in the lanes with D < 0, per direction
+    uint32_t offset[32];           // sum of 2^13 d over an output's 16 terms, modulo 2^32
 };
 
 constexpr UnsignedWindow make_unsigned_window() {
@@ -51,11 +55,12 @@ constexpr UnsignedWindow make_unsigned_window() {
             for (int l = 0; l < 4; ++l) {
                 const int up = 4 * c + l, down = 4 * c + 3 - l;
                 // Groups 0-3 take the even-aged slot ascending, groups 4-7 the odd-aged one.
-                const int32_t dUp = (c < 4 ? kWindow.even[i][up] : kWindow.odd[i][up]) / 16384;
-                const int32_t dDown =
-                    (c < 4 ? kWindow.odd[i][down] : kWindow.even[i][down]) / 16384;
-                t.w[c][i][l & 1][2 * (l >> 1)] = uint32_t(dUp + (1 << 18));
-                t.w[c][i][2 + (l & 1)][2 * (l >> 1)] = uint32_t(dDown + (1 << 18));
+                const int32_t dUp = c < 4 ? kWindow.even[i][up] : kWindow.odd[i][up];
+                const int32_t dDown = c < 4 ? kWindow.odd[i][down] : kWindow.even[i][down];
+                t.w[c][i][l & 1][2 * (l >> 1)] = uint32_t(dUp);
+                t.w[c][i][2 + (l & 1)][2 * (l >> 1)] = uint32_t(dDown);
+                t.negative[c][i][0][l] = dUp < 0 ? ~0u : 0u;
+                t.negative[c][i][1][l] = dDown < 0 ? ~0u : 0u;
             }
     for (int j = 0; j < 32; ++j)
         for (int i = 0; i < 8; ++i)
@@ -65,13 +70,24 @@ constexpr UnsignedWindow make_unsigned_window() {
 
 constexpr UnsignedWindow kUnsignedWindow = make_unsigned_window();
 
-constexpr bool biased_window_is_unsigned() {
+// How many lanes of a direction's four have a negative coefficient: none, all, or some (masked).
+enum class Negative { None, All, Some };
+
+constexpr Negative negative_lanes(int c, int i, int direction) {
+    int n = 0;
+    for (uint32_t m : kUnsignedWindow.negative[c][i][direction])
+        n += m != 0;
+    return n == 0 ? Negative::None : n == 4 ? Negative::All : Negative::Some;
+}
+
+// D = d 2^14 with d an integer, so that 2^31 D / 2^32 = 2^13 d is one too.
+constexpr bool window_is_q30_of_integers() {
     for (int32_t d : kSynthesisWindow16)
-        if (d <= -(1 << 18) || d >= (1 << 18))
+        if (d <= -(1 << 17) || d >= (1 << 17))
             return false;
     return true;
 }
-static_assert(biased_window_is_unsigned());
+static_assert(window_is_q30_of_integers());
 
 } // namespace
 
@@ -90,61 +106,73 @@ void polyphase_window_scalar(const int32_t* v, int pos, int32_t* sum) {
 
 namespace {
 
-// Adds floor(a' d' / 2^18) of the four lanes to two 64-bit accumulators (lanes 0/2 and 1/3);
-// w holds d' of lanes 0 and 2, then of lanes 1 and 3, at words 0 and 2.
-void accumulate(simd::I32x4 a, const uint32_t* w, simd::U64x2& even, simd::U64x2& odd) {
+struct Sums {
+    simd::I32x4 upEven, upOdd, downEven, downOdd; // products of lanes 0/2 and 1/3, as words
+    simd::I32x4 upNegative, downNegative;         // a' of the terms with D < 0
+};
+
+// Adds a' D of four lanes (a' = a with its sign bit flipped) to the product sums, w holding the
+// coefficients of lanes 0 and 2, then of lanes 1 and 3, at words 0 and 2.
+template <Negative kind>
+void accumulate(simd::I32x4 a, const uint32_t* w, const uint32_t* negative, simd::I32x4& even,
+                simd::I32x4& odd, simd::I32x4& sumNegative) {
     using namespace simd;
     const I32x4 w02 = load(reinterpret_cast<const int32_t*>(w));
     const I32x4 w13 = load(reinterpret_cast<const int32_t*>(w + 4));
-    even = even + shr(mul_even_u32(a, w02), 18);
-    odd = odd + shr(mul_even_u32(odd_lanes(a), w13), 18);
+    even = even + mul_even_u32_words(a, w02);
+    odd = odd + mul_even_u32_words(odd_lanes(a), w13);
+    if constexpr (kind == Negative::All)
+        sumNegative = sumNegative + a;
+    else if constexpr (kind == Negative::Some)
+        sumNegative = sumNegative + (a & load(reinterpret_cast<const int32_t*>(negative)));
 }
 
-} // namespace
-
-namespace {
-
-// Outputs 4C .. 4C + 3. Groups 0-3 read the even-aged slots ascending from value 16 + 4C and
-// the odd-aged ones descending from 13 - 4C; groups 4-7 the odd-aged ones ascending from
-// 4C - 16 and the even-aged ones descending from 45 - 4C, except group 4, whose lane for
+// Term I of outputs 4C .. 4C + 3. Groups 0-3 read the even-aged slots ascending from value
+// 16 + 4C and the odd-aged ones descending from 13 - 4C; groups 4-7 the odd-aged ones ascending
+// from 4C - 16 and the even-aged ones descending from 45 - 4C, except group 4, whose lane for
 // output 16 has a zero window: it reads from 28 and moves the values down one lane.
-// slot[2i] and slot[2i + 1] are the even- and odd-aged slots of term i.
-template <int C> void window_group(const int32_t* const* slot, int32_t* out) {
+// slot[2I] and slot[2I + 1] are the even- and odd-aged slots of term I.
+template <int C, int I> void window_term(const int32_t* const* slot, Sums& s) {
     using namespace simd;
-    const I32x4 bias = splat(int32_t(0x80000000u));
-    U64x2 upEven = zero64(), upOdd = upEven, downEven = upEven, downOdd = upEven;
-    I32x4 upSum = splat(0), downSum = upSum;
-    // Unrolled, the compiler reassociates the sums and spills every product.
-#if defined(__clang__)
-#pragma clang loop unroll(disable)
-#else
-#pragma GCC unroll 1
-#endif
-    for (int i = 0; i < 8; ++i) {
-        const int32_t* e = slot[2 * i];
-        const int32_t* o = slot[2 * i + 1];
-        I32x4 u, d;
-        if constexpr (C < 4) {
-            u = load(e + 16 + 4 * C);
-            d = load(o + 13 - 4 * C);
-        } else if constexpr (C == 4) {
-            u = load(o);
-            d = shift_down(load(e + 28));
-        } else {
-            u = load(o + 4 * C - 16);
-            d = load(e + 45 - 4 * C);
-        }
-        u = u ^ bias;
-        d = d ^ bias;
-        upSum = upSum + u;
-        downSum = downSum + d;
-        accumulate(u, kUnsignedWindow.w[C][i][0], upEven, upOdd);
-        accumulate(d, kUnsignedWindow.w[C][i][2], downEven, downOdd);
+    const int32_t* e = slot[2 * I];
+    const int32_t* o = slot[2 * I + 1];
+    I32x4 u, d;
+    if constexpr (C < 4) {
+        u = load(e + 16 + 4 * C);
+        d = load(o + 13 - 4 * C);
+    } else if constexpr (C == 4) {
+        u = load(o);
+        d = shift_down(load(e + 28));
+    } else {
+        u = load(o + 4 * C - 16);
+        d = load(e + 45 - 4 * C);
     }
-    const I32x4 ascending = low_words(upEven, upOdd) - upSum;
-    const I32x4 descending = low_words(downEven, downOdd) - downSum;
+    const I32x4 bias = splat(int32_t(0x80000000u));
+    const UnsignedWindow& t = kUnsignedWindow;
+    accumulate<negative_lanes(C, I, 0)>(u ^ bias, t.w[C][I][0], t.negative[C][I][0], s.upEven,
+                                        s.upOdd, s.upNegative);
+    accumulate<negative_lanes(C, I, 1)>(d ^ bias, t.w[C][I][2], t.negative[C][I][1], s.downEven,
+                                        s.downOdd, s.downNegative);
+    // Left alone, the compiler reassociates the unrolled sums and spills every product; this
+    // empty statement makes it finish each term's additions before the next term starts.
+    asm(""
+        : "+x"(s.upEven.v), "+x"(s.upOdd.v), "+x"(s.downEven.v), "+x"(s.downOdd.v),
+          "+x"(s.upNegative.v), "+x"(s.downNegative.v));
+}
+
+template <int C, int... I>
+void window_group(const int32_t* const* slot, int32_t* out, std::integer_sequence<int, I...>) {
+    using namespace simd;
+    Sums s{splat(0), splat(0), splat(0), splat(0), splat(0), splat(0)};
+    (window_term<C, I>(slot, s), ...);
+    const I32x4 ascending = high_words(s.upEven, s.upOdd) - s.upNegative;
+    const I32x4 descending = high_words(s.downEven, s.downOdd) - s.downNegative;
     const I32x4 offset = load(reinterpret_cast<const int32_t*>(kUnsignedWindow.offset + 4 * C));
     store(out + 4 * C, ascending + reverse(descending) - offset);
+}
+
+template <int C> void window_group(const int32_t* const* slot, int32_t* out) {
+    window_group<C>(slot, out, std::make_integer_sequence<int, 8>());
 }
 
 } // namespace
@@ -153,6 +181,9 @@ void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
     const int32_t* slot[16];
     for (int k = 0; k < 16; ++k)
         slot[k] = v + 32 * ((pos + k) & 15);
+    // Read back from memory where a term needs them: held in vector registers instead, each
+    // pointer would cost an extraction and a spill.
+    asm("" : : "r"(slot) : "memory");
     window_group<0>(slot, sum);
     window_group<1>(slot, sum);
     window_group<2>(slot, sum);

@@ -7,6 +7,8 @@
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
+#include "mp3/requantize.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 
 using namespace zem;
@@ -47,25 +49,48 @@ constexpr int32_t kIsRatio[7] = {0,          453816693,  786033569, 1073741824,
                                  1361450079, 1693666955, 2147483647};
 constexpr int32_t kIsFactor[4] = {2147483647, 1805811301, 1518500250, 1276901417};
 
-int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
+constexpr int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
 
-// |x|^(4/3) 2^(-e/4) in Q26 for a run of values; false on a magnitude above the table.
-bool requantise_run(const int32_t* src, int32_t* dst, int count, int e) {
+// The run's multiplier 2^(k/4) (Q30) and right shift; shifts of 64 and more leave nothing.
+struct RunScale {
+    uint64_t m;
+    int s;
+};
+
+constexpr RunScale run_scale(int e) {
     const int shift = 18 - floor_div4(-e);
-    // Shifts of 64 and more leave nothing; the sign is applied without a branch.
-    const uint64_t m = shift >= 64 ? 0 : kQuarter[((-e) % 4 + 4) % 4];
-    const int s = shift >= 64 ? 0 : shift;
-    for (int i = 0; i < count; ++i) {
-        const uint32_t sign = uint32_t(src[i] >> 31);
-        const uint32_t ax = (uint32_t(src[i]) ^ sign) - sign;
-        if (ax > uint32_t(kMaxQuantised))
-            return false;
-        uint64_t y = (uint64_t(kPow43.v[ax]) * m) >> s;
-        y = y > 0x7FFFFFFFu ? 0x7FFFFFFFu : y;
-        dst[i] = int32_t((uint32_t(y) ^ sign) - sign);
-    }
-    return true;
+    if (shift >= 64)
+        return {0, 0};
+    return {kQuarter[((-e) % 4 + 4) % 4], shift};
 }
+
+// The largest magnitude that does not saturate, by exponent from the lowest a granule can
+// have (global gain 255 without scale factors); from the end of the table on, every one.
+constexpr int kLimitFrom = -45, kLimitCount = 128;
+
+struct UnsaturatedLimits {
+    int32_t v[kLimitCount];
+};
+
+constexpr UnsaturatedLimits make_unsaturated_limits() {
+    UnsaturatedLimits t{};
+    for (int k = 0; k < kLimitCount; ++k) {
+        const RunScale r = run_scale(kLimitFrom + k);
+        int lo = 0, hi = kMaxQuantised; // the 4/3 power grows: the largest n that fits
+        while (lo < hi) {
+            const int mid = (lo + hi + 1) / 2;
+            if (((uint64_t(kPow43.v[mid]) * r.m) >> r.s) <= 0x7FFFFFFFu)
+                lo = mid;
+            else
+                hi = mid - 1;
+        }
+        t.v[k] = lo;
+    }
+    return t;
+}
+
+constexpr UnsaturatedLimits kUnsaturated = make_unsaturated_limits();
+static_assert(kUnsaturated.v[kLimitCount - 1] == kMaxQuantised);
 
 // hi(2v c): a value scaled by a Q31 constant, the doubling wrapping in 32 bits.
 int32_t scale_q31(int32_t v, int32_t c) { return hi32(int64_t(wrap_shl(v, 1)) * c); }
@@ -133,7 +158,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
         for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
             const int start = f.longB[b];
-            if (!requantise_run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+            if (!requantise_run_sse2(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
                 return zemStatusFailed;
         }
         return zemStatusOk;
@@ -143,8 +168,8 @@ ZemStatus requantise(Channel& c, const Frame& f) {
     if (c.mixed)
         for (int b = 0; f.longB[b] < 36; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
-            if (!requantise_run(c.spec + f.longB[b], c.scratch + f.longB[b],
-                                f.longB[b + 1] - f.longB[b], e))
+            if (!requantise_run_sse2(c.spec + f.longB[b], c.scratch + f.longB[b],
+                                     f.longB[b + 1] - f.longB[b], e))
                 return zemStatusFailed;
         }
     for (int w = 0; w < 3; ++w) {
@@ -155,7 +180,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
             const int at = 3 * f.shortB[b] + w * width;
             const int i = short_index(c, b, w);
             const int e = sf_mag(i) * mul + c.mk[i] + base + 8 * g.subblock_gain[w];
-            if (!requantise_run(c.spec + at, c.scratch + at, width, e))
+            if (!requantise_run_sse2(c.spec + at, c.scratch + at, width, e))
                 return zemStatusFailed;
         }
     }
@@ -410,3 +435,61 @@ ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBo
     return zemsReQuantizeSfb_MP3_32s_I(pSrcDst, pNonZeroBound, pScaleFactor, pSideInfo, pHeader,
                                        pWorkBuf, &kSfbLong[0][0], &kSfbShort[0][0]);
 }
+
+namespace zem::mp3 {
+
+bool requantise_run_scalar(const int32_t* src, int32_t* dst, int count, int e) {
+    const RunScale r = run_scale(e);
+    for (int i = 0; i < count; ++i) { // the sign applied without a branch
+        const uint32_t sign = uint32_t(src[i] >> 31);
+        const uint32_t ax = (uint32_t(src[i]) ^ sign) - sign;
+        if (ax > uint32_t(kMaxQuantised))
+            return false;
+        uint64_t y = (uint64_t(kPow43.v[ax]) * r.m) >> r.s;
+        y = y > 0x7FFFFFFFu ? 0x7FFFFFFFu : y;
+        dst[i] = int32_t((uint32_t(y) ^ sign) - sign);
+    }
+    return true;
+}
+
+// Four values at a time (then a pair) while their magnitudes stay below the exponent's
+// saturation limit; the table is read lane by lane. From a group with a larger magnitude on,
+// which saturates or ends the run, the scalar code takes over.
+bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
+    using namespace simd;
+    if (e < kLimitFrom)
+        return requantise_run_scalar(src, dst, count, e);
+    const RunScale r = run_scale(e);
+    const int32_t limit =
+        e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+    const I32x4 m = splat(int32_t(r.m)), top = splat(limit), bottom = splat(-limit);
+    auto in_range = [&](I32x4 x) { return sign_mask(greater(x, top) | greater(bottom, x)) == 0; };
+    auto requantise4 = [&](I32x4 x) {
+        const I32x4 sign = sar(x, 31);
+        const I32x4 ax = (x ^ sign) - sign;
+        int32_t at[4];
+        store(at, ax);
+        const I32x4 p = set(int32_t(kPow43.v[at[0]]), int32_t(kPow43.v[at[1]]),
+                            int32_t(kPow43.v[at[2]]), int32_t(kPow43.v[at[3]]));
+        const I32x4 y =
+            low_words(shr_by(mul_even_u32(p, m), r.s), shr_by(mul_even_u32(odd_lanes(p), m), r.s));
+        return (y ^ sign) - sign;
+    };
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const I32x4 x = load(src + i);
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        store(dst + i, requantise4(x));
+    }
+    if (i + 2 <= count) { // band widths are even: the pair in the low lanes, zeros above
+        const I32x4 x = load_lo(src + i);
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        store_lo(dst + i, requantise4(x));
+        i += 2;
+    }
+    return i == count || requantise_run_scalar(src + i, dst + i, count - i, e);
+}
+
+} // namespace zem::mp3

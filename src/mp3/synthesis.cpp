@@ -63,15 +63,14 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         // Overlap-add; frequency inversion negates the odd time slots of the odd sub-band.
         // A partner at or above the active count stays silent and keeps its overlap.
         int32_t* ov = pOverlap + 18 * sb;
-        const bool partner = sb + 1 < active;
+        if (sb + 1 < active) {
+            overlap_pair_sse2(z, ov, pDstY + sb);
+            continue;
+        }
         for (int t = 0; t < 18; ++t) {
-            const int32_t even = wrap_add(z[2 * t], ov[t]);
-            const int32_t odd = partner ? wrap_add(z[2 * t + 1], ov[18 + t]) : 0;
-            pDstY[32 * t + sb] = even;
-            pDstY[32 * t + sb + 1] = (t & 1) ? wrap_neg(odd) : odd;
+            pDstY[32 * t + sb] = wrap_add(z[2 * t], ov[t]);
+            pDstY[32 * t + sb + 1] = 0;
             ov[t] = z[36 + 2 * t];
-            if (partner)
-                ov[18 + t] = z[37 + 2 * t];
         }
     }
     const int done = (active + 1) & ~1;

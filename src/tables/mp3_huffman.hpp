@@ -122,4 +122,92 @@ constexpr FastDecoder kFastDecoders[15] = {
     fast_decoder(kDecoders[12]), fast_decoder(kDecoders[13]), fast_decoder(kDecoders[14]),
 };
 
+// A ten-bit lookup that resolves a whole pair at once, its code and sign bits together: each
+// entry holds the bits used (code and signs, at most ten) in bits 0-3, bits 4-5 clear, and the
+// signed x and y as five-bit fields in bits 6-10 and 11-15; or it is 0 where the code with its
+// signs takes more than ten bits or a value is escaped (15 in the tables with linbits), which
+// the walk above then takes. Two bytes an entry keep a table in 2 KB of cache.
+constexpr int kSignedPairBits = 10;
+
+struct SignedPairLookup {
+    uint16_t entry[1 << kSignedPairBits];
+};
+
+constexpr int32_t signed_pair_x(uint32_t e) { return int32_t(e << 21) >> 27; }
+constexpr int32_t signed_pair_y(uint32_t e) { return int32_t(e << 16) >> 27; }
+
+template <int N>
+constexpr SignedPairLookup signed_pair_lookup(const HuffCode (&codes)[N], int width, bool escapes) {
+    SignedPairLookup t{};
+    for (int i = 0; i < N; ++i) {
+        const int x = i / width, y = i % width;
+        const int signs = (x != 0) + (y != 0);
+        const int len = codes[i].length + signs;
+        if (len > kSignedPairBits || (escapes && (x == 15 || y == 15)))
+            continue;
+        for (int s = 0; s < (1 << signs); ++s) {
+            // The sign bits follow the code, x's first; a 1 means negative.
+            const bool negX = x != 0 && ((s >> (signs - 1)) & 1) != 0;
+            const bool negY = y != 0 && (s & 1) != 0;
+            const uint16_t e =
+                uint16_t(len | ((negX ? -x : x) & 31) << 6 | ((negY ? -y : y) & 31) << 11);
+            const unsigned base = ((unsigned(codes[i].code) << signs) | unsigned(s))
+                                  << (kSignedPairBits - len);
+            for (unsigned k = 0; k < (1u << (kSignedPairBits - len)); ++k)
+                t.entry[base + k] = e;
+        }
+    }
+    return t;
+}
+
+// Indexed like kDecoders; the last two code tables are those with linbits.
+constexpr SignedPairLookup kSignedPairLookups[15] = {
+    signed_pair_lookup(kHuffCodes1, 2, false),   signed_pair_lookup(kHuffCodes2, 3, false),
+    signed_pair_lookup(kHuffCodes3, 3, false),   signed_pair_lookup(kHuffCodes5, 4, false),
+    signed_pair_lookup(kHuffCodes6, 4, false),   signed_pair_lookup(kHuffCodes7, 6, false),
+    signed_pair_lookup(kHuffCodes8, 6, false),   signed_pair_lookup(kHuffCodes9, 6, false),
+    signed_pair_lookup(kHuffCodes10, 8, false),  signed_pair_lookup(kHuffCodes11, 8, false),
+    signed_pair_lookup(kHuffCodes12, 8, false),  signed_pair_lookup(kHuffCodes13, 16, false),
+    signed_pair_lookup(kHuffCodes15, 16, false), signed_pair_lookup(kHuffCodes16, 16, true),
+    signed_pair_lookup(kHuffCodes24, 16, true),
+};
+
+// Count1 quadruples by their next ten bits (the longest code of table A, six bits, with four
+// signs): the bits used in bits 0-3, then v, w, x, y as two-bit two's complement fields in
+// bits 4-5, 6-7, 8-9 and 10-11. Table B's code is 15 minus the magnitudes' index, in four bits.
+constexpr int kSignedQuadBits = 10;
+
+struct SignedQuadLookup {
+    uint16_t entry[1 << kSignedQuadBits];
+};
+
+constexpr SignedQuadLookup signed_quad_lookup(bool tableB) {
+    SignedQuadLookup t{};
+    for (int index = 0; index < 16; ++index) { // 8|v| + 4|w| + 2|x| + |y|
+        const unsigned code = tableB ? unsigned(15 - index) : kQuadCodesA[index].code;
+        const int codeLen = tableB ? 4 : kQuadCodesA[index].length;
+        int signs = 0;
+        for (int k = 0; k < 4; ++k)
+            signs += (index >> k) & 1;
+        const int len = codeLen + signs;
+        for (int s = 0; s < (1 << signs); ++s) {
+            uint16_t e = uint16_t(len);
+            int next = signs; // sign bits in the order v, w, x, y
+            for (int k = 0; k < 4; ++k) {
+                if (((index >> (3 - k)) & 1) == 0)
+                    continue;
+                const bool negative = ((s >> --next) & 1) != 0;
+                e = uint16_t(e | (negative ? 3u : 1u) << (4 + 2 * k));
+            }
+            const unsigned base = ((code << signs) | unsigned(s)) << (kSignedQuadBits - len);
+            for (unsigned k = 0; k < (1u << (kSignedQuadBits - len)); ++k)
+                t.entry[base + k] = e;
+        }
+    }
+    return t;
+}
+
+constexpr SignedQuadLookup kSignedQuadLookups[2] = {signed_quad_lookup(false),
+                                                    signed_quad_lookup(true)};
+
 } // namespace zem::mp3

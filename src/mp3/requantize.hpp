@@ -1,0 +1,15 @@
+// Requantisation of a run of Layer III values with one exponent: sign(x) |x|^(4/3) 2^(-e/4) in
+// Q26, from the 4/3-power table, saturated. A scalar reference and an SSE2 version with identical
+// results, written values included when a magnitude above the table (8206) stops the run.
+#pragma once
+
+#include <cstdint>
+
+namespace zem::mp3 {
+
+// e >= -45 (global gain 255 without scale factors). False at the first magnitude above 8206;
+// the values before it are written.
+bool requantise_run_scalar(const int32_t* src, int32_t* dst, int count, int e);
+bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e);
+
+} // namespace zem::mp3
