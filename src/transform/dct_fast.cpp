@@ -436,12 +436,8 @@ float* dct_inverse_copy(const ZemDctSpec& s, uint8_t* work) {
 }
 
 void dct_fast_fwd(const float* x, float* y, const ZemDctSpec& s, uint8_t* work) {
-    if (chirp_in_double(s)) {
-        chirp_fwd<double>(x, y, s, work);
-        return;
-    }
     if (s.large) {
-        chirp_fwd<float>(x, y, s, work);
+        (chirp_in_double(s) ? chirp_fwd<double> : chirp_fwd<float>)(x, y, s, work);
         return;
     }
     const int32_t n = s.n;
@@ -453,12 +449,8 @@ void dct_fast_fwd(const float* x, float* y, const ZemDctSpec& s, uint8_t* work) 
 }
 
 void dct_fast_inv(const float* w, float* x, const ZemDctSpec& s, uint8_t* work) {
-    if (chirp_in_double(s)) {
-        chirp_inv<double>(w, x, s, work);
-        return;
-    }
     if (s.large) {
-        chirp_inv<float>(w, x, s, work);
+        (chirp_in_double(s) ? chirp_inv<double> : chirp_inv<float>)(w, x, s, work);
         return;
     }
     const int32_t n = s.n;

@@ -1,6 +1,7 @@
-// Complex FFT. Orders up to 15: Stockham autosort, radix 4 with one radix-2 step at the end of
-// odd orders, ping-ponging between the destination and the work buffer so that no bit-reversal
-// pass is needed. Stage n (n = N, N/4, ..., stride s = N/n) maps, for p < n/4 and q < s,
+// Complex FFT. Orders up to 15: Stockham autosort, radix 4 with a radix-8 last stage for odd
+// orders (radix 2 for order 1), ping-ponging between the destination and the work buffer so that no
+// bit-reversal pass is needed. Stage n (n = N, N/4, ..., stride s = N/n) maps, for p < n/4 and q <
+// s,
 //   a, b, c, d = x[q + s(p + k n/4)], k = 0..3
 //   y[q + s 4p]       = (a + c) + (b + d)
 //   y[q + s (4p + 1)] = w^p  ((a - c) - j (b - d))
@@ -294,9 +295,60 @@ template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s, std::size_t
 
 // ---- Stockham stages -------------------------------------------------------------------------
 
-// Scalar reference of one stage (n = 4m or, with m = 0, the radix-2 step n = 2).
+// The radix-4 butterfly before twiddling: (a+c)+(b+d), u1, (a+c)-(b+d), u3.
+template <bool Inverse> struct Radix4Scalar {
+    Cx y0, u1, u2, u3;
+    Radix4Scalar(Cx a, Cx b, Cx c, Cx d) {
+        const Cx apc = {a.re + c.re, a.im + c.im}, amc = {a.re - c.re, a.im - c.im};
+        const Cx bpd = {b.re + d.re, b.im + d.im}, bmd = {b.re - d.re, b.im - d.im};
+        const Cx jb = {-bmd.im, bmd.re};
+        u1 = Inverse ? Cx{amc.re + jb.re, amc.im + jb.im} : Cx{amc.re - jb.re, amc.im - jb.im};
+        u3 = Inverse ? Cx{amc.re - jb.re, amc.im - jb.im} : Cx{amc.re + jb.re, amc.im + jb.im};
+        y0 = {apc.re + bpd.re, apc.im + bpd.im};
+        u2 = {apc.re - bpd.re, apc.im - bpd.im};
+    }
+};
+
+constexpr float kHalfSqrt2 = 0.70710677f; // float(cos(pi / 4))
+
+// The last stage of odd orders from 3 (n = 8, p = 0, no table twiddles): radix-4 butterflies on
+// the even and the odd inputs, E and O, then y[k] = E[k] + W8^k O[k], y[k+4] = E[k] - W8^k O[k].
+template <bool Inverse> void radix8_scalar(const float* x, float* y, std::size_t s) {
+    const std::size_t st = 2 * s;
+    for (std::size_t q = 0; q < s; ++q) {
+        const float* in = x + 2 * q;
+        auto at = [in, st](std::size_t k) { return Cx{in[k * st], in[k * st + 1]}; };
+        const Radix4Scalar<Inverse> e(at(0), at(2), at(4), at(6)), o(at(1), at(3), at(5), at(7));
+        // W8 = (1 - j)/sqrt2, W8^2 = -j, W8^3 = (-1 - j)/sqrt2, conjugated for the inverse.
+        const Cx t1 = Inverse
+                          ? Cx{(o.u1.re + -o.u1.im) * kHalfSqrt2, (o.u1.im + o.u1.re) * kHalfSqrt2}
+                          : Cx{(o.u1.re + o.u1.im) * kHalfSqrt2, (o.u1.im + -o.u1.re) * kHalfSqrt2};
+        const Cx t2 = Inverse ? Cx{-o.u2.im, o.u2.re} : Cx{o.u2.im, -o.u2.re};
+        const Cx t3 = Inverse
+                          ? Cx{(-o.u3.im - o.u3.re) * kHalfSqrt2, (o.u3.re - o.u3.im) * kHalfSqrt2}
+                          : Cx{(o.u3.im - o.u3.re) * kHalfSqrt2, (-o.u3.re - o.u3.im) * kHalfSqrt2};
+        float* out = y + 2 * q;
+        const auto put = [out, st](std::size_t k, Cx lo, Cx hi) {
+            out[k * st] = lo.re + hi.re;
+            out[k * st + 1] = lo.im + hi.im;
+            out[(k + 4) * st] = lo.re - hi.re;
+            out[(k + 4) * st + 1] = lo.im - hi.im;
+        };
+        put(0, e.y0, o.y0);
+        put(1, e.u1, t1);
+        put(2, e.u2, t2);
+        put(3, e.u3, t3);
+    }
+}
+
+// Scalar reference of one stage (n = 4m, the radix-8 last stage n = 8 of odd orders, or the
+// radix-2 transform n = 2 of order 1).
 template <bool Inverse>
 void stage_scalar(const float* x, float* y, std::size_t n, std::size_t s, const float* tw) {
+    if (n == 8) {
+        radix8_scalar<Inverse>(x, y, s);
+        return;
+    }
     if (n == 2) {
         for (std::size_t q = 0; q < s; ++q)
             for (int c = 0; c < 2; ++c) {
@@ -320,19 +372,13 @@ void stage_scalar(const float* x, float* y, std::size_t n, std::size_t s, const 
         }
         for (std::size_t q = 0; q < s; ++q) {
             const float* in = x + 2 * (q + s * p);
-            const Cx a = {in[0], in[1]}, b = {in[2 * s * m], in[2 * s * m + 1]},
-                     c = {in[4 * s * m], in[4 * s * m + 1]}, d = {in[6 * s * m], in[6 * s * m + 1]};
-            const Cx apc = {a.re + c.re, a.im + c.im}, amc = {a.re - c.re, a.im - c.im};
-            const Cx bpd = {b.re + d.re, b.im + d.im}, bmd = {b.re - d.re, b.im - d.im};
-            const Cx jb = {-bmd.im, bmd.re};
-            const Cx u1 =
-                Inverse ? Cx{amc.re + jb.re, amc.im + jb.im} : Cx{amc.re - jb.re, amc.im - jb.im};
-            const Cx u3 =
-                Inverse ? Cx{amc.re - jb.re, amc.im - jb.im} : Cx{amc.re + jb.re, amc.im + jb.im};
-            const Cx u2 = {apc.re - bpd.re, apc.im - bpd.im};
+            const Radix4Scalar<Inverse> r({in[0], in[1]}, {in[2 * s * m], in[2 * s * m + 1]},
+                                          {in[4 * s * m], in[4 * s * m + 1]},
+                                          {in[6 * s * m], in[6 * s * m + 1]});
+            const Cx u1 = r.u1, u2 = r.u2, u3 = r.u3;
             float* out = y + 2 * (q + 4 * s * p);
-            out[0] = apc.re + bpd.re;
-            out[1] = apc.im + bpd.im;
+            out[0] = r.y0.re;
+            out[1] = r.y0.im;
             if (p == 0) {
                 out[2 * s] = u1.re;
                 out[2 * s + 1] = u1.im;
@@ -352,9 +398,15 @@ void stage_scalar(const float* x, float* y, std::size_t n, std::size_t s, const 
     }
 }
 
+// (re, im) -> (im, re) in each complex value. The integer shuffle writes a fresh register,
+// which saves the copy that the float shuffle, overwriting its source, would need.
+inline __m128 swap_re_im(__m128 v) {
+    return _mm_castsi128_ps(_mm_shuffle_epi32(_mm_castps_si128(v), _MM_SHUFFLE(2, 3, 0, 1)));
+}
+
 // x * w for two complex values with w given as (wr, wr, wr', wr') and (-wi, wi, -wi', wi').
 inline __m128 cmul(__m128 x, __m128 wr, __m128 wi) {
-    const __m128 xs = _mm_shuffle_ps(x, x, _MM_SHUFFLE(2, 3, 0, 1));
+    const __m128 xs = swap_re_im(x);
     return _mm_add_ps(_mm_mul_ps(x, wr), _mm_mul_ps(xs, wi));
 }
 
@@ -365,7 +417,7 @@ template <bool Inverse> struct Radix4 {
         const __m128 lane0 = _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
         const __m128 apc = _mm_add_ps(a, c), amc = _mm_sub_ps(a, c);
         const __m128 bpd = _mm_add_ps(b, d), bmd = _mm_sub_ps(b, d);
-        const __m128 jb = _mm_xor_ps(_mm_shuffle_ps(bmd, bmd, _MM_SHUFFLE(2, 3, 0, 1)), lane0);
+        const __m128 jb = _mm_xor_ps(swap_re_im(bmd), lane0);
         y0 = _mm_add_ps(apc, bpd);
         u2 = _mm_sub_ps(apc, bpd);
         u1 = Inverse ? _mm_add_ps(amc, jb) : _mm_sub_ps(amc, jb);
@@ -397,22 +449,44 @@ void stage_first_sse2(const float* x, float* y, std::size_t n, const float* tw) 
     }
 }
 
+// The radix-8 last stage of odd orders with two values of q per register (s >= 4), the same
+// operations as radix8_scalar.
+template <bool Inverse> void radix8_sse2(const float* x, float* y, std::size_t s) {
+    const std::size_t st = 2 * s;
+    const __m128 neg0 = _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
+    const __m128 neg1 = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0));
+    const __m128 r = _mm_set1_ps(kHalfSqrt2);
+    for (std::size_t q = 0; q < st; q += 4) {
+        const float* in = x + q;
+        const Radix4<Inverse> e(_mm_loadu_ps(in), _mm_loadu_ps(in + 2 * st),
+                                _mm_loadu_ps(in + 4 * st), _mm_loadu_ps(in + 6 * st));
+        const Radix4<Inverse> o(_mm_loadu_ps(in + st), _mm_loadu_ps(in + 3 * st),
+                                _mm_loadu_ps(in + 5 * st), _mm_loadu_ps(in + 7 * st));
+        const __m128 sign = Inverse ? neg0 : neg1;
+        const __m128 t1 = _mm_mul_ps(_mm_add_ps(o.u1, _mm_xor_ps(swap_re_im(o.u1), sign)), r);
+        const __m128 t2 = _mm_xor_ps(swap_re_im(o.u2), sign);
+        const __m128 t3 = _mm_mul_ps(_mm_sub_ps(_mm_xor_ps(swap_re_im(o.u3), sign), o.u3), r);
+        float* out = y + q;
+        _mm_storeu_ps(out, _mm_add_ps(e.y0, o.y0));
+        _mm_storeu_ps(out + 4 * st, _mm_sub_ps(e.y0, o.y0));
+        _mm_storeu_ps(out + st, _mm_add_ps(e.u1, t1));
+        _mm_storeu_ps(out + 5 * st, _mm_sub_ps(e.u1, t1));
+        _mm_storeu_ps(out + 2 * st, _mm_add_ps(e.u2, t2));
+        _mm_storeu_ps(out + 6 * st, _mm_sub_ps(e.u2, t2));
+        _mm_storeu_ps(out + 3 * st, _mm_add_ps(e.u3, t3));
+        _mm_storeu_ps(out + 7 * st, _mm_sub_ps(e.u3, t3));
+    }
+}
+
 // Later stages (s >= 2): two values of q per register, one twiddle set per p.
 template <bool Inverse>
 void stage_sse2(const float* x, float* y, std::size_t n, std::size_t s, const float* tw) {
-    if (n == 2) {
-        for (std::size_t q = 0; q < s; q += 2) {
-            const __m128 a = _mm_loadu_ps(x + 2 * q), b = _mm_loadu_ps(x + 2 * (q + s));
-            _mm_storeu_ps(y + 2 * q, _mm_add_ps(a, b));
-            _mm_storeu_ps(y + 2 * (q + s), _mm_sub_ps(a, b));
-        }
-        return;
-    }
     const std::size_t m = n / 4, sm = 2 * s * m;
     for (std::size_t p = 0; p < m; ++p) {
         const float* in = x + 2 * s * p;
         float* out = y + 8 * s * p;
         if (p == 0) {
+#pragma GCC unroll 2
             for (std::size_t q = 0; q < 2 * s; q += 4) {
                 const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
                                         _mm_loadu_ps(in + q + 2 * sm),
@@ -424,13 +498,19 @@ void stage_sse2(const float* x, float* y, std::size_t n, std::size_t s, const fl
             }
             continue;
         }
-        const std::size_t e = s * p;
-        const float c1r = w1r(tw, e), c1i = Inverse ? -w1i(tw, e) : w1i(tw, e);
-        const float c2r = w2r(tw, e), c2i = Inverse ? -w2i(tw, e) : w2i(tw, e);
-        const float c3r = c1r * c2r - c1i * c2i, c3i = c1r * c2i + c1i * c2r;
-        const __m128 v1r = _mm_set1_ps(c1r), v1i = _mm_setr_ps(-c1i, c1i, -c1i, c1i);
-        const __m128 v2r = _mm_set1_ps(c2r), v2i = _mm_setr_ps(-c2i, c2i, -c2i, c2i);
-        const __m128 v3r = _mm_set1_ps(c3r), v3i = _mm_setr_ps(-c3i, c3i, -c3i, c3i);
+        // s is a multiple of 4, so w^(sp) sits in lane 0 of its block: the pairs (wr, wr) and
+        // (-wi, wi) read as one double each and broadcast.
+        const float* blk = tw + kBlockFloats * (s * p >> 1);
+        const __m128 flip = Inverse ? _mm_set1_ps(-0.0f) : _mm_setzero_ps();
+        const auto pair = [blk](std::size_t at) {
+            return _mm_castpd_ps(_mm_load1_pd(reinterpret_cast<const double*>(blk + at)));
+        };
+        const __m128 v1r = pair(0), v1i = _mm_xor_ps(pair(4), flip);
+        const __m128 v2r = pair(8), v2i = _mm_xor_ps(pair(12), flip);
+        // w^3 = w w^2 with the scalar code's products: (c1r c2r - c1i c2i, c1r c2i + c1i c2r).
+        const __m128 v3r = _mm_sub_ps(_mm_mul_ps(v1r, v2r), _mm_mul_ps(v1i, v2i));
+        const __m128 v3i = _mm_add_ps(_mm_mul_ps(v1r, v2i), _mm_mul_ps(v1i, v2r));
+#pragma GCC unroll 2
         for (std::size_t q = 0; q < 2 * s; q += 4) {
             const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
                                     _mm_loadu_ps(in + q + 2 * sm), _mm_loadu_ps(in + q + 3 * sm));
@@ -456,7 +536,7 @@ void stockham(const float* src, float* dst, float* work, const ZemFftSpec& spec)
     alignas(16) float local[64];
     if (order <= kSmallMaxOrder)
         work = local;
-    const int32_t stages = (order + 1) / 2;
+    const int32_t stages = order == 1 ? 1 : order / 2; // radix 4, ending in radix 8 if odd
     const float* tw = stockham_table(spec);
     // Stage i writes dst when stages - i is even; in place, an odd count first moves the input
     // out of the way.
@@ -468,9 +548,11 @@ void stockham(const float* src, float* dst, float* work, const ZemFftSpec& spec)
     std::size_t len = n, s = 1;
     for (int32_t i = 1; i <= stages; ++i) {
         float* out = ((stages - i) & 1) ? work : dst;
-        const std::size_t radix = len == 2 ? 2 : 4;
-        if (!Simd || (s == 1 && len < 8))
+        const std::size_t radix = len == 2 || len == 8 ? len : 4;
+        if (!Simd || (s == 1 && len <= 8))
             stage_scalar<Inverse>(in, out, len, s, tw);
+        else if (len == 8)
+            radix8_sse2<Inverse>(in, out, s);
         else if (s == 1)
             stage_first_sse2<Inverse>(in, out, len, tw);
         else
