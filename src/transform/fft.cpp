@@ -1,7 +1,7 @@
 // Complex FFT. Orders up to 15: Stockham autosort, radix 4 with a radix-8 last stage for odd
-// orders (radix 2 for order 1), ping-ponging between the destination and the work buffer so that no
-// bit-reversal pass is needed. Stage n (n = N, N/4, ..., stride s = N/n) maps, for p < n/4 and q <
-// s,
+// orders (radix 2 for order 1), ping-ponging between the destination and the work buffer so
+// that no bit-reversal pass is needed. Stage n (n = N, N/4, ..., stride s = N/n) maps, for
+// p < n/4 and q < s,
 //   a, b, c, d = x[q + s(p + k n/4)], k = 0..3
 //   y[q + s 4p]       = (a + c) + (b + d)
 //   y[q + s (4p + 1)] = w^p  ((a - c) - j (b - d))
