@@ -299,10 +299,8 @@ template <typename T> void chirp_inv(const float* w, float* x, const ZemDctSpec&
 
 Cx cx(double re, double im) { return {float(re), float(im)}; }
 
-// Forward DFT of 2^order values in double precision, in place (radix-2 decimation in time
-// after a bit-reversal permutation). Only Init uses it.
-void dft_double(CxD* z, int32_t order) {
-    const int64_t n = int64_t(1) << order;
+// Natural order from bit-reversed order (or back), in place on n complex values.
+template <typename T> void bit_reverse(Complex<T>* z, int64_t n) {
     for (int64_t i = 1, j = 0; i < n; ++i) {
         int64_t bit = n >> 1;
         for (; j & bit; bit >>= 1)
@@ -311,6 +309,13 @@ void dft_double(CxD* z, int32_t order) {
         if (i < j)
             std::swap(z[i], z[j]);
     }
+}
+
+// Forward DFT of 2^order values in double precision, in place (radix-2 decimation in time
+// after a bit-reversal permutation). Only Init uses it.
+void dft_double(CxD* z, int32_t order) {
+    const int64_t n = int64_t(1) << order;
+    bit_reverse(z, n);
     for (int64_t len = 2; len <= n; len *= 2) {
         const int64_t half = len / 2;
         for (int64_t k = 0; k < half; ++k) {
@@ -322,17 +327,6 @@ void dft_double(CxD* z, int32_t order) {
                 z[b] = {z[b].re + t.re, z[b].im + t.im};
             }
         }
-    }
-}
-
-void bit_reverse(Cx* z, int64_t n) {
-    for (int64_t i = 1, j = 0; i < n; ++i) {
-        int64_t bit = n >> 1;
-        for (; j & bit; bit >>= 1)
-            j ^= bit;
-        j |= bit;
-        if (i < j)
-            std::swap(z[i], z[j]);
     }
 }
 
