@@ -25,7 +25,7 @@ std::vector<int16_t> block(int small, int large) {
 
 void decode(benchmark::State& state, bool mp3) {
     const zemtest::VlcSpecs specs(
-        mp3 ? zemtest::mp3_pair_book(std::string(ZEM_SHARED_TABLES_DIR) + "/mp3_huffman.txt", 24)
+        mp3 ? zemtest::mp3_pair_book(24)
             : zemtest::aac_pair_book(11),
         mp3 ? zemtest::VlcSpecs::Kind::Mp3 : zemtest::VlcSpecs::Kind::Aac);
     const std::vector<int16_t> v = block(14, mp3 ? 270 : 2000);

@@ -15,9 +15,7 @@ const zemtest::VlcSpecs& aac_specs() {
 }
 
 const zemtest::VlcSpecs& mp3_specs() {
-    static const zemtest::VlcSpecs specs(
-        zemtest::mp3_pair_book(std::string(ZEM_SHARED_TABLES_DIR) + "/mp3_huffman.txt", 24),
-        zemtest::VlcSpecs::Kind::Mp3);
+    static const zemtest::VlcSpecs specs(zemtest::mp3_pair_book(24), zemtest::VlcSpecs::Kind::Mp3);
     return specs;
 }
 

@@ -44,7 +44,11 @@ typedef struct ZemVlcDecSpec {
    nine or more leading ones returns zemStatusVlcBadEscape with the pairs before it stored and
    the cursor unchanged. MP3: values of magnitude 15 are followed by linbits bits and their sign.
    The unsigned-tuple variants take magnitudes from the table and read the sign bits themselves.
-   Statuses: zemStatusNullPointer, zemStatusVlcBadBitOffset, zemStatusContextMismatch (tag). */
+   The table must be a complete code: a walk that meets no leaf within 32 bits or 32 levels (a
+   hole or a loop in the table) returns zemStatusFailed, with the pairs before it stored and the
+   cursor unchanged.
+   Statuses: zemStatusNullPointer, zemStatusVlcBadBitOffset, zemStatusContextMismatch (tag),
+   zemStatusFailed. */
 ZEM_API ZemStatus zemsVLCDecodeEscBlock_AAC_1u16s(uint8_t** ppStream, int32_t* pBitPos,
                                                   int16_t* pDst, int32_t len,
                                                   const ZemVlcDecSpec* pVlcSpec);

@@ -19,10 +19,12 @@ class Lookup {
     explicit Lookup(const ZemVlcDecSpec& s, int lengthBits)
         : s_(s), lengthMask_((1u << lengthBits) - 1) {}
 
-    // Walks the levels over the left-aligned window; returns the leaf and the bits it uses.
+    // Walks the levels over the left-aligned window; returns the leaf and the bits it uses, or
+    // 0 (never a leaf) when the walk finds no leaf within the window: a table whose links loop
+    // or run past 32 bits (an empty or incomplete code) must not keep the decoder going.
     int32_t decode(uint32_t window, int& used) const {
         int at = 0, consumed = 0;
-        for (;;) {
+        for (int level = 0; level <= 32 && consumed <= 32; ++level) {
             const int width = element(at);
             const uint32_t rest = consumed < 32 ? window << consumed : 0;
             const uint32_t index = width > 0 ? rest >> (32 - width) : 0;
@@ -34,6 +36,7 @@ class Lookup {
             consumed += width;
             at = e >> 1;
         }
+        return 0;
     }
 
   private:
@@ -123,6 +126,8 @@ ZemStatus decode_aac(uint8_t** ppStream, int32_t* pBitPos, int16_t* pDst, int32_
     for (int i = 0; i + 1 < len; i += 2) {
         int used = 0;
         const int32_t e = lookup.decode(bc.window(), used);
+        if (e == 0)
+            return zemStatusFailed;
         bc.skip(used);
         int32_t v[2];
         leaf_values(s, tuple, lengthBits, e, v[0], v[1]);
@@ -149,6 +154,8 @@ ZemStatus decode_mp3(uint8_t** ppStream, int32_t* pBitPos, int32_t linbits, int1
     for (int i = 0; i + 1 < len; i += 2) {
         int used = 0;
         const int32_t e = lookup.decode(bc.window(), used);
+        if (e == 0)
+            return zemStatusFailed;
         bc.skip(used);
         int32_t x, y;
         leaf_values(s, tuple, s.lengthBits, e, x, y);

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "aac/huffman_tree.hpp"
+#include "tables/mp3_huffman.hpp"
 #include "support/aac_ics_writer.hpp"
 
 namespace zemtest {
@@ -61,9 +60,25 @@ std::size_t place(std::vector<uint8_t>& memory, std::size_t at, const T& spec) {
     return at;
 }
 
+// A book the tables can hold: codes of 1..21 bits (23 with their two sign bits, the longest
+// window) that form a complete prefix code, so that every bit pattern decodes.
+bool complete_code(const PairBook& book) {
+    uint64_t kraft = 0; // sum of 2^(32 - length): 2^32 for a complete code
+    for (const PairCode& c : book.codes) {
+        if (c.length < 1 || c.length > 21)
+            return false;
+        kraft += uint64_t(1) << (32 - c.length);
+    }
+    return kraft == (uint64_t(1) << 32);
+}
+
 } // namespace
 
 VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWidth) {
+    if (!complete_code(book)) {
+        status_ = zemStatusBadArgument;
+        return;
+    }
     const int limit = kind == Kind::Aac ? 16 : 15, stride = kind == Kind::Aac ? 64 : 32;
     const int base = stride * limit;
     const int k = kind == Kind::Aac ? 12 : 11;
@@ -128,6 +143,8 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
 
 // A misaligned address still rounds up to the record: step back 32 and forward by misalign.
 const uint8_t* VlcSpecs::at(std::size_t offset, int misalign) const {
+    if (status_ != zemStatusOk)
+        return nullptr;
     return memory_.data() + offset - (misalign ? 32 - misalign : 0);
 }
 const ZemVlcEncSpec* VlcSpecs::enc(int misalign) const {
@@ -152,33 +169,11 @@ PairBook aac_pair_book(int book) {
     return out;
 }
 
-PairBook mp3_pair_book(const std::string& tablesFile, int table) {
-    std::ifstream in(tablesFile);
+PairBook mp3_pair_book(int table) {
+    const zem::mp3::PairTable& t = zem::mp3::kPairTables[table];
     PairBook out{{}, true, 15};
-    std::string line;
-    bool inTable = false;
-    while (std::getline(in, line)) {
-        if (line.empty() || line[0] == '#') {
-            continue;
-        }
-        std::istringstream f(line);
-        std::string word;
-        f >> word;
-        if (word == "TABLE" || word == "QUAD") {
-            int n = -1;
-            f >> n;
-            inTable = word == "TABLE" && n == table;
-            continue;
-        }
-        if (!inTable)
-            continue;
-        PairCode c{std::stoi(word), 0, 0, 0};
-        std::string bits;
-        f >> c.y >> c.length >> bits;
-        for (char b : bits)
-            c.code = (c.code << 1) | uint32_t(b == '1');
-        out.codes.push_back(c);
-    }
+    for (int i = 0; t.codes && i < t.width * t.width; ++i)
+        out.codes.push_back({i / t.width, i % t.width, t.codes[i].code, t.codes[i].length});
     return out;
 }
 

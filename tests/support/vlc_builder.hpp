@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "zemac.h"
@@ -31,6 +30,9 @@ class VlcSpecs {
     // firstWidth: index width of the first level (at most 7); deeper levels take 3 bits.
     VlcSpecs(const PairBook& book, Kind kind, int elementBits = 32, int firstWidth = 6);
     VlcSpecs(const VlcSpecs&) = delete;
+    // zemStatusBadArgument when the book is empty or not a complete prefix code (then the spec
+    // addresses are null): a table with holes would send a decoder through links that never end.
+    ZemStatus status() const { return status_; }
     VlcSpecs& operator=(const VlcSpecs&) = delete;
 
     // Addresses with `misalign` bytes added: the functions round them up to the record.
@@ -44,13 +46,14 @@ class VlcSpecs {
     std::vector<int32_t> encTable_;
     std::vector<int32_t> plainTable32_, tupleTable32_;
     std::vector<int16_t> plainTable16_, tupleTable16_;
-    std::size_t encAt_, plainAt_, tupleAt_;
+    std::size_t encAt_ = 0, plainAt_ = 0, tupleAt_ = 0;
+    ZemStatus status_ = zemStatusOk;
 };
 
 // The AAC spectral codebook 1..11 of the library's tables, as pairs (4-tuple books are not
 // pair books: only 5..11).
 PairBook aac_pair_book(int book);
-// An MP3 big-value table (TABLE n of the shared code tables file).
-PairBook mp3_pair_book(const std::string& tablesFile, int table);
+// An MP3 big-value table (1-31) of the library's tables, as magnitude pairs.
+PairBook mp3_pair_book(int table);
 
 } // namespace zemtest
