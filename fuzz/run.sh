@@ -14,14 +14,13 @@ failed=0
 for t in "${targets[@]}"; do
   name=$(basename "$t")
   mkdir -p "$work/$name" "$here/corpus/$name"
-  echo "fuzzing $name for ${each}s"
   # New inputs go to the scratch corpus; the committed seeds are only read.
   if ! "$t" -max_total_time="$each" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
        -artifact_prefix="$work/$name-" "$work/$name" "$here/corpus/$name" > "$work/$name.log" 2>&1; then
     echo "FAIL: $name"; tail -n 40 "$work/$name.log"; failed=1
     mkdir -p "$build/fuzz-artifacts" && cp "$work/$name"-* "$build/fuzz-artifacts/" 2>/dev/null || true
   else
-    grep -E 'stat::number_of_executed_units' "$work/$name.log" || true
+    echo "$name: $(grep -oE 'stat::number_of_executed_units: *[0-9]+' "$work/$name.log" | grep -oE '[0-9]+$') runs in ${each}s"
   fi
 done
 exit $failed

@@ -13,27 +13,32 @@ total_pass=0 total_fail=0 status=0
 configure_and_build() { # NAME CMAKE-ARGS...
   local name=$1; shift
   local dir="$root/out/$name"
-  echo "=== build $name"
   cmake -S "$root" -B "$dir" -G Ninja "$@" > "$dir.configure.log" 2>&1 \
     || { cat "$dir.configure.log"; return 1; }
-  cmake --build "$dir" -j "$jobs" 2>&1 | tail -n 30 | grep -vE '^\[[0-9]+/[0-9]+\]' || true
-  cmake --build "$dir" -j "$jobs" > /dev/null 2>&1
+  cmake --build "$dir" -j "$jobs" > "$dir.build.log" 2>&1 \
+    || { grep -vE '^\[[0-9]+/[0-9]+\]' "$dir.build.log" | tail -n 60; return 1; }
 }
 
-run_tests() { # NAME
+run_tests() { # NAME: prints each failing test once with its output, then a summary line
   local dir="$root/out/$1" log
-  echo "=== test $1"
   log=$(mktemp)
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1800) > "$log" 2>&1
   local rc=$?
-  grep -E 'tests passed|FAILED|Failed|\*\*\*' "$log" | tail -n 40
-  [ $rc -eq 0 ] || { grep -B5 -A40 'Failure\|FAIL' "$log" | head -n 200; }
+  # A failing test's status line ends in a word other than Passed; its output follows until
+  # the next status line.
+  awk '/^ *[0-9]+\/[0-9]+ Test +#/ { show = ($0 !~ / Passed +[0-9.]+ sec$/) }
+       /tests passed, [0-9]+ tests failed/ { show = 0 }
+       show' "$log"
   local line total failed
   line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1)
   total=$(echo "$line" | sed -E 's/.*out of ([0-9]+).*/\1/')
   failed=$(echo "$line" | sed -E 's/.* ([0-9]+) tests failed.*/\1/')
+  if [ -z "$line" ]; then
+    tail -n 40 "$log"; rm -f "$log"
+    echo "=== $1: ctest did not finish"; total_fail=$((total_fail + 1)); return 1
+  fi
   rm -f "$log"
-  if [ -z "$line" ]; then total_fail=$((total_fail + 1)); return 1; fi
+  echo "=== $1: $((total - failed)) passed, $failed failed"
   total_pass=$((total_pass + total - failed)); total_fail=$((total_fail + failed))
   return $rc
 }
