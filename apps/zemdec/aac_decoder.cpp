@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "aac_info.hpp"
+#include "scan.hpp"
 #include "zemac.h"
 
 namespace zemdec {
@@ -333,10 +334,8 @@ void Decoder::conceal() {
         emit(none);
 }
 
-std::size_t skip_tags(const Buffer& in) { return id3v2_length(in.data(), in.size); }
-
-AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOutput& out,
-                             std::FILE* log) {
+AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dataEnd,
+                             const PcmOutput& out, std::FILE* log) {
     AacDecodeSummary sum;
     const Buffer& in = file;
     ZemAacAdifRec adif{};
@@ -358,7 +357,7 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOut
     }
     auto dec = std::make_unique<Decoder>(sfi, out, log);
     dec->set_layout(layout_from_pce(pces[0]));
-    const uint8_t* end = in.data() + in.size;
+    const uint8_t* end = in.data() + dataEnd;
     int32_t pos = 0;
     while (p < end) {
         const std::size_t offset = std::size_t(p - in.data());
@@ -373,8 +372,8 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, const PcmOut
     return sum;
 }
 
-AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutput& out,
-                             std::FILE* log) {
+AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
+                             const PcmOutput& out, std::FILE* log) {
     AacDecodeSummary sum;
     std::unique_ptr<Decoder> dec;
     int sfi = -1;
@@ -384,7 +383,11 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
     // Frames are decoded in place; a damaged one may lead a parser into the frames after it
     // (checked when the block ends) or into the buffer's padding, never out of the buffer.
     const Buffer& in = file;
-    while (pos + 7 <= in.size) {
+    while (pos + 7 <= end) {
+        if (const std::size_t tag = tag_length_at(in.data(), pos, end)) {
+            pos += tag; // a tag between frames: an appended or a concatenated stream's
+            continue;
+        }
         const uint8_t* d = in.data() + pos;
         if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0)) {
             ++pos;
@@ -396,8 +399,8 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
         const std::size_t headerBytes = std::size_t(p - d);
         if (aac_sample_rate(h.sampling_frequency_index) == 0 ||
             std::size_t(h.aac_frame_length) < headerBytes ||
-            pos + std::size_t(h.aac_frame_length) > in.size) {
-            if (pos + std::size_t(h.aac_frame_length) > in.size &&
+            pos + std::size_t(h.aac_frame_length) > end) {
+            if (pos + std::size_t(h.aac_frame_length) > end &&
                 aac_sample_rate(h.sampling_frequency_index) != 0) {
                 say(log, "error: frame %ld at offset %zu is truncated\n", adtsFrame, pos);
                 ++sum.errors;
@@ -458,10 +461,12 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, const PcmOutp
 } // namespace
 
 AacDecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log) {
-    const std::size_t start = skip_tags(in);
-    if (in.size - start >= 4 && std::memcmp(in.data() + start, "ADIF", 4) == 0)
-        return decode_adif(in, start, out, log);
-    return decode_adts(in, start, out, log);
+    const StreamLocation loc = locate_stream(in);
+    if (loc.kind == StreamKind::Adif)
+        return decode_adif(in, loc.begin, loc.end, out, log);
+    report_leading_junk(log, loc);
+    return decode_adts(in, loc.kind == StreamKind::Adts ? loc.begin : loc.tagsEnd, loc.end, out,
+                       log);
 }
 
 } // namespace zemdec

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "scan.hpp"
 #include "zemac.h"
 
 namespace zemdec {
@@ -30,13 +31,13 @@ void print_pce(std::FILE* out, int index, const ZemAacPceRec& pce) {
         pce.num_assoc_data_elements, pce.num_valid_cc_elements, pce.comment_field_bytes);
 }
 
-WalkSummary walk_adif(const Buffer& in, std::size_t start, std::FILE* out) {
+WalkSummary walk_adif(const Buffer& in, std::size_t start, std::size_t dataEnd, std::FILE* out) {
     WalkSummary sum;
     ZemAacAdifRec adif{};
     std::vector<ZemAacPceRec> pces(16);
     // The header carries no length of its own: parse a zero-padded copy as large as the
     // largest possible header, so a truncated one cannot lead the parser out of the file.
-    const std::size_t avail = std::min(in.size - start, kMaxAdifHeaderBytes);
+    const std::size_t avail = std::min(dataEnd - start, kMaxAdifHeaderBytes);
     Buffer copy = make_buffer(in.data() + start, avail);
     copy.bytes.resize(kMaxAdifHeaderBytes + kReadPadding, 0);
     uint8_t* p = copy.bytes.data();
@@ -54,15 +55,26 @@ WalkSummary walk_adif(const Buffer& in, std::size_t start, std::FILE* out) {
     for (int i = 0; i < adif.pce_count; ++i)
         print_pce(out, i, pces[i]);
     say(out, "ADIF: header ends at offset %zu, %zu bytes of raw data blocks follow\n", end,
-        in.size - end);
+        dataEnd - end);
     return sum;
 }
 
-WalkSummary walk_adts(const Buffer& in, std::size_t pos, std::FILE* out) {
+// Walks the frames from pos to end; the bytes from garbageStart to pos are junk before them.
+WalkSummary walk_adts(const Buffer& in, std::size_t garbageStart, std::size_t pos, std::size_t end,
+                      std::FILE* out) {
     WalkSummary sum;
-    std::size_t garbageStart = pos;
-    while (pos < in.size) {
-        if (in.size - pos < 2 || !adts_sync_at(in.data() + pos)) {
+    sum.skippedBytes = long(pos - garbageStart);
+    while (pos < end) {
+        if (const std::size_t tag = tag_length_at(in.data(), pos, end)) {
+            if (pos != garbageStart)
+                say(out, "skipped %zu bytes of non-ADTS data at offset %zu\n", pos - garbageStart,
+                    garbageStart);
+            say(out, "skipped a tag of %zu bytes at offset %zu\n", tag, pos);
+            pos += tag;
+            garbageStart = pos;
+            continue;
+        }
+        if (end - pos < 2 || !adts_sync_at(in.data() + pos)) {
             ++pos;
             ++sum.skippedBytes;
             continue;
@@ -75,10 +87,10 @@ WalkSummary walk_adts(const Buffer& in, std::size_t pos, std::FILE* out) {
         zemsUnpackADTSFrameHeader_AAC(&p, &h);
         const std::size_t headerBytes = std::size_t(p - in.data()) - pos;
         const int rate = aac_sample_rate(h.sampling_frequency_index);
-        if (pos + headerBytes > in.size) {
+        if (pos + headerBytes > end) {
             say(out, "error: truncated ADTS header at offset %zu\n", pos);
             ++sum.errors;
-            sum.skippedBytes += long(in.size - pos);
+            sum.skippedBytes += long(end - pos);
             break;
         }
         if (rate == 0 || std::size_t(h.aac_frame_length) < headerBytes) {
@@ -90,11 +102,11 @@ WalkSummary walk_adts(const Buffer& in, std::size_t pos, std::FILE* out) {
             garbageStart = pos;
             continue;
         }
-        if (pos + std::size_t(h.aac_frame_length) > in.size) {
+        if (pos + std::size_t(h.aac_frame_length) > end) {
             say(out, "error: frame %ld at offset %zu is truncated (%d bytes, %zu present)\n",
-                sum.frames, pos, h.aac_frame_length, in.size - pos);
+                sum.frames, pos, h.aac_frame_length, end - pos);
             ++sum.errors;
-            sum.skippedBytes += long(in.size - pos);
+            sum.skippedBytes += long(end - pos);
             break;
         }
         say(out, "frame %ld @%zu: %d Hz, channel config %d, %s, %d bytes, %d raw data block(s)%s\n",
@@ -118,13 +130,42 @@ int aac_sample_rate(int index) {
     return index >= 0 && index < 12 ? rates[index] : 0;
 }
 
+long confirmed_adts_frame(const uint8_t* d, std::size_t pos, std::size_t end) {
+    ZemAacAdtsRec h{}, g{};
+    const auto unpack = [&](std::size_t at, ZemAacAdtsRec& r) {
+        uint8_t* p = const_cast<uint8_t*>(d) + at;
+        zemsUnpackADTSFrameHeader_AAC(&p, &r);
+        return std::size_t(p - d) - at;
+    };
+    if (pos + 7 > end || !adts_sync_at(d + pos))
+        return 0;
+    const std::size_t headerBytes = unpack(pos, h);
+    if (aac_sample_rate(h.sampling_frequency_index) == 0 ||
+        std::size_t(h.aac_frame_length) < headerBytes)
+        return 0;
+    const std::size_t next = pos + std::size_t(h.aac_frame_length);
+    if (next == end || (next < end && tag_length_at(d, next, end) > 0))
+        return h.aac_frame_length;
+    if (next + 7 > end || !adts_sync_at(d + next))
+        return 0;
+    unpack(next, g);
+    return g.profile == h.profile && g.sampling_frequency_index == h.sampling_frequency_index &&
+                   g.channel_configuration == h.channel_configuration
+               ? h.aac_frame_length
+               : 0;
+}
+
 WalkSummary walk_aac(const Buffer& in, std::FILE* out) {
-    const std::size_t start = id3v2_length(in.data(), in.size);
-    if (start > 0)
-        say(out, "skipped ID3v2 tag of %zu bytes\n", start);
-    WalkSummary sum = in.size - start >= 4 && std::memcmp(in.data() + start, "ADIF", 4) == 0
-                          ? walk_adif(in, start, out)
-                          : walk_adts(in, start, out);
+    const StreamLocation loc = locate_stream(in);
+    if (loc.tagsEnd > 0)
+        say(out, "skipped tags of %zu bytes at offset 0\n", loc.tagsEnd);
+    WalkSummary sum =
+        loc.kind == StreamKind::Adif
+            ? walk_adif(in, loc.begin, loc.end, out)
+            : walk_adts(in, loc.tagsEnd, loc.kind == StreamKind::Adts ? loc.begin : loc.tagsEnd,
+                        loc.end, out);
+    if (loc.end < in.size)
+        say(out, "skipped tags of %zu bytes at offset %zu\n", in.size - loc.end, loc.end);
     say(out, "summary: %ld %s, %ld error(s), %ld byte(s) skipped\n", sum.frames,
         sum.frames == 1 ? "header/frame" : "headers/frames", sum.errors, sum.skippedBytes);
     return sum;

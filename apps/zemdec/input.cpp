@@ -114,16 +114,4 @@ void say(std::FILE* out, const char* fmt, ...) {
     va_end(args);
 }
 
-std::size_t id3v2_length(const uint8_t* d, std::size_t size) {
-    if (size < 10 || d[0] != 'I' || d[1] != 'D' || d[2] != '3' || d[3] == 0xFF || d[4] == 0xFF)
-        return 0;
-    if (((d[6] | d[7] | d[8] | d[9]) & 0x80) != 0)
-        return 0; // the size is a synchsafe integer
-    std::size_t len = 10 + ((std::size_t(d[6]) << 21) | (std::size_t(d[7]) << 14) |
-                            (std::size_t(d[8]) << 7) | d[9]);
-    if (d[5] & 0x10)
-        len += 10; // footer
-    return len <= size ? len : size;
-}
-
 } // namespace zemdec

@@ -73,7 +73,4 @@ bool load_file(const std::string& path, Buffer& out, std::string& error);
 // printf to out, or nothing when out is null (quiet runs, fuzzing).
 void say(std::FILE* out, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
-// Length of an ID3v2 tag (header, body and footer) at the start of data, or 0.
-std::size_t id3v2_length(const uint8_t* data, std::size_t size);
-
 } // namespace zemdec

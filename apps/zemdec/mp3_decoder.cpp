@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "scan.hpp"
 #include "zemac.h"
 
 namespace zemdec {
@@ -282,17 +283,12 @@ bool Decoder::frame(const uint8_t* data, long length, const FrameInfo& f, long n
     return false;
 }
 
-std::size_t id3v1_start(const Buffer& in) {
-    if (in.size >= 128 && std::memcmp(in.data() + in.size - 128, "TAG", 3) == 0)
-        return in.size - 128;
-    return in.size;
-}
-
 // Free-format frame length without padding: the distance to the next matching header.
-long free_format_length(const Buffer& in, std::size_t pos, std::size_t end, const FrameInfo& f) {
-    for (std::size_t q = pos + 4 + std::size_t(side_info_bytes(f)); q + 4 <= end; ++q) {
+long free_format_length(const uint8_t* d, std::size_t pos, std::size_t end, const FrameInfo& f) {
+    const std::size_t last = std::min(end, pos + std::size_t(kMaxFrameBytes) + 1 + 4);
+    for (std::size_t q = pos + 4 + std::size_t(side_info_bytes(f)); q + 4 <= last; ++q) {
         FrameInfo next;
-        if (parse_header(in.data() + q, next) == Sync::Ok && same_stream(f, next) &&
+        if (parse_header(d + q, next) == Sync::Ok && same_stream(f, next) &&
             next.h.bitrate_index == 0 && next.h.mode == f.h.mode)
             return long(q - pos) - f.h.padding_bit;
     }
@@ -301,22 +297,51 @@ long free_format_length(const Buffer& in, std::size_t pos, std::size_t end, cons
 
 } // namespace
 
-bool looks_like_mp3(const Buffer& in) {
-    const std::size_t start = id3v2_length(in.data(), in.size);
+long confirmed_mp3_frame(const uint8_t* d, std::size_t pos, std::size_t end) {
     FrameInfo f;
-    return in.size >= start + 4 && parse_header(in.data() + start, f) != Sync::NotAudio;
+    if (pos + 4 > end || parse_header(d + pos, f) != Sync::Ok)
+        return 0;
+    long length = f.length;
+    if (length == 0) {
+        length = free_format_length(d, pos, end, f);
+        if (length == 0 || length > kMaxFrameBytes)
+            return 0;
+        length += f.h.padding_bit;
+    }
+    const std::size_t next = pos + std::size_t(length);
+    if (next == end || (next < end && tag_length_at(d, next, end) > 0))
+        return length;
+    FrameInfo g;
+    return next + 4 <= end && parse_header(d + next, g) == Sync::Ok && same_stream(f, g) ? length
+                                                                                         : 0;
+}
+
+bool looks_like_mp3(const Buffer& in) {
+    const StreamLocation loc = locate_stream(in);
+    if (loc.kind != StreamKind::None)
+        return loc.kind == StreamKind::Mp3;
+    // Nothing confirmed: a lone MPEG audio header at the start still goes to the MP3 path,
+    // which reports the layers and versions it does not decode.
+    FrameInfo f;
+    return loc.end >= loc.tagsEnd + 4 && parse_header(in.data() + loc.tagsEnd, f) != Sync::NotAudio;
 }
 
 AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
                             std::FILE* log) {
     AacDecodeSummary sum;
-    const std::size_t end = id3v1_start(in);
-    std::size_t pos = id3v2_length(in.data(), in.size);
+    const StreamLocation loc = locate_stream(in);
+    const std::size_t end = loc.end;
+    std::size_t pos = loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd;
     auto dec = std::make_unique<Decoder>(out, log);
-    long number = 0, skipped = 0, freeLength = 0;
+    // Junk before the first frame is reported with that frame, and is no error.
+    long number = 0, skipped = long(pos - loc.tagsEnd), freeLength = 0;
     bool first = true, unsupportedReported = false;
-    std::size_t garbageAt = 0;
+    std::size_t garbageAt = loc.tagsEnd;
     while (pos + 4 <= end) {
+        if (const std::size_t tag = tag_length_at(in.data(), pos, end)) {
+            pos += tag; // a tag between frames: an appended or a concatenated stream's
+            continue;
+        }
         FrameInfo f;
         const Sync s = parse_header(in.data() + pos, f);
         if (s == Sync::NotAudio || (s == Sync::Unsupported && unsupportedReported)) {
@@ -334,7 +359,7 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
         }
         if (f.length == 0) {
             if (freeLength == 0)
-                freeLength = free_format_length(in, pos, end, f);
+                freeLength = free_format_length(in.data(), pos, end, f);
             if (freeLength == 0 || freeLength > kMaxFrameBytes) { // no second free-format header
                 if (skipped++ == 0)
                     garbageAt = pos;
@@ -343,12 +368,14 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
             }
             f.length = freeLength + f.h.padding_bit;
         }
-        // A header counts once the next one follows where it says, or the data ends there.
+        // A header counts once the next one follows where it says, or a tag, or the data ends
+        // there.
         FrameInfo next;
         const std::size_t nextAt = pos + std::size_t(f.length);
         const bool confirmed =
             nextAt + 4 > end ||
-            (parse_header(in.data() + nextAt, next) == Sync::Ok && same_stream(f, next));
+            (parse_header(in.data() + nextAt, next) == Sync::Ok && same_stream(f, next)) ||
+            tag_length_at(in.data(), nextAt, end) > 0;
         if (!confirmed && nextAt < end) {
             if (skipped++ == 0)
                 garbageAt = pos;

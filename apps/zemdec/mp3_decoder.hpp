@@ -2,6 +2,8 @@
 // included), ID3 tags, the encoder's info frame, the bit reservoir and gapless trimming.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 
 #include "aac_decoder.hpp"
@@ -19,7 +21,12 @@ struct Mp3Options {
 AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
                             std::FILE* log);
 
-// True when the data starts (after an ID3v2 tag) with an MPEG audio frame header.
+// True when the first confirmed frame is MP3, or, with none confirmed, when the data starts
+// (after its tags) with an MPEG audio frame header.
 bool looks_like_mp3(const Buffer& in);
+
+// The length of the Layer III frame at pos when the header there is followed at that length
+// by one of the same version and sampling rate (or by end, or a tag); 0 otherwise.
+long confirmed_mp3_frame(const uint8_t* data, std::size_t pos, std::size_t end);
 
 } // namespace zemdec
