@@ -20,7 +20,10 @@ expect 0 "--help" -- "${zemdec[@]}" --help
 grep -q 'usage: zemdec' "$tmp/out" || { echo "FAIL: --help prints no usage"; fail=1; }
 pushd "$tmp" > /dev/null; expect 0 "bundled samples" -- "${zemdec[@]}"; popd > /dev/null
 grep -q '^summary: ' "$tmp/out" || { echo "FAIL: no summary line"; fail=1; }
-[ "$(head -c 4 "$tmp/tone_stereo_44k.wav")" = RIFF ] || { echo "FAIL: bundled sample not decoded to WAV"; fail=1; }
+# One WAV per sample: the two formats' samples share their stem.
+for f in tone_stereo_44k.aac tone_stereo_44k.mp3; do
+  [ "$(head -c 4 "$tmp/$f.wav")" = RIFF ] || { echo "FAIL: bundled $f not decoded to WAV"; fail=1; }
+done
 expect 0 "decode to a file" -- "${zemdec[@]}" "$samples/tone_stereo_44k.aac" "$tmp/a.wav"
 # A pipe cannot be rewound: the header keeps the largest sizes; the audio equals the file's.
 "${zemdec[@]}" "$samples/tone_stereo_44k.aac" - 2> "$tmp/err" | cat > "$tmp/piped.wav"

@@ -61,7 +61,13 @@ bool load_file(const std::string& path, Buffer& out, std::string& error) {
     }
 #if defined(__unix__)
     struct stat st;
-    if (f != stdin && fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 &&
+    const bool known = f != stdin && fstat(fileno(f), &st) == 0;
+    if (known && S_ISDIR(st.st_mode)) { // opens, but reads fail and its "length" is nonsense
+        std::fclose(f);
+        error = path + ": is a directory";
+        return false;
+    }
+    if (known && S_ISREG(st.st_mode) && st.st_size > 0 &&
         out.mapping.map(fileno(f), std::size_t(st.st_size), kReadPadding)) {
         std::fclose(f);
         out.bytes.clear();

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "aac_decoder.hpp"
 #include "aac_info.hpp"
 #include "input.hpp"
@@ -30,11 +32,15 @@ const char kUsage[] =
     "                AAC the raw data blocks; for ADIF the program config elements)\n"
     "  --no-gapless  keep every decoded MP3 sample\n"
     "  --help        print this text\n"
+    "  INPUT         stream to decode; '-' reads standard input\n"
     "  OUTPUT        WAV file to write; defaults to INPUT with the extension .wav,\n"
-    "                '-' writes to standard output\n"
+    "                '-' writes to standard output; with INPUT '-' it must be\n"
+    "                given unless standard output is a file or a pipe, which is\n"
+    "                then the default\n"
     "\n"
+    "Tags (ID3v1, ID3v2, APEv2, Lyrics3) and junk before the first frame are skipped.\n"
     "With no INPUT, zemdec decodes the bundled sample streams into the current\n"
-    "directory.\n"
+    "directory, each to its file name with .wav appended.\n"
     "Exit status: 0 when the whole input was valid, 1 when errors were found,\n"
     "2 when nothing valid was found or the command line was wrong.\n";
 
@@ -80,7 +86,12 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
             : zemdec::decode_aac(in, out, log);
     const bool started = wav.started();
     if (!wav.finish()) {
-        std::fprintf(stderr, "zemdec: writing %s failed\n", opt.output.c_str());
+        std::fprintf(stderr, "zemdec: writing %s failed: %s\n", opt.output.c_str(),
+                     std::strerror(wav.error_number()));
+        // A partial WAV file is worse than none; a device or a pipe is left alone.
+        std::error_code ec;
+        if (opt.output != "-" && std::filesystem::is_regular_file(opt.output, ec))
+            std::remove(opt.output.c_str());
         return 2;
     }
     std::fprintf(log, "summary: %s -> %s: %ld %s, %ld with errors\n", opt.input.c_str(),
@@ -121,9 +132,11 @@ std::string default_output(const std::string& input) {
     return p.replace_extension(".wav").string();
 }
 
-// Bundled samples decode into the current directory, not next to the sources.
+// Bundled samples decode into the current directory, not next to the sources; the whole file
+// name is kept, as samples of the two formats share their stem.
 std::string bundled_output(const std::string& input) {
-    return std::filesystem::path(input).filename().replace_extension(".wav").string();
+    std::filesystem::path name = std::filesystem::path(input).filename();
+    return (name += ".wav").string();
 }
 
 } // namespace
@@ -167,6 +180,16 @@ int main(int argc, char** argv) {
         return worst;
     }
     opt.input = positional[0];
-    opt.output = positional.size() > 1 ? positional[1] : default_output(opt.input);
+    // Audio from standard input goes to standard output unless that is a terminal.
+    const bool piped = opt.input == "-" && positional.size() == 1;
+    if (piped && !opt.info && isatty(STDOUT_FILENO)) {
+        std::fputs("zemdec: reading standard input: give an OUTPUT file ('-' for standard "
+                   "output, which is a terminal here)\n",
+                   stderr);
+        return 2;
+    }
+    opt.output = positional.size() > 1 ? positional[1]
+                 : piped               ? std::string(1, '-')
+                                       : default_output(opt.input);
     return run_one(opt);
 }

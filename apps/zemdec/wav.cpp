@@ -1,6 +1,7 @@
 #include "wav.hpp"
 
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -52,6 +53,13 @@ bool WavWriter::open(const std::string& path, std::string& error) {
     return true;
 }
 
+void WavWriter::check(bool ok) {
+    if (!ok && !failed_) {
+        failed_ = true;
+        errorNumber_ = errno != 0 ? errno : EIO;
+    }
+}
+
 void WavWriter::begin(int sampleRate, int channels, uint32_t channelMask) {
     channels_ = channels;
     const bool extensible = channels > 2;
@@ -77,15 +85,17 @@ void WavWriter::begin(int sampleRate, int channels, uint32_t channelMask) {
     put_tag(h, "data");
     dataSizeAt_ = long(h.size());
     put32(h, 0xFFFFFFFFu);
-    failed_ = failed_ || std::fwrite(h.data(), 1, h.size(), file_) != h.size();
+    check(std::fwrite(h.data(), 1, h.size(), file_) == h.size());
     started_ = true;
 }
 
 void WavWriter::write(const int16_t* interleaved, std::size_t frames) {
     const std::size_t n = frames * std::size_t(channels_);
     dataBytes_ += n * 2;
+    if (failed_)
+        return;
     if constexpr (std::endian::native == std::endian::little) {
-        failed_ = failed_ || std::fwrite(interleaved, 2, n, file_) != n;
+        check(std::fwrite(interleaved, 2, n, file_) == n);
         return;
     }
     uint8_t buf[4096];
@@ -96,7 +106,7 @@ void WavWriter::write(const int16_t* interleaved, std::size_t frames) {
             buf[k] = uint8_t(v);
             buf[k + 1] = uint8_t(v >> 8);
         }
-        failed_ = failed_ || std::fwrite(buf, 1, k, file_) != k;
+        check(std::fwrite(buf, 1, k, file_) == k);
     }
 }
 
@@ -104,21 +114,24 @@ bool WavWriter::finish() {
     if (file_ == nullptr)
         return !failed_;
     // A seekable file gets its real sizes (kept at the largest when they exceed 32 bits).
-    if (started_ && std::fseek(file_, 4, SEEK_SET) == 0) {
+    // The seek writes out the buffer first: a failure there is a write error unless the
+    // output cannot seek at all.
+    errno = 0;
+    if (started_ && !failed_ && std::fseek(file_, 4, SEEK_SET) == 0) {
         const uint64_t riff = dataBytes_ + uint64_t(dataSizeAt_) + 4 - 8;
         if (riff <= 0xFFFFFFFFu) {
             std::vector<uint8_t> v;
             put32(v, uint32_t(riff));
-            failed_ = failed_ || std::fwrite(v.data(), 1, 4, file_) != 4;
+            check(std::fwrite(v.data(), 1, 4, file_) == 4);
             v.clear();
             put32(v, uint32_t(dataBytes_));
-            failed_ = failed_ || std::fseek(file_, dataSizeAt_, SEEK_SET) != 0 ||
-                      std::fwrite(v.data(), 1, 4, file_) != 4;
+            check(std::fseek(file_, dataSizeAt_, SEEK_SET) == 0 &&
+                  std::fwrite(v.data(), 1, 4, file_) == 4);
         }
     }
-    failed_ = failed_ || std::fflush(file_) != 0;
+    check(std::fflush(file_) == 0 && std::ferror(file_) == 0);
     if (ownsFile_)
-        failed_ = std::fclose(file_) != 0 || failed_;
+        check(std::fclose(file_) == 0);
     file_ = nullptr;
     return !failed_;
 }

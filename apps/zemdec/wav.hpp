@@ -21,17 +21,21 @@ class WavWriter {
     bool open(const std::string& path, std::string& error);
     void begin(int sampleRate, int channels, uint32_t channelMask);
     void write(const int16_t* interleaved, std::size_t frames);
-    // Patches the sizes where possible and closes; false on a write error.
+    // Patches the sizes where possible and closes; false when any write, the flush or the
+    // close failed.
     bool finish();
     bool started() const { return started_; }
+    int error_number() const { return errorNumber_; } // errno of the first failure
 
   private:
+    void check(bool ok);
     static constexpr std::size_t kBufferBytes = 1 << 20;
     std::FILE* file_ = nullptr;
     std::unique_ptr<char[]> buffer_; // the file's stdio buffer, released after it is closed
     bool ownsFile_ = false;
     bool started_ = false;
     bool failed_ = false;
+    int errorNumber_ = 0;
     int channels_ = 0;
     uint64_t dataBytes_ = 0;
     long dataSizeAt_ = 0;
