@@ -232,6 +232,25 @@ void mid_side(int32_t* L, int32_t* R, int count) {
     }
 }
 
+// Intensity positions. The top band (long band 21, short band 12 of each window) carries no
+// scale factor: it takes the position of the band below when that band is an intensity band
+// (start at or below it). Otherwise MPEG-2 uses position 0, and MPEG-1 the illegal position 7,
+// so that the band is decoded without intensity stereo as in the ISO/IEC 11172-3 reference
+// decoding, whose positions default to 7.
+int top_band_default(const Frame& f) { return f.mpeg1 ? 7 : 0; }
+
+int long_position(const Frame& f, const Channel& R, int b, int start) {
+    if (b < 21)
+        return R.sf[b];
+    return start <= 20 ? R.sf[20] : top_band_default(f);
+}
+
+int short_position(const Frame& f, const Channel& R, int b, int w, int start) {
+    if (b < 12)
+        return R.sf[short_index(R, b, w)];
+    return start <= 11 ? R.sf[short_index(R, 11, w)] : top_band_default(f);
+}
+
 // Long blocks, or the long part of mixed blocks: the first band of intensity stereo.
 int intensity_start(const Channel& L, const Channel& R, const Frame& f) {
     int bound = f.is ? *R.bound : (*L.bound > *R.bound ? *L.bound : *R.bound);
@@ -257,7 +276,7 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
                 L.mk[b] = R.mk[b] = 2;
         if (f.ms && f.is)
             for (int b = longStart; b < longLimit; ++b)
-                if (illegal_position(f, R.sf[b]))
+                if (illegal_position(f, long_position(f, R, b, longStart)))
                     L.mk[b] = 2;
     }
     int winStart[3] = {}, winEnd[3] = {};
@@ -271,7 +290,8 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
                 const int i = short_index(L, b, w);
                 if (f.ms && b < winStart[w])
                     L.mk[i] = R.mk[i] = 2;
-                else if (f.ms && f.is && b >= winStart[w] && illegal_position(f, R.sf[i]))
+                else if (f.ms && f.is && b >= winStart[w] &&
+                         illegal_position(f, short_position(f, R, b, w, winStart[w])))
                     L.mk[i] = 2;
             }
         }
@@ -291,8 +311,8 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
             }
             for (int b = longStart; b < longLimit && f.longB[b] < limitValue; ++b) {
                 const int at = f.longB[b];
-                if (const ZemStatus st =
-                        intensity(f, R, l + at, r + at, f.longB[b + 1] - at, R.sf[b]);
+                if (const ZemStatus st = intensity(f, R, l + at, r + at, f.longB[b + 1] - at,
+                                                   long_position(f, R, b, longStart));
                     st != zemStatusOk)
                     return st;
             }
@@ -307,8 +327,8 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
                     if (f.ms)
                         mid_side(l + at, r + at, width);
                 } else if (f.is) {
-                    if (const ZemStatus st =
-                            intensity(f, R, l + at, r + at, width, R.sf[short_index(R, b, w)]);
+                    if (const ZemStatus st = intensity(f, R, l + at, r + at, width,
+                                                       short_position(f, R, b, w, winStart[w]));
                         st != zemStatusOk)
                         return st;
                 }
@@ -374,8 +394,11 @@ ZEM_API ZemStatus zemsReQuantizeSfb_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZer
             h.mode == 3 ? 1 : 2,
             pSfbTableLong + 23 * row,
             pSfbTableShort + 14 * row};
+    // The mixed flag matters to the requantiser for short blocks only (start and stop blocks
+    // may carry it too).
     if ((f.ms || f.is) && (pSideInfo[0].block_type != pSideInfo[1].block_type ||
-                           pSideInfo[0].mixed_block_flag != pSideInfo[1].mixed_block_flag))
+                           (pSideInfo[0].block_type == 2 &&
+                            pSideInfo[0].mixed_block_flag != pSideInfo[1].mixed_block_flag)))
         return zemStatusMp3BadSideInfo;
     Channel ch[2];
     for (int c = 0; c < f.nch; ++c) {

@@ -45,15 +45,17 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
     } else if (mixedBlock && n >= 2) {
         alias_reduce_sse2(pSrcXr, 18);
     }
-    // Sub-bands below n are transformed in pairs of the same block type (the long pair of a
-    // mixed block comes first); a partner at or above n takes zero lines, whose transform is
+    // Sub-bands below n are transformed in pairs of the same window (the normal-window pair of
+    // a mixed block comes first); a partner at or above n takes zero lines, whose transform is
     // zero, so that the sub-bands of the previous granule flush their overlap.
     static constexpr int32_t kZeroLines[18] = {};
     const int active = n > prev ? n : prev;
     for (int sb = 0; sb < active; sb += 2) {
         int32_t z[72];
         if (sb < n) {
-            const int type = blockType == 2 && mixedBlock && sb < 2 ? 0 : blockType;
+            // ISO/IEC 11172-3: the normal window for sub-bands 0 and 1 whenever the mixed flag
+            // is set, start and stop blocks included.
+            const int type = mixedBlock && sb < 2 ? 0 : blockType;
             imdct_pair_sse2(pSrcXr + 18 * sb, sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z,
                             type);
         } else {
