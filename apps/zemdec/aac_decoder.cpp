@@ -52,9 +52,9 @@ class Decoder {
   public:
     Decoder(int sfi, const PcmOutput& out, std::FILE* log) : sfi_(sfi), out_(out), log_(log) {}
 
-    void set_layout(const AacLayout& layout) {
+    bool set_layout(const AacLayout& layout) {
         if (started_ && layout.channels != layout_.channels)
-            return; // keep the output format of the first frame
+            return false; // keep the output format of the first frame
         if (layout.channels > kMaxChannels) {
             if (!wideReported_)
                 say(log_,
@@ -62,10 +62,23 @@ class Decoder {
                     "ignored\n",
                     layout.channels, kMaxChannels);
             wideReported_ = true;
-            return;
+            return false;
         }
         layout_ = layout;
         haveLayout_ = true;
+        return true;
+    }
+    void set_pce_layout(const ZemAacPceRec& pce) {
+        if (set_layout(layout_from_pce(pce)) && layout_.channels > 0 && layout_.channelMask == 0 &&
+            !unmappedReported_) {
+            say(log_,
+                "warning: the program config element (front %d, side %d, back %d, LFE %d "
+                "elements) names no WAV speaker layout: its %d channels are written in element "
+                "order with channel mask 0\n",
+                pce.num_front_channel_elements, pce.num_side_channel_elements,
+                pce.num_back_channel_elements, pce.num_lfe_channel_elements, layout_.channels);
+            unmappedReported_ = true;
+        }
     }
     bool has_layout() const { return haveLayout_; }
 
@@ -92,6 +105,7 @@ class Decoder {
     bool started_ = false;
     bool cceReported_ = false;
     bool wideReported_ = false;
+    bool unmappedReported_ = false;
     bool direct_ = false; // this block's channels are synthesised into interleaved_
     long frame_ = 0;
     std::size_t offset_ = 0;
@@ -280,7 +294,7 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
             const ZemStatus st = zemsDecodePrgCfgElt_AAC(&p, &pos, &pce);
             if (st != zemStatusOk)
                 return fail("program config element", st);
-            set_layout(layout_from_pce(pce));
+            set_pce_layout(pce);
             slotUsed_.assign(layout_.slots.size(), false);
         } else if (id == AacElement::Fil) {
             int32_t count;
@@ -356,7 +370,7 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t 
         return sum;
     }
     auto dec = std::make_unique<Decoder>(sfi, out, log);
-    dec->set_layout(layout_from_pce(pces[0]));
+    dec->set_pce_layout(pces[0]);
     const uint8_t* end = in.data() + dataEnd;
     int32_t pos = 0;
     while (p < end) {

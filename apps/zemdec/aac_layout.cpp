@@ -98,43 +98,44 @@ bool layout_from_configuration(int configuration, AacLayout& layout) {
 }
 
 AacLayout layout_from_pce(const ZemAacPceRec& pce) {
-    using E = AacElement;
     std::vector<Wanted> wanted;
-    // Front elements run from the centre outwards: with two pairs the inner one is Lc/Rc.
-    int frontPairs = 0;
-    for (int i = 0; i < pce.num_front_channel_elements; ++i)
-        frontPairs += pce.front_element_is_cpe[i] != 0;
-    int pairIndex = 0;
-    bool centre = false;
-    for (int i = 0; i < pce.num_front_channel_elements; ++i) {
-        const int tag = pce.front_element_tag_select[i];
-        if (pce.front_element_is_cpe[i]) {
-            const bool inner = frontPairs >= 2 && pairIndex++ == 0;
-            wanted.push_back(
-                {E::Cpe,
-                 tag,
-                 {inner ? uint32_t(FLC) : uint32_t(FL), inner ? uint32_t(FRC) : uint32_t(FR)}});
-        } else {
-            wanted.push_back({E::Sce, tag, {centre ? 0u : uint32_t(FC), 0}});
-            centre = true;
-        }
+    bool mapped = true;
+    auto add = [&](AacElement type, int tag, uint32_t first, uint32_t second) {
+        wanted.push_back({type, tag, {first, second}});
+    };
+    auto type_of = [](int32_t isCpe) { return isCpe ? AacElement::Cpe : AacElement::Sce; };
+    // ISO/IEC 13818-7 lists front elements from the centre outwards: the centre SCE first when
+    // the front channel count is odd, then L/R, or Lc/Rc and then L/R.
+    const int front = pce.num_front_channel_elements;
+    const int centre = front > 0 && !pce.front_element_is_cpe[0] ? 1 : 0;
+    const int frontPairs = front - centre;
+    for (int i = 0; i < front; ++i) {
+        const bool inner = frontPairs == 2 && i == centre;
+        mapped = mapped && (i < centre || (pce.front_element_is_cpe[i] && frontPairs <= 2));
+        const uint32_t left = inner ? FLC : FL;
+        add(type_of(pce.front_element_is_cpe[i]), pce.front_element_tag_select[i],
+            i < centre ? uint32_t(FC) : left, inner ? FRC : FR);
     }
-    for (int i = 0; i < pce.num_side_channel_elements; ++i)
-        wanted.push_back({pce.side_element_is_cpe[i] ? E::Cpe : E::Sce,
-                          pce.side_element_tag_select[i],
-                          {pce.side_element_is_cpe[i] ? uint32_t(SL) : 0u, uint32_t(SR)}});
-    bool backCentre = false;
-    for (int i = 0; i < pce.num_back_channel_elements; ++i) {
-        if (pce.back_element_is_cpe[i]) {
-            wanted.push_back({E::Cpe, pce.back_element_tag_select[i], {BL, BR}});
-        } else {
-            wanted.push_back(
-                {E::Sce, pce.back_element_tag_select[i], {backCentre ? 0u : uint32_t(BC), 0}});
-            backCentre = true;
-        }
+    // Side elements run from front to back: one pair, Ls/Rs. A single side channel has no
+    // side of its own.
+    const int side = pce.num_side_channel_elements;
+    for (int i = 0; i < side; ++i) {
+        mapped = mapped && pce.side_element_is_cpe[i] && side == 1;
+        add(type_of(pce.side_element_is_cpe[i]), pce.side_element_tag_select[i], SL, SR);
     }
+    // Back elements run from the sides to the back centre: one pair, then one centre.
+    const int back = pce.num_back_channel_elements;
+    for (int i = 0; i < back; ++i) {
+        const bool cpe = pce.back_element_is_cpe[i] != 0;
+        mapped = mapped && (cpe ? i == 0 : i == back - 1);
+        add(type_of(cpe), pce.back_element_tag_select[i], cpe ? BL : BC, BR);
+    }
+    mapped = mapped && pce.num_lfe_channel_elements <= 1;
     for (int i = 0; i < pce.num_lfe_channel_elements; ++i)
-        wanted.push_back({E::Lfe, pce.lfe_element_tag_select[i], {i == 0 ? uint32_t(LFE) : 0u, 0}});
+        add(AacElement::Lfe, pce.lfe_element_tag_select[i], LFE, 0);
+    if (!mapped) // element order, no mask
+        for (Wanted& w : wanted)
+            w.speakers[0] = w.speakers[1] = 0;
     return assign(wanted);
 }
 

@@ -25,7 +25,9 @@ struct AacLayout {
 
 // The layout of channel_configuration 1..7; false for 0 (program config element) and 8..15.
 bool layout_from_configuration(int configuration, AacLayout& layout);
-// The layout a program config element describes.
+// The layout a program config element describes. Elements that name no WAV speaker layout (a
+// lone side channel, a second LFE, elements out of the standard's order) leave every channel
+// in element order (front, side, back, LFE) with channel mask 0.
 AacLayout layout_from_pce(const ZemAacPceRec& pce);
 
 } // namespace zemdec

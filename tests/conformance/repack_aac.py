@@ -1,8 +1,11 @@
 #!/usr/bin/env python3
 """Repacks an ADTS stream without CRC: into ADIF (one header with a program config element,
-then the raw data blocks), or into ADTS frames of up to four raw data blocks each.
+then the raw data blocks), into ADTS frames of up to four raw data blocks each, or into ADTS
+frames of channel configuration 0 whose first raw data block starts with a program config
+element for LAYOUT (one of LAYOUTS, naming the input's elements by their tags).
 
 usage: repack_aac.py adif|multiblock INPUT.aac OUTPUT
+       repack_aac.py pce LAYOUT INPUT.aac OUTPUT
 """
 import sys
 
@@ -42,31 +45,28 @@ class Bits:
         return bytes(int("".join(map(str, self.bits[i:i + 8])), 2) for i in range(0, len(self.bits), 8))
 
 
-# Front, side, back, LFE elements of the channel configurations: (is_cpe, tag) lists.
+# Front, side and back elements as (is_cpe, element_instance_tag) lists, then the LFE tags.
 LAYOUTS = {
-    1: ([(0, 0)], [], [], 0),
-    2: ([(1, 0)], [], [], 0),
-    6: ([(0, 0), (1, 0)], [], [(1, 1)], 1),
+    "mono": ([(0, 0)], [], [], []),
+    "stereo": ([(1, 0)], [], [], []),
+    # The elements of channel configuration 6: C, L/R, Ls/Rs (behind), LFE.
+    "5.1": ([(0, 0), (1, 0)], [], [(1, 1)], [0]),
+    # The elements of configuration 7 as FFmpeg's encoder fills them: C, L/R, side pair, back pair,
+    # LFE; and as ISO/IEC 14496-3 reads them: C, Lc/Rc, L/R, Ls/Rs, LFE.
+    "7.1": ([(0, 0), (1, 0)], [(1, 1)], [(1, 2)], [0]),
+    "7.1wide": ([(0, 0), (1, 0), (1, 1)], [], [(1, 2)], [0]),
 }
+CONFIGURATION_LAYOUTS = {1: "mono", 2: "stereo", 6: "5.1"}
 
 
-def adif(frames):
-    profile, sfi, channels, _ = frames[0]
-    front, side, back, lfe = LAYOUTS[channels]
-    b = Bits()
-    b.put(0x41444946, 32)  # "ADIF"
-    b.put(0, 1)  # copyright_id_present
-    b.put(0, 1)  # original_copy
-    b.put(0, 1)  # home
-    b.put(1, 1)  # bitstream_type: variable rate
-    b.put(0, 23)  # bitrate unknown
-    b.put(0, 4)  # one program config element
+def put_pce(b, profile, sfi, layout):
+    front, side, back, lfe = LAYOUTS[layout]
     b.put(0, 4)  # element_instance_tag
     b.put(profile, 2)
     b.put(sfi, 4)
     for n in (len(front), len(side), len(back)):
         b.put(n, 4)
-    b.put(lfe, 2)
+    b.put(len(lfe), 2)
     b.put(0, 3)  # assoc data
     b.put(0, 4)  # cc
     b.put(0, 1)
@@ -76,11 +76,41 @@ def adif(frames):
         for is_cpe, tag in group:
             b.put(is_cpe, 1)
             b.put(tag, 4)
-    for tag in range(lfe):
+    for tag in lfe:
         b.put(tag, 4)
-    b.align()
+    b.align()  # the raw data block, and so the element, starts on a byte boundary
     b.put(0, 8)  # comment_field_bytes
+
+
+def adif(frames):
+    profile, sfi, channels, _ = frames[0]
+    b = Bits()
+    b.put(0x41444946, 32)  # "ADIF"
+    b.put(0, 1)  # copyright_id_present
+    b.put(0, 1)  # original_copy
+    b.put(0, 1)  # home
+    b.put(1, 1)  # bitstream_type: variable rate
+    b.put(0, 23)  # bitrate unknown
+    b.put(0, 4)  # one program config element
+    put_pce(b, profile, sfi, CONFIGURATION_LAYOUTS[channels])
     return b.bytes() + b"".join(f[3] for f in frames)
+
+
+def adts_header(profile, sfi, channels, payload_bytes, blocks):
+    header = Bits()
+    header.put(0xFFF, 12)
+    header.put(0, 1)  # MPEG-4
+    header.put(0, 2)
+    header.put(1, 1)  # no CRC
+    header.put(profile, 2)
+    header.put(sfi, 4)
+    header.put(0, 1)
+    header.put(channels, 3)
+    header.put(0, 4)
+    header.put(7 + payload_bytes, 13)
+    header.put(0x7FF, 11)
+    header.put(blocks - 1, 2)
+    return header.bytes()
 
 
 def multiblock(frames, per_frame=4):
@@ -89,30 +119,33 @@ def multiblock(frames, per_frame=4):
         group = frames[i:i + per_frame]
         profile, sfi, channels, _ = group[0]
         payload = b"".join(f[3] for f in group)
-        length = 7 + len(payload)
-        header = Bits()
-        header.put(0xFFF, 12)
-        header.put(0, 1)  # MPEG-4
-        header.put(0, 2)
-        header.put(1, 1)  # no CRC
-        header.put(profile, 2)
-        header.put(sfi, 4)
-        header.put(0, 1)
-        header.put(channels, 3)
-        header.put(0, 4)
-        header.put(length, 13)
-        header.put(0x7FF, 11)
-        header.put(len(group) - 1, 2)
-        out += header.bytes() + payload
+        out += adts_header(profile, sfi, channels, len(payload), len(group)) + payload
+    return bytes(out)
+
+
+def with_pce(frames, layout):
+    out = bytearray()
+    for i, (profile, sfi, _, block) in enumerate(frames):
+        if i == 0:  # the PCE ends byte-aligned, so the block's own elements follow unchanged
+            b = Bits()
+            b.put(5, 3)  # ID_PCE
+            put_pce(b, profile, sfi, layout)
+            block = b.bytes() + block
+        out += adts_header(profile, sfi, 0, len(block), 1) + block
     return bytes(out)
 
 
 def main():
-    if len(sys.argv) != 4 or sys.argv[1] not in ("adif", "multiblock"):
+    args = sys.argv[1:]
+    if args[:1] == ["pce"] and len(args) == 4 and args[1] in LAYOUTS:
+        frames = list(adts_frames(open(args[2], "rb").read()))
+        open(args[3], "wb").write(with_pce(frames, args[1]))
+        return
+    if len(args) != 3 or args[0] not in ("adif", "multiblock"):
         raise SystemExit(__doc__)
-    frames = list(adts_frames(open(sys.argv[2], "rb").read()))
-    result = adif(frames) if sys.argv[1] == "adif" else multiblock(frames)
-    open(sys.argv[3], "wb").write(result)
+    frames = list(adts_frames(open(args[1], "rb").read()))
+    result = adif(frames) if args[0] == "adif" else multiblock(frames)
+    open(args[2], "wb").write(result)
 
 
 if __name__ == "__main__":
