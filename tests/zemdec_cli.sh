@@ -32,6 +32,20 @@ cmp -s <(tail -c +45 "$tmp/a.wav") <(tail -c +45 "$tmp/piped.wav") || { echo "FA
 expect 0 "--info on a sample" -- "${zemdec[@]}" --info "$samples/tone_stereo_44k.aac"
 grep -q 'frame 0 @0: 44100 Hz, channel config 2, LC' "$tmp/out" || { echo "FAIL: first frame line"; fail=1; }
 expect 2 "unknown option" -- "${zemdec[@]}" --bogus
+expect 2 "a directory" -- "${zemdec[@]}" "$tmp"
+grep -q 'is a directory' "$tmp/err" || { echo "FAIL: directory not reported"; fail=1; }
+# Write errors: a full device, and a regular file past the size limit (EFBIG once the signal
+# is ignored), which must not be left behind truncated.
+[ -w /dev/full ] && expect 2 "full device" -- "${zemdec[@]}" "$samples/tone_stereo_44k.aac" /dev/full
+(trap '' XFSZ; ulimit -f 64; exec "${zemdec[@]}" "$samples/tone_stereo_44k.aac" "$tmp/big.wav") > /dev/null 2>&1
+rc=$?; { [ $rc -eq 2 ] && [ ! -e "$tmp/big.wav" ]; } || { echo "FAIL: write error on a file: exit $rc"; fail=1; }
+# Standard input goes to standard output unless that is a terminal; never to a file "-.wav".
+(cd "$tmp" && "${zemdec[@]}" - < "$samples/tone_stereo_44k.aac" > "$tmp/stdin.wav" 2> /dev/null)
+{ cmp -s "$tmp/stdin.wav" "$tmp/a.wav" && [ ! -e "$tmp/-.wav" ]; } || { echo "FAIL: stdin to stdout"; fail=1; }
+if command -v script > /dev/null; then
+  script -qec "${zemdec[*]} - < $samples/tone_stereo_44k.aac" /dev/null > "$tmp/tty" 2>&1; rc=$?
+  { [ $rc -eq 2 ] && grep -q OUTPUT "$tmp/tty"; } || { echo "FAIL: stdin to a terminal: exit $rc"; cat "$tmp/tty"; fail=1; }
+fi
 expect 2 "missing file" -- "${zemdec[@]}" "$tmp/does-not-exist.aac"
 head -c 3000 /dev/urandom | tr -d '\377' > "$tmp/noise.bin"
 expect 2 "not AAC" -- "${zemdec[@]}" --info "$tmp/noise.bin"
