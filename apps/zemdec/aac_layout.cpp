@@ -104,17 +104,20 @@ AacLayout layout_from_pce(const ZemAacPceRec& pce) {
         wanted.push_back({type, tag, {first, second}});
     };
     auto type_of = [](int32_t isCpe) { return isCpe ? AacElement::Cpe : AacElement::Sce; };
-    // ISO/IEC 13818-7 lists front elements from the centre outwards: the centre SCE first when
-    // the front channel count is odd, then L/R, or Lc/Rc and then L/R.
+    // ISO/IEC 13818-7 lists front elements from the centre outwards: with an odd front channel
+    // count the one single element is the centre (encoders that list it after L/R are read the
+    // same way), and the pairs are L/R, or Lc/Rc and then L/R.
     const int front = pce.num_front_channel_elements;
-    const int centre = front > 0 && !pce.front_element_is_cpe[0] ? 1 : 0;
-    const int frontPairs = front - centre;
-    for (int i = 0; i < front; ++i) {
-        const bool inner = frontPairs == 2 && i == centre;
-        mapped = mapped && (i < centre || (pce.front_element_is_cpe[i] && frontPairs <= 2));
-        const uint32_t left = inner ? FLC : FL;
-        add(type_of(pce.front_element_is_cpe[i]), pce.front_element_tag_select[i],
-            i < centre ? uint32_t(FC) : left, inner ? FRC : FR);
+    int singles = 0;
+    for (int i = 0; i < front; ++i)
+        singles += pce.front_element_is_cpe[i] ? 0 : 1;
+    const int frontPairs = front - singles;
+    mapped = singles <= 1 && frontPairs <= 2;
+    for (int i = 0, pair = 0; i < front; ++i) {
+        const bool cpe = pce.front_element_is_cpe[i] != 0;
+        const bool inner = cpe && frontPairs == 2 && pair++ == 0;
+        add(type_of(cpe), pce.front_element_tag_select[i], cpe ? (inner ? FLC : FL) : FC,
+            inner ? FRC : FR);
     }
     // Side elements run from front to back: one pair, Ls/Rs. A single side channel has no
     // side of its own.

@@ -34,6 +34,10 @@ wav_mask() {
     case $channels in 1) echo 0x4 ;; 2) echo 0x3 ;; *) echo 0x0 ;; esac
   fi
 }
+# Where FFmpeg's decoder leaves a layout unmapped that the standard's reading maps: FFmpeg's
+# encoder lists the 4.0 centre after the front pair, and an odd front count still makes the one
+# single element the centre (its channel order is the same, FL FR FC BC).
+declare -A standard_mask=([pce_40_48000_nopns.aac]=0x107)
 streams=("$data"/*.aac "$data"/*.adif)
 if [ -n "${ZEM_SHORT_SWEEPS:-}" ]; then # sanitizer build: a sample of the streams
   streams=("$data/stereo_44100_nopns.aac" "$data/stereo_44100_nopns.adif" "$data/surround_48000.aac")
@@ -58,8 +62,9 @@ for s in "${streams[@]}"; do
   if [ "$said" != "$([ "$mask" = 0x0 ] && echo 1 || echo 0)" ]; then
     echo "FAIL: $name: channel mask $mask, told $said time(s) that the layout has no mask"; fail=1
   fi
-  if [ "$mask" != "$(wav_mask "$tmp/ffmpeg.wav")" ]; then
-    echo "FAIL: $name: channel mask $mask, FFmpeg's $(wav_mask "$tmp/ffmpeg.wav")"; fail=1
+  want=${standard_mask[$name]:-$(wav_mask "$tmp/ffmpeg.wav")}
+  if [ "$mask" != "$want" ]; then
+    echo "FAIL: $name: channel mask $mask, expected $want"; fail=1
   fi
   if ! line=$("${compare[@]}" "$tmp/ours.wav" "$tmp/ffmpeg.wav" --bands "$sfi"); then
     echo "FAIL: $name: not comparable with FFmpeg's output (channel counts differ?)"; fail=1; continue
