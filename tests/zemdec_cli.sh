@@ -43,7 +43,7 @@ rc=$?; { [ $rc -eq 2 ] && [ ! -e "$tmp/big.wav" ]; } || { echo "FAIL: write erro
 (cd "$tmp" && "${zemdec[@]}" - < "$samples/tone_stereo_44k.aac" > "$tmp/stdin.wav" 2> /dev/null)
 { cmp -s "$tmp/stdin.wav" "$tmp/a.wav" && [ ! -e "$tmp/-.wav" ]; } || { echo "FAIL: stdin to stdout"; fail=1; }
 if command -v script > /dev/null; then
-  script -qec "${zemdec[*]} - < $samples/tone_stereo_44k.aac" /dev/null > "$tmp/tty" 2>&1; rc=$?
+  script -qec "${zemdec[*]} - < $samples/tone_stereo_44k.aac" /dev/null < /dev/null > "$tmp/tty" 2>&1; rc=$?
   { [ $rc -eq 2 ] && grep -q OUTPUT "$tmp/tty"; } || { echo "FAIL: stdin to a terminal: exit $rc"; cat "$tmp/tty"; fail=1; }
 fi
 expect 2 "missing file" -- "${zemdec[@]}" "$tmp/does-not-exist.aac"
