@@ -42,9 +42,12 @@ std::size_t trailing_tag_length(const uint8_t* d, std::size_t end) {
     }
     if (end >= 15 + 11 && has(d + end - 9, "LYRICS200")) { // Lyrics3 v2: six digits of size
         std::size_t size = 0;
-        for (const uint8_t* p = d + end - 15; p < d + end - 9; ++p)
-            size = *p >= '0' && *p <= '9' ? size * 10 + std::size_t(*p - '0') : end;
-        if (size + 15 <= end && has(d + end - 15 - size, "LYRICSBEGIN"))
+        bool digits = true;
+        for (const uint8_t* p = d + end - 15; p < d + end - 9; ++p) {
+            digits = digits && *p >= '0' && *p <= '9';
+            size = size * 10 + std::size_t(*p - '0') % 10;
+        }
+        if (digits && size + 15 <= end && has(d + end - 15 - size, "LYRICSBEGIN"))
             return size + 15;
     }
     if (end >= 20 && has(d + end - 9, "LYRICSEND")) { // Lyrics3 v1: at most 5100 bytes of text
