@@ -394,6 +394,21 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t e
     std::size_t pos = pos0;
     long adtsFrame = 0;
     bool profileReported = false;
+    // Junk between frames: counted while it lasts, reported once a confirmed header ends it.
+    std::size_t skipped = 0, skippedAt = 0;
+    const auto skip_byte = [&] {
+        if (skipped++ == 0)
+            skippedAt = pos;
+        ++pos;
+    };
+    const auto report_skipped = [&] {
+        if (skipped > 0) {
+            say(log, "warning: skipped %zu bytes of non-audio data at offset %zu\n", skipped,
+                skippedAt);
+            ++sum.errors;
+        }
+        skipped = 0;
+    };
     // Frames are decoded in place; a damaged one may lead a parser into the frames after it
     // (checked when the block ends) or into the buffer's padding, never out of the buffer.
     const Buffer& in = file;
@@ -403,8 +418,10 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t e
             continue;
         }
         const uint8_t* d = in.data() + pos;
-        if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0)) {
-            ++pos;
+        // After junk, a sync counts only when the next header follows where it says.
+        if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0) ||
+            (skipped > 0 && confirmed_adts_frame(in.data(), pos, end) == 0)) {
+            skip_byte();
             continue;
         }
         ZemAacAdtsRec h{};
@@ -424,9 +441,10 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t e
                 }
                 break;
             }
-            ++pos;
+            skip_byte();
             continue;
         }
+        report_skipped();
         if (!dec) {
             sfi = h.sampling_frequency_index;
             dec = std::make_unique<Decoder>(sfi, out, log);
@@ -469,6 +487,7 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t e
         pos += std::size_t(h.aac_frame_length);
         ++adtsFrame;
     }
+    report_skipped();
     return sum;
 }
 

@@ -337,6 +337,7 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
     long number = 0, skipped = long(pos - loc.tagsEnd), freeLength = 0;
     bool first = true, unsupportedReported = false;
     std::size_t garbageAt = loc.tagsEnd;
+    FrameInfo last{}; // the frame before pos, when pos is where it ends
     while (pos + 4 <= end) {
         if (const std::size_t tag = tag_length_at(in.data(), pos, end)) {
             pos += tag; // a tag between frames: an appended or a concatenated stream's
@@ -344,7 +345,8 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
         }
         FrameInfo f;
         const Sync s = parse_header(in.data() + pos, f);
-        if (s == Sync::NotAudio || (s == Sync::Unsupported && unsupportedReported)) {
+        // Inside a Layer III stream, other MPEG audio headers are taken for junk.
+        if (s == Sync::NotAudio || (s == Sync::Unsupported && (unsupportedReported || !first))) {
             if (skipped++ == 0)
                 garbageAt = pos;
             ++pos;
@@ -368,12 +370,13 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
             }
             f.length = freeLength + f.h.padding_bit;
         }
-        // A header counts once the next one follows where it says, or a tag, or the data ends
-        // there.
+        // A header counts where the frame before it ends, when it continues that frame's
+        // stream; otherwise once the next one follows where it says, or a tag, or the data
+        // ends there.
         FrameInfo next;
         const std::size_t nextAt = pos + std::size_t(f.length);
         const bool confirmed =
-            nextAt + 4 > end ||
+            (!first && skipped == 0 && same_stream(last, f)) || nextAt + 4 > end ||
             (parse_header(in.data() + nextAt, next) == Sync::Ok && same_stream(f, next)) ||
             tag_length_at(in.data(), nextAt, end) > 0;
         if (!confirmed && nextAt < end) {
@@ -389,6 +392,7 @@ AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Opt
             if (!first)
                 ++sum.errors;
         }
+        last = f;
         if (options.infoOnly)
             say(log, "frame %ld @%zu: MPEG-%d Layer III, %d Hz, %s, %d kbit/s%s%s, %ld bytes\n",
                 number, pos, f.h.id ? 1 : 2, f.rate, kModes[f.h.mode],
