@@ -74,7 +74,9 @@ WalkSummary walk_adts(const Buffer& in, std::size_t garbageStart, std::size_t po
             garbageStart = pos;
             continue;
         }
-        if (end - pos < 2 || !adts_sync_at(in.data() + pos)) {
+        // After junk, a sync counts only when the next header follows where it says.
+        if (end - pos < 2 || !adts_sync_at(in.data() + pos) ||
+            (pos != garbageStart && confirmed_adts_frame(in.data(), pos, end) == 0)) {
             ++pos;
             ++sum.skippedBytes;
             continue;
