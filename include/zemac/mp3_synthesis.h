@@ -17,9 +17,10 @@ extern "C" {
    boundaries. The top band (long 21, short 12), which has no scale factor, takes the intensity
    position of the band below when that is an intensity band; otherwise position 0 (MPEG-2) or
    the illegal position (MPEG-1). With M/S or intensity stereo both channels must have the same
-   block_type, and for short blocks the same mixed_block_flag. Statuses: zemStatusNullPointer, zemStatusMp3BadFrameHeader,
-   zemStatusMp3BadSideInfo, zemStatusBadArgument (a bound outside 0..576), zemStatusFailed
-   (sub-block gain, magnitude or MPEG-1 intensity position out of range). */
+   block_type, and for short blocks the same mixed_block_flag. Statuses: zemStatusNullPointer,
+   zemStatusMp3BadFrameHeader, zemStatusMp3BadSideInfo, zemStatusBadArgument (a bound outside
+   0..576), zemStatusFailed (sub-block gain, magnitude or MPEG-1 intensity position out of
+   range). */
 ZEM_API ZemStatus zemsReQuantizeSfb_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBound,
                                               const int8_t* pScaleFactor,
                                               const ZemMp3GranuleRec* pSideInfo,
@@ -34,8 +35,9 @@ ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBo
 /* Alias reduction, inverse MDCT with the block type's window (Q26 in, Q24 out), overlap-add
    and frequency inversion of one granule of one channel: 576 sub-band samples out, time slot
    major (sub-band sb of slot t at 32 t + sb). With mixedBlock 1, sub-bands 0 and 1 take the
-   normal window whatever the block type; only short blocks are mixed otherwise. pOverlap (576) and *pPrevNumOfImdct (0..32)
-   carry state between granules. Statuses: zemStatusNullPointer, zemStatusBadArgument. */
+   normal window whatever the block type; only short blocks are mixed otherwise. pOverlap (576)
+   and *pPrevNumOfImdct (0..32) carry state between granules. Statuses: zemStatusNullPointer,
+   zemStatusBadArgument. */
 ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* pOverlap,
                                       int32_t nonZeroBound, int32_t* pPrevNumOfImdct,
                                       int32_t blockType, int32_t mixedBlock);
