@@ -1,4 +1,5 @@
-// Thin wrapper over the SSE2 integer operations the kernels use: four int32 lanes.
+// Thin wrapper over the SSE2 operations the kernels use: four int32 lanes, four floats, two
+// doubles. The only place of the library that names intrinsics.
 #pragma once
 
 #include <emmintrin.h>
@@ -52,6 +53,14 @@ inline I32x4 even_then_odd(I32x4 a) { return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE
 inline I32x4 shift_up(I32x4 a) { return {_mm_slli_si128(a.v, 4)}; }
 // Lanes moved down by one, lane 3 cleared.
 inline I32x4 shift_down(I32x4 a) { return {_mm_srli_si128(a.v, 4)}; }
+
+// Lanes chosen by index (each 0-3), listed from lane 0 up: shuffle<3, 2, 3, 2>(a) is a3 a2 a3 a2.
+template <int L0, int L1, int L2, int L3> inline I32x4 shuffle(I32x4 a) {
+    return {_mm_shuffle_epi32(a.v, _MM_SHUFFLE(L3, L2, L1, L0))};
+}
+// Lanes 0 and 1 of a, then lanes 0 and 1 of b; the same with lanes 2 and 3.
+inline I32x4 concat_lo(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi64(a.v, b.v)}; }
+inline I32x4 concat_hi(I32x4 a, I32x4 b) { return {_mm_unpackhi_epi64(a.v, b.v)}; }
 
 // Two unsigned 64-bit lanes (sums of products that must not wrap at 32 bits).
 struct U64x2 {
@@ -121,6 +130,62 @@ inline void store_sat16_stride2(int16_t* p, I32x4 a, I32x4 b) {
     p[14] = int16_t(_mm_extract_epi16(v, 7));
 }
 
+// Four floats.
+struct F32x4 {
+    __m128 v;
+};
+
+inline F32x4 load(const float* p) { return {_mm_loadu_ps(p)}; }
+inline void store(float* p, F32x4 a) { _mm_storeu_ps(p, a.v); }
+// The same at a 16-byte aligned address (an operand the arithmetic can read from memory).
+inline F32x4 load_aligned(const float* p) { return {_mm_load_ps(p)}; }
+inline void store_aligned(float* p, F32x4 a) { _mm_store_ps(p, a.v); }
+// Two complex values from two places: p[0], p[1], q[0], q[1].
+inline F32x4 load_pairs(const float* p, const float* q) {
+    return {_mm_loadh_pi(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(p))),
+                         reinterpret_cast<const __m64*>(q))};
+}
+// One complex value in both halves: p[0], p[1], p[0], p[1].
+inline F32x4 load_pair_twice(const float* p) {
+    return {_mm_castpd_ps(_mm_load1_pd(reinterpret_cast<const double*>(p)))};
+}
+inline F32x4 splat(float x) { return {_mm_set1_ps(x)}; }
+inline F32x4 set(float l0, float l1, float l2, float l3) { return {_mm_set_ps(l3, l2, l1, l0)}; }
+inline F32x4 operator+(F32x4 a, F32x4 b) { return {_mm_add_ps(a.v, b.v)}; }
+inline F32x4 operator-(F32x4 a, F32x4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+inline F32x4 operator*(F32x4 a, F32x4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+// Bitwise: with -0.0f lanes, a sign flip of those lanes.
+inline F32x4 operator^(F32x4 a, F32x4 b) { return {_mm_xor_ps(a.v, b.v)}; }
+inline F32x4 operator-(F32x4 a) { return a ^ splat(-0.0f); }
+// Lanes chosen by index: a's lanes L0 and L1, then b's lanes L2 and L3.
+template <int L0, int L1, int L2, int L3> inline F32x4 shuffle(F32x4 a, F32x4 b) {
+    return {_mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(L3, L2, L1, L0))};
+}
+template <int L0, int L1, int L2, int L3> inline F32x4 shuffle(F32x4 a) {
+    return shuffle<L0, L1, L2, L3>(a, a);
+}
+// Neighbouring lanes exchanged: 1, 0, 3, 2 ((re, im) to (im, re) in two complex values). The
+// integer shuffle writes a fresh register, which saves the copy that the float shuffle,
+// overwriting its source, would need.
+inline F32x4 swap_pairs(F32x4 a) {
+    return {_mm_castsi128_ps(_mm_shuffle_epi32(_mm_castps_si128(a.v), _MM_SHUFFLE(2, 3, 0, 1)))};
+}
+// Lanes in reverse order.
+inline F32x4 reverse(F32x4 a) { return shuffle<3, 2, 1, 0>(a); }
+// Lanes 0 and 1 of a, then lanes 0 and 1 of b; the same with lanes 2 and 3.
+inline F32x4 concat_lo(F32x4 a, F32x4 b) { return {_mm_movelh_ps(a.v, b.v)}; }
+inline F32x4 concat_hi(F32x4 a, F32x4 b) { return {_mm_movehl_ps(b.v, a.v)}; }
+// a0, b0, a1, b1 and a2, b2, a3, b3.
+inline F32x4 interleave_lo(F32x4 a, F32x4 b) { return {_mm_unpacklo_ps(a.v, b.v)}; }
+inline F32x4 interleave_hi(F32x4 a, F32x4 b) { return {_mm_unpackhi_ps(a.v, b.v)}; }
+
+// The processor's estimate of 1/sqrt(x) (about 12 bits; the exact value depends on the CPU).
+inline float rsqrt_estimate(float x) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(x))); }
+// A hint to fetch the cache line at p without keeping it in the outer caches.
+inline void prefetch_once(const void* p) {
+    _mm_prefetch(static_cast<const char*>(p), _MM_HINT_NTA);
+}
+
 // Two doubles.
 struct F64x2 {
     __m128d v;
@@ -128,10 +193,13 @@ struct F64x2 {
 
 inline F64x2 load(const double* p) { return {_mm_loadu_pd(p)}; }
 inline void store(double* p, F64x2 a) { _mm_storeu_pd(p, a.v); }
+inline F64x2 load_aligned(const double* p) { return {_mm_load_pd(p)}; }
+inline void store_aligned(double* p, F64x2 a) { _mm_store_pd(p, a.v); }
 inline F64x2 splat(double x) { return {_mm_set1_pd(x)}; }
 inline F64x2 operator+(F64x2 a, F64x2 b) { return {_mm_add_pd(a.v, b.v)}; }
 inline F64x2 operator-(F64x2 a, F64x2 b) { return {_mm_sub_pd(a.v, b.v)}; }
 inline F64x2 operator*(F64x2 a, F64x2 b) { return {_mm_mul_pd(a.v, b.v)}; }
+inline F64x2 operator^(F64x2 a, F64x2 b) { return {_mm_xor_pd(a.v, b.v)}; }
 // Lane 0 cleared.
 inline F64x2 keep_lane1(F64x2 a) {
     return {_mm_and_pd(a.v, _mm_castsi128_pd(_mm_set_epi32(-1, -1, 0, 0)))};

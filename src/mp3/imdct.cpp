@@ -236,7 +236,7 @@ void overlap_pair_scalar(const int32_t* z, int32_t* ov, int32_t* out) {
 // Two time slots at once: lanes t of the first sub-band, t of the second, then t + 1 of both.
 void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out) {
     using namespace simd;
-    const I32x4 negate = {_mm_set_epi32(-1, 0, 0, 0)}; // the second sub-band at t + 1
+    const I32x4 negate = set(0, 0, 0, -1); // the second sub-band at t + 1
     for (int t = 0; t < 18; t += 2) {
         const I32x4 sum = load(z + 2 * t) + interleave_lo(load_lo(ov + t), load_lo(ov + 18 + t));
         const I32x4 out2 = (sum ^ negate) - negate;

@@ -16,14 +16,13 @@
 // Longer chirp-z lengths convolve with the single-precision FFT.
 #include "transform/dct_fast.hpp"
 
-#include <emmintrin.h>
-
 #include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstring>
 #include <utility>
 
+#include "core/simd.hpp"
 #include "core/state.hpp"
 #include "transform/fft.hpp"
 
@@ -160,53 +159,58 @@ void dit_inverse_scalar(double* data, int32_t P, const double* twiddles) {
 
 // x * w (Conj: x * conj(w)) for one complex double per register, with the scalar code's
 // products and sums: (xr wr - xi wi, xi wr + xr wi), or (xr wr + xi wi, xi wr - xr wi).
-template <bool Conj> inline __m128d cmul_pd(__m128d x, __m128d w) {
-    const __m128d sign = Conj ? _mm_set_pd(-0.0, 0.0) : _mm_set_pd(0.0, -0.0);
-    const __m128d t1 = _mm_mul_pd(x, _mm_unpacklo_pd(w, w));
-    const __m128d t2 = _mm_mul_pd(_mm_shuffle_pd(x, x, 1), _mm_unpackhi_pd(w, w));
-    return _mm_add_pd(t1, _mm_xor_pd(t2, sign));
+template <bool Conj> inline simd::F64x2 cmul_pd(simd::F64x2 x, simd::F64x2 w) {
+    using namespace simd;
+    const F64x2 sign = Conj ? set(0.0, -0.0) : set(-0.0, 0.0);
+    const F64x2 t1 = x * unpack_lo(w, w);
+    const F64x2 t2 = swap(x) * unpack_hi(w, w);
+    return t1 + (t2 ^ sign);
 }
 
 // The SSE2 pair runs the same radix-2 stages two at a time (a radix-2^2 pass over four
 // quarters), with a single radix-2 stage left over for odd orders: the same operations in
 // half the passes over the data.
 void dif_forward_sse2(double* x, int32_t P, const double* t) {
+    using simd::F64x2;
+    const auto load = [](const double* p) { return simd::load_aligned(p); };
+    const auto store = [](double* p, F64x2 v) { simd::store_aligned(p, v); };
     int32_t len = P, stride = 1;
     for (; len >= 4; len /= 4, stride *= 4) {
         const int32_t q = len / 4;
         for (int32_t b = 0; b < P; b += len)
             for (int32_t k = 0; k < q; ++k) {
                 double* p0 = x + 2 * (b + k);
-                const __m128d x0 = _mm_load_pd(p0), x1 = _mm_load_pd(p0 + 2 * q);
-                const __m128d x2 = _mm_load_pd(p0 + 4 * q), x3 = _mm_load_pd(p0 + 6 * q);
-                const __m128d w2 = _mm_load_pd(t + 4 * k * stride);
-                const __m128d y0 = _mm_add_pd(x0, x2), y1 = _mm_add_pd(x1, x3);
-                const __m128d y2 =
-                    cmul_pd<false>(_mm_sub_pd(x0, x2), _mm_load_pd(t + 2 * k * stride));
-                const __m128d y3 =
-                    cmul_pd<false>(_mm_sub_pd(x1, x3), _mm_load_pd(t + 2 * (k + q) * stride));
-                _mm_store_pd(p0, _mm_add_pd(y0, y1));
-                _mm_store_pd(p0 + 2 * q, cmul_pd<false>(_mm_sub_pd(y0, y1), w2));
-                _mm_store_pd(p0 + 4 * q, _mm_add_pd(y2, y3));
-                _mm_store_pd(p0 + 6 * q, cmul_pd<false>(_mm_sub_pd(y2, y3), w2));
+                const F64x2 x0 = load(p0), x1 = load(p0 + 2 * q);
+                const F64x2 x2 = load(p0 + 4 * q), x3 = load(p0 + 6 * q);
+                const F64x2 w2 = load(t + 4 * k * stride);
+                const F64x2 y0 = x0 + x2, y1 = x1 + x3;
+                const F64x2 y2 = cmul_pd<false>(x0 - x2, load(t + 2 * k * stride));
+                const F64x2 y3 = cmul_pd<false>(x1 - x3, load(t + 2 * (k + q) * stride));
+                store(p0, y0 + y1);
+                store(p0 + 2 * q, cmul_pd<false>(y0 - y1, w2));
+                store(p0 + 4 * q, y2 + y3);
+                store(p0 + 6 * q, cmul_pd<false>(y2 - y3, w2));
             }
     }
     if (len == 2)
         for (int32_t b = 0; b < P; b += 2) {
-            const __m128d a = _mm_load_pd(x + 2 * b), d = _mm_load_pd(x + 2 * b + 2);
-            _mm_store_pd(x + 2 * b, _mm_add_pd(a, d));
-            _mm_store_pd(x + 2 * b + 2, cmul_pd<false>(_mm_sub_pd(a, d), _mm_load_pd(t)));
+            const F64x2 a = load(x + 2 * b), d = load(x + 2 * b + 2);
+            store(x + 2 * b, a + d);
+            store(x + 2 * b + 2, cmul_pd<false>(a - d, load(t)));
         }
 }
 
 void dit_inverse_sse2(double* x, int32_t P, const double* t) {
+    using simd::F64x2;
+    const auto load = [](const double* p) { return simd::load_aligned(p); };
+    const auto store = [](double* p, F64x2 v) { simd::store_aligned(p, v); };
     int32_t len = 4; // each pass runs the stages of lengths len/2 and len
     if (__builtin_ctz(uint32_t(P)) & 1) {
         for (int32_t b = 0; b < P; b += 2) {
-            const __m128d a = _mm_load_pd(x + 2 * b);
-            const __m128d d = cmul_pd<true>(_mm_load_pd(x + 2 * b + 2), _mm_load_pd(t));
-            _mm_store_pd(x + 2 * b, _mm_add_pd(a, d));
-            _mm_store_pd(x + 2 * b + 2, _mm_sub_pd(a, d));
+            const F64x2 a = load(x + 2 * b);
+            const F64x2 d = cmul_pd<true>(load(x + 2 * b + 2), load(t));
+            store(x + 2 * b, a + d);
+            store(x + 2 * b + 2, a - d);
         }
         len = 8;
     }
@@ -215,18 +219,18 @@ void dit_inverse_sse2(double* x, int32_t P, const double* t) {
         for (int32_t b = 0; b < P; b += len)
             for (int32_t k = 0; k < q; ++k) {
                 double* p0 = x + 2 * (b + k);
-                const __m128d w2 = _mm_load_pd(t + 4 * k * stride);
-                const __m128d x0 = _mm_load_pd(p0), x2 = _mm_load_pd(p0 + 4 * q);
-                const __m128d d1 = cmul_pd<true>(_mm_load_pd(p0 + 2 * q), w2);
-                const __m128d d3 = cmul_pd<true>(_mm_load_pd(p0 + 6 * q), w2);
-                const __m128d y0 = _mm_add_pd(x0, d1), y1 = _mm_sub_pd(x0, d1);
-                const __m128d y2 = _mm_add_pd(x2, d3), y3 = _mm_sub_pd(x2, d3);
-                const __m128d e2 = cmul_pd<true>(y2, _mm_load_pd(t + 2 * k * stride));
-                const __m128d e3 = cmul_pd<true>(y3, _mm_load_pd(t + 2 * (k + q) * stride));
-                _mm_store_pd(p0, _mm_add_pd(y0, e2));
-                _mm_store_pd(p0 + 4 * q, _mm_sub_pd(y0, e2));
-                _mm_store_pd(p0 + 2 * q, _mm_add_pd(y1, e3));
-                _mm_store_pd(p0 + 6 * q, _mm_sub_pd(y1, e3));
+                const F64x2 w2 = load(t + 4 * k * stride);
+                const F64x2 x0 = load(p0), x2 = load(p0 + 4 * q);
+                const F64x2 d1 = cmul_pd<true>(load(p0 + 2 * q), w2);
+                const F64x2 d3 = cmul_pd<true>(load(p0 + 6 * q), w2);
+                const F64x2 y0 = x0 + d1, y1 = x0 - d1;
+                const F64x2 y2 = x2 + d3, y3 = x2 - d3;
+                const F64x2 e2 = cmul_pd<true>(y2, load(t + 2 * k * stride));
+                const F64x2 e3 = cmul_pd<true>(y3, load(t + 2 * (k + q) * stride));
+                store(p0, y0 + e2);
+                store(p0 + 4 * q, y0 - e2);
+                store(p0 + 2 * q, y1 + e3);
+                store(p0 + 6 * q, y1 - e3);
             }
     }
 }

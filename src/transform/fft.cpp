@@ -14,12 +14,11 @@
 // zemScaleVector_32f over the result.
 #include "transform/fft.hpp"
 
-#include <emmintrin.h>
-
 #include <cmath>
 #include <cstddef>
 #include <cstring>
 
+#include "core/simd.hpp"
 #include "core/state.hpp"
 
 namespace zem {
@@ -176,7 +175,7 @@ int32_t spec_work_bytes(int32_t order) {
 
 // r * (N*r*r - 3) * -0.5 with r the processor's reciprocal-square-root estimate of N.
 float inv_sqrt_refined(float n) {
-    const float r = _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(n)));
+    const float r = simd::rsqrt_estimate(n);
     return r * (n * r * r - 3.0f) * -0.5f;
 }
 
@@ -254,18 +253,19 @@ void dif_scalar(Data x, const ZemFftSpec& s, std::size_t hMin = 1) {
 
 // d * w for two complex values (conj(w) for the inverse), the same operations as the scalar
 // code: re = dr*wr - di*wi, im = di*wr + dr*wi.
-template <bool Inverse> inline __m128 cmul_pairs(__m128 d, __m128 w) {
-    const __m128 wr = _mm_shuffle_ps(w, w, _MM_SHUFFLE(2, 2, 0, 0));
-    const __m128 wi = _mm_shuffle_ps(w, w, _MM_SHUFFLE(3, 3, 1, 1));
-    const __m128 ds = _mm_shuffle_ps(d, d, _MM_SHUFFLE(2, 3, 0, 1)); // (di, dr, ...)
-    const __m128 t1 = _mm_mul_ps(d, wr);                             // (dr wr, di wr)
-    const __m128 t2 = _mm_mul_ps(ds, wi);                            // (di wi, dr wi)
-    const __m128 sign = Inverse ? _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0))
-                                : _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
-    return _mm_add_ps(t1, _mm_xor_ps(t2, sign));
+template <bool Inverse> inline simd::F32x4 cmul_pairs(simd::F32x4 d, simd::F32x4 w) {
+    using namespace simd;
+    const F32x4 wr = shuffle<0, 0, 2, 2>(w);
+    const F32x4 wi = shuffle<1, 1, 3, 3>(w);
+    const F32x4 ds = shuffle<1, 0, 3, 2>(d); // (di, dr, ...)
+    const F32x4 t1 = d * wr;                 // (dr wr, di wr)
+    const F32x4 t2 = ds * wi;                // (di wi, dr wi)
+    const F32x4 sign = Inverse ? set(0.0f, -0.0f, 0.0f, -0.0f) : set(-0.0f, 0.0f, -0.0f, 0.0f);
+    return t1 + (t2 ^ sign);
 }
 
 template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s, std::size_t hMin) {
+    using namespace simd;
     const std::size_t n = std::size_t(1) << s.order;
     for (std::size_t h = n / 2; h >= 2 && h >= hMin; h /= 2) {
         const std::size_t step = n / (2 * h);
@@ -273,23 +273,19 @@ template <bool Inverse> void dif_sse2(float* x, const ZemFftSpec& s, std::size_t
             float* a = x + 2 * blk;
             float* b = a + 2 * h;
             for (std::size_t i = 0; i < h; i += 2) {
-                const __m128 va = _mm_loadu_ps(a + 2 * i), vb = _mm_loadu_ps(b + 2 * i);
-                _mm_storeu_ps(a + 2 * i, _mm_add_ps(va, vb));
+                const F32x4 va = load(a + 2 * i), vb = load(b + 2 * i);
+                store(a + 2 * i, va + vb);
                 const float* t0 = s.twiddle + 2 * i * step;
-                const __m128 w =
-                    _mm_loadh_pi(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(t0))),
-                                 reinterpret_cast<const __m64*>(t0 + 2 * step));
-                _mm_storeu_ps(b + 2 * i, cmul_pairs<Inverse>(_mm_sub_ps(va, vb), w));
+                store(b + 2 * i, cmul_pairs<Inverse>(va - vb, load_pairs(t0, t0 + 2 * step)));
             }
         }
     }
     if (hMin > 1)
         return;
-    const __m128 negHigh = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, INT32_MIN, 0, 0));
+    const F32x4 negHigh = set(0.0f, 0.0f, -0.0f, -0.0f);
     for (std::size_t p = 0; p < n; p += 2) {
-        const __m128 v = _mm_loadu_ps(x + 2 * p);
-        const __m128 lo = _mm_movelh_ps(v, v), hi = _mm_movehl_ps(v, v);
-        _mm_storeu_ps(x + 2 * p, _mm_add_ps(lo, _mm_xor_ps(hi, negHigh)));
+        const F32x4 v = load(x + 2 * p);
+        store(x + 2 * p, concat_lo(v, v) + (concat_hi(v, v) ^ negHigh));
     }
 }
 
@@ -398,54 +394,51 @@ void stage_scalar(const float* x, float* y, std::size_t n, std::size_t s, const 
     }
 }
 
-// (re, im) -> (im, re) in each complex value. The integer shuffle writes a fresh register,
-// which saves the copy that the float shuffle, overwriting its source, would need.
-inline __m128 swap_re_im(__m128 v) {
-    return _mm_castsi128_ps(_mm_shuffle_epi32(_mm_castps_si128(v), _MM_SHUFFLE(2, 3, 0, 1)));
-}
+using simd::F32x4;
+using simd::load;
+using simd::store;
 
 // x * w for two complex values with w given as (wr, wr, wr', wr') and (-wi, wi, -wi', wi').
-inline __m128 cmul(__m128 x, __m128 wr, __m128 wi) {
-    const __m128 xs = swap_re_im(x);
-    return _mm_add_ps(_mm_mul_ps(x, wr), _mm_mul_ps(xs, wi));
-}
+inline F32x4 cmul(F32x4 x, F32x4 wr, F32x4 wi) { return x * wr + simd::swap_pairs(x) * wi; }
 
 // The four outputs of a radix-4 butterfly before twiddling: (a+c)+(b+d), u1, (a+c)-(b+d), u3.
 template <bool Inverse> struct Radix4 {
-    __m128 y0, u1, u2, u3;
-    Radix4(__m128 a, __m128 b, __m128 c, __m128 d) {
-        const __m128 lane0 = _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
-        const __m128 apc = _mm_add_ps(a, c), amc = _mm_sub_ps(a, c);
-        const __m128 bpd = _mm_add_ps(b, d), bmd = _mm_sub_ps(b, d);
-        const __m128 jb = _mm_xor_ps(swap_re_im(bmd), lane0);
-        y0 = _mm_add_ps(apc, bpd);
-        u2 = _mm_sub_ps(apc, bpd);
-        u1 = Inverse ? _mm_add_ps(amc, jb) : _mm_sub_ps(amc, jb);
-        u3 = Inverse ? _mm_sub_ps(amc, jb) : _mm_add_ps(amc, jb);
+    F32x4 y0, u1, u2, u3;
+    Radix4(F32x4 a, F32x4 b, F32x4 c, F32x4 d) {
+        const F32x4 lane0 = simd::set(-0.0f, 0.0f, -0.0f, 0.0f);
+        const F32x4 apc = a + c, amc = a - c;
+        const F32x4 bpd = b + d, bmd = b - d;
+        const F32x4 jb = simd::swap_pairs(bmd) ^ lane0;
+        y0 = apc + bpd;
+        u2 = apc - bpd;
+        u1 = Inverse ? amc + jb : amc - jb;
+        u3 = Inverse ? amc - jb : amc + jb;
     }
 };
+
+// The sign flip of the inverse's conjugate twiddles (a no-op forward).
+template <bool Inverse> inline F32x4 conj_flip() { return simd::splat(Inverse ? -0.0f : 0.0f); }
 
 // First stage (s = 1, n = N, m = N/4 >= 2): two values of p per register.
 template <bool Inverse>
 void stage_first_sse2(const float* x, float* y, std::size_t n, const float* tw) {
+    using simd::load_aligned;
     const std::size_t m = n / 4;
-    const __m128 flip = Inverse ? _mm_set1_ps(-0.0f) : _mm_setzero_ps();
+    const F32x4 flip = conj_flip<Inverse>();
     for (std::size_t p = 0; p < m; p += 2) {
-        const Radix4<Inverse> r(_mm_loadu_ps(x + 2 * p), _mm_loadu_ps(x + 2 * (p + m)),
-                                _mm_loadu_ps(x + 2 * (p + 2 * m)),
-                                _mm_loadu_ps(x + 2 * (p + 3 * m)));
+        const Radix4<Inverse> r(load(x + 2 * p), load(x + 2 * (p + m)), load(x + 2 * (p + 2 * m)),
+                                load(x + 2 * (p + 3 * m)));
         const float* b = tw + 8 * p;
-        const __m128 c1r = _mm_load_ps(b), c1i = _mm_xor_ps(_mm_load_ps(b + 4), flip);
-        const __m128 c2r = _mm_load_ps(b + 8), c2i = _mm_xor_ps(_mm_load_ps(b + 12), flip);
-        const __m128 c3r = _mm_sub_ps(_mm_mul_ps(c1r, c2r), _mm_mul_ps(c1i, c2i));
-        const __m128 c3i = _mm_add_ps(_mm_mul_ps(c1r, c2i), _mm_mul_ps(c1i, c2r));
-        const __m128 r1 = cmul(r.u1, c1r, c1i), r2 = cmul(r.u2, c2r, c2i),
-                     r3 = cmul(r.u3, c3r, c3i);
+        const F32x4 c1r = load_aligned(b), c1i = load_aligned(b + 4) ^ flip;
+        const F32x4 c2r = load_aligned(b + 8), c2i = load_aligned(b + 12) ^ flip;
+        const F32x4 c3r = c1r * c2r - c1i * c2i;
+        const F32x4 c3i = c1r * c2i + c1i * c2r;
+        const F32x4 r1 = cmul(r.u1, c1r, c1i), r2 = cmul(r.u2, c2r, c2i), r3 = cmul(r.u3, c3r, c3i);
         float* out = y + 8 * p;
-        _mm_storeu_ps(out, _mm_movelh_ps(r.y0, r1));
-        _mm_storeu_ps(out + 4, _mm_movelh_ps(r2, r3));
-        _mm_storeu_ps(out + 8, _mm_movehl_ps(r1, r.y0));
-        _mm_storeu_ps(out + 12, _mm_movehl_ps(r3, r2));
+        store(out, simd::concat_lo(r.y0, r1));
+        store(out + 4, simd::concat_lo(r2, r3));
+        store(out + 8, simd::concat_hi(r.y0, r1));
+        store(out + 12, simd::concat_hi(r2, r3));
     }
 }
 
@@ -453,28 +446,28 @@ void stage_first_sse2(const float* x, float* y, std::size_t n, const float* tw) 
 // operations as radix8_scalar.
 template <bool Inverse> void radix8_sse2(const float* x, float* y, std::size_t s) {
     const std::size_t st = 2 * s;
-    const __m128 neg0 = _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 0, INT32_MIN));
-    const __m128 neg1 = _mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0));
-    const __m128 r = _mm_set1_ps(kHalfSqrt2);
+    using simd::swap_pairs;
+    const F32x4 neg0 = simd::set(-0.0f, 0.0f, -0.0f, 0.0f);
+    const F32x4 neg1 = simd::set(0.0f, -0.0f, 0.0f, -0.0f);
+    const F32x4 r = simd::splat(kHalfSqrt2);
     for (std::size_t q = 0; q < st; q += 4) {
         const float* in = x + q;
-        const Radix4<Inverse> e(_mm_loadu_ps(in), _mm_loadu_ps(in + 2 * st),
-                                _mm_loadu_ps(in + 4 * st), _mm_loadu_ps(in + 6 * st));
-        const Radix4<Inverse> o(_mm_loadu_ps(in + st), _mm_loadu_ps(in + 3 * st),
-                                _mm_loadu_ps(in + 5 * st), _mm_loadu_ps(in + 7 * st));
-        const __m128 sign = Inverse ? neg0 : neg1;
-        const __m128 t1 = _mm_mul_ps(_mm_add_ps(o.u1, _mm_xor_ps(swap_re_im(o.u1), sign)), r);
-        const __m128 t2 = _mm_xor_ps(swap_re_im(o.u2), sign);
-        const __m128 t3 = _mm_mul_ps(_mm_sub_ps(_mm_xor_ps(swap_re_im(o.u3), sign), o.u3), r);
+        const Radix4<Inverse> e(load(in), load(in + 2 * st), load(in + 4 * st), load(in + 6 * st));
+        const Radix4<Inverse> o(load(in + st), load(in + 3 * st), load(in + 5 * st),
+                                load(in + 7 * st));
+        const F32x4 sign = Inverse ? neg0 : neg1;
+        const F32x4 t1 = (o.u1 + (swap_pairs(o.u1) ^ sign)) * r;
+        const F32x4 t2 = swap_pairs(o.u2) ^ sign;
+        const F32x4 t3 = ((swap_pairs(o.u3) ^ sign) - o.u3) * r;
         float* out = y + q;
-        _mm_storeu_ps(out, _mm_add_ps(e.y0, o.y0));
-        _mm_storeu_ps(out + 4 * st, _mm_sub_ps(e.y0, o.y0));
-        _mm_storeu_ps(out + st, _mm_add_ps(e.u1, t1));
-        _mm_storeu_ps(out + 5 * st, _mm_sub_ps(e.u1, t1));
-        _mm_storeu_ps(out + 2 * st, _mm_add_ps(e.u2, t2));
-        _mm_storeu_ps(out + 6 * st, _mm_sub_ps(e.u2, t2));
-        _mm_storeu_ps(out + 3 * st, _mm_add_ps(e.u3, t3));
-        _mm_storeu_ps(out + 7 * st, _mm_sub_ps(e.u3, t3));
+        store(out, e.y0 + o.y0);
+        store(out + 4 * st, e.y0 - o.y0);
+        store(out + st, e.u1 + t1);
+        store(out + 5 * st, e.u1 - t1);
+        store(out + 2 * st, e.u2 + t2);
+        store(out + 6 * st, e.u2 - t2);
+        store(out + 3 * st, e.u3 + t3);
+        store(out + 7 * st, e.u3 - t3);
     }
 }
 
@@ -488,36 +481,33 @@ void stage_sse2(const float* x, float* y, std::size_t n, std::size_t s, const fl
         if (p == 0) {
 #pragma GCC unroll 2
             for (std::size_t q = 0; q < 2 * s; q += 4) {
-                const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
-                                        _mm_loadu_ps(in + q + 2 * sm),
-                                        _mm_loadu_ps(in + q + 3 * sm));
-                _mm_storeu_ps(out + q, r.y0);
-                _mm_storeu_ps(out + q + 2 * s, r.u1);
-                _mm_storeu_ps(out + q + 4 * s, r.u2);
-                _mm_storeu_ps(out + q + 6 * s, r.u3);
+                const Radix4<Inverse> r(load(in + q), load(in + q + sm), load(in + q + 2 * sm),
+                                        load(in + q + 3 * sm));
+                store(out + q, r.y0);
+                store(out + q + 2 * s, r.u1);
+                store(out + q + 4 * s, r.u2);
+                store(out + q + 6 * s, r.u3);
             }
             continue;
         }
         // s is a multiple of 4, so w^(sp) sits in lane 0 of its block: the pairs (wr, wr) and
         // (-wi, wi) read as one double each and broadcast.
         const float* blk = tw + kBlockFloats * (s * p >> 1);
-        const __m128 flip = Inverse ? _mm_set1_ps(-0.0f) : _mm_setzero_ps();
-        const auto pair = [blk](std::size_t at) {
-            return _mm_castpd_ps(_mm_load1_pd(reinterpret_cast<const double*>(blk + at)));
-        };
-        const __m128 v1r = pair(0), v1i = _mm_xor_ps(pair(4), flip);
-        const __m128 v2r = pair(8), v2i = _mm_xor_ps(pair(12), flip);
+        using simd::load_pair_twice;
+        const F32x4 flip = conj_flip<Inverse>();
+        const F32x4 v1r = load_pair_twice(blk), v1i = load_pair_twice(blk + 4) ^ flip;
+        const F32x4 v2r = load_pair_twice(blk + 8), v2i = load_pair_twice(blk + 12) ^ flip;
         // w^3 = w w^2 with the scalar code's products: (c1r c2r - c1i c2i, c1r c2i + c1i c2r).
-        const __m128 v3r = _mm_sub_ps(_mm_mul_ps(v1r, v2r), _mm_mul_ps(v1i, v2i));
-        const __m128 v3i = _mm_add_ps(_mm_mul_ps(v1r, v2i), _mm_mul_ps(v1i, v2r));
+        const F32x4 v3r = v1r * v2r - v1i * v2i;
+        const F32x4 v3i = v1r * v2i + v1i * v2r;
 #pragma GCC unroll 2
         for (std::size_t q = 0; q < 2 * s; q += 4) {
-            const Radix4<Inverse> r(_mm_loadu_ps(in + q), _mm_loadu_ps(in + q + sm),
-                                    _mm_loadu_ps(in + q + 2 * sm), _mm_loadu_ps(in + q + 3 * sm));
-            _mm_storeu_ps(out + q, r.y0);
-            _mm_storeu_ps(out + q + 2 * s, cmul(r.u1, v1r, v1i));
-            _mm_storeu_ps(out + q + 4 * s, cmul(r.u2, v2r, v2i));
-            _mm_storeu_ps(out + q + 6 * s, cmul(r.u3, v3r, v3i));
+            const Radix4<Inverse> r(load(in + q), load(in + q + sm), load(in + q + 2 * sm),
+                                    load(in + q + 3 * sm));
+            store(out + q, r.y0);
+            store(out + q + 2 * s, cmul(r.u1, v1r, v1i));
+            store(out + q + 4 * s, cmul(r.u2, v2r, v2i));
+            store(out + q + 6 * s, cmul(r.u3, v3r, v3i));
         }
     }
 }
@@ -835,12 +825,12 @@ ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len) {
     int32_t i = 0;
     for (; i < len && (reinterpret_cast<std::uintptr_t>(pData + i) & 15) != 0; ++i)
         pData[i] *= factor;
-    const __m128 f = _mm_set1_ps(factor);
+    const simd::F32x4 f = simd::splat(factor);
     const bool prefetch = len > 0x20000;
     for (; i + 4 <= len; i += 4) {
         if (prefetch)
-            _mm_prefetch(reinterpret_cast<const char*>(pData + i + 256), _MM_HINT_NTA);
-        _mm_store_ps(pData + i, _mm_mul_ps(_mm_load_ps(pData + i), f));
+            simd::prefetch_once(pData + i + 256);
+        simd::store_aligned(pData + i, simd::load_aligned(pData + i) * f);
     }
     for (; i < len; ++i)
         pData[i] *= factor;

@@ -122,7 +122,7 @@ enum class Kernel { Scalar, Sse2 };
 // Two radix-2 butterflies at once: (a, b) in one register becomes (a + b, a - b).
 inline simd::I32x4 radix2_sse2(simd::I32x4 v) {
     using namespace simd;
-    return I32x4{_mm_unpacklo_epi64(v.v, v.v)} + negate_where(I32x4{_mm_unpackhi_epi64(v.v, v.v)}, set(0, 0, -1, -1));
+    return concat_lo(v, v) + negate_where(concat_hi(v, v), set(0, 0, -1, -1));
 }
 
 // Blocks of 4, 8 and 16 straight-line; a block's butterflies only feed its own sub-blocks (half
@@ -135,8 +135,8 @@ template <Kernel K> inline void block4(Cplx* x) {
         int32_t* p = reinterpret_cast<int32_t*>(x);
         const I32x4 a = load(p), b = load(p + 4);
         const I32x4 d = a - b;
-        const I32x4 uu{_mm_unpacklo_epi64(d.v, d.v)};
-        const I32x4 vv{_mm_shuffle_epi32(d.v, _MM_SHUFFLE(2, 3, 2, 3))};
+        const I32x4 uu = concat_lo(d, d);
+        const I32x4 vv = shuffle<3, 2, 3, 2>(d);
         store(p + 4, uu + negate_where(vv, set(0, -1, -1, 0)));
         store(p, radix2_sse2(a + b));
     } else {
@@ -152,8 +152,8 @@ inline simd::I32x4 eighth_sse2(simd::I32x4 z1z3) {
     const I32x4 in = negate_where(z1z3, set(0, 0, -1, 0));
     const I32x4 m = mul_hi(shl(in, 1), splat(0x5A82799A));
     // (M0 + M1, M1 - M0, M2 + M3, M2 - M3)
-    const I32x4 lhs{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(2, 2, 1, 0))};
-    const I32x4 rhs{_mm_shuffle_epi32(m.v, _MM_SHUFFLE(3, 3, 0, 1))};
+    const I32x4 lhs = shuffle<0, 1, 2, 2>(m);
+    const I32x4 rhs = shuffle<1, 0, 3, 3>(m);
     return lhs + negate_where(rhs, set(0, -1, 0, -1));
 }
 
@@ -164,9 +164,9 @@ inline void block8_sse2(Cplx* x) {
     const I32x4 x01 = load(p), x23 = load(p + 4), x45 = load(p + 8), x67 = load(p + 12);
     const I32x4 u = x01 - x45, tn = negate_where(swap_pairs(x23 - x67), set(0, -1, 0, -1));
     const I32x4 z1 = u + tn, z3 = u - tn; // positions 0 and 1 each
-    const I32x4 eighth = eighth_sse2(I32x4{_mm_unpackhi_epi64(z1.v, z3.v)});
-    store(p + 8, radix2_sse2(I32x4{_mm_unpacklo_epi64(z1.v, eighth.v)}));
-    store(p + 12, radix2_sse2(I32x4{_mm_unpackhi_epi64(_mm_unpacklo_epi64(z3.v, z3.v), eighth.v)}));
+    const I32x4 eighth = eighth_sse2(concat_hi(z1, z3));
+    store(p + 8, radix2_sse2(concat_lo(z1, eighth)));
+    store(p + 12, radix2_sse2(concat_hi(concat_lo(z3, z3), eighth)));
     store(p, x01 + x45);
     store(p + 4, x23 + x67);
     block4<Kernel::Sse2>(x);
@@ -203,20 +203,20 @@ inline void block16_sse2(Cplx* x, const Twiddle& w) {
         z3[h] = u - tn;
     }
     int32_t s1[4], s3[4]; // lanes 2 and 3 of each half: positions 1 and 3
-    store(s1, shl(negate_where(I32x4{_mm_unpackhi_epi64(z1[0].v, z1[1].v)}, odd), 2));
-    store(s3, shl(I32x4{_mm_unpackhi_epi64(z3[0].v, z3[1].v)}, 2));
+    store(s1, shl(negate_where(concat_hi(z1[0], z1[1]), odd), 2));
+    store(s3, shl(concat_hi(z3[0], z3[1]), 2));
     const int64_t a = s1[0], b = s1[1], d = s3[0], f = s3[1];
     const int64_t a2 = s1[2], b2 = s1[3], d2 = s3[2], f2 = s3[3];
-    const I32x4 r1{_mm_set_epi32(hi32(-w.c1 * a2 - w.s1 * b2), hi32(w.s1 * a2 - w.c1 * b2),
-                                 hi32(-w.s1 * a - w.c1 * b), hi32(w.c1 * a - w.s1 * b))};
-    const I32x4 r3{_mm_set_epi32(hi32(w.c3 * d2 - w.s3 * f2), hi32(-w.s3 * d2 - w.c3 * f2),
-                                 hi32(w.c3 * f - w.s3 * d), hi32(w.c3 * d + w.s3 * f))};
-    const I32x4 e = eighth_sse2(I32x4{_mm_unpacklo_epi64(z1[1].v, z3[1].v)});
+    const I32x4 r1 = set(hi32(w.c1 * a - w.s1 * b), hi32(-w.s1 * a - w.c1 * b),
+                         hi32(w.s1 * a2 - w.c1 * b2), hi32(-w.c1 * a2 - w.s1 * b2));
+    const I32x4 r3 = set(hi32(w.c3 * d + w.s3 * f), hi32(w.c3 * f - w.s3 * d),
+                         hi32(-w.s3 * d2 - w.c3 * f2), hi32(w.c3 * d2 - w.s3 * f2));
+    const I32x4 e = eighth_sse2(concat_lo(z1[1], z3[1]));
     // Rows 2 and 3: z1/z3 of position 0, rotated position 1, pi/4 of position 2, position 3.
-    const I32x4 row2a{_mm_unpacklo_epi64(z1[0].v, r1.v)};
-    const I32x4 row2b{_mm_unpacklo_epi64(e.v, _mm_unpackhi_epi64(r1.v, r1.v))};
-    const I32x4 row3a{_mm_unpacklo_epi64(z3[0].v, r3.v)};
-    const I32x4 row3b{_mm_unpackhi_epi64(e.v, r3.v)};
+    const I32x4 row2a = concat_lo(z1[0], r1);
+    const I32x4 row2b = concat_lo(e, concat_hi(r1, r1));
+    const I32x4 row3a = concat_lo(z3[0], r3);
+    const I32x4 row3b = concat_hi(e, r3);
     store(p + 16, row2a);
     store(p + 20, row2b);
     store(p + 24, row3a);

@@ -1,10 +1,9 @@
 // Twiddle passes of the general MDCT: a scalar reference, its SSE2 twin (same operations in the
 // same order, so the same bits), and the small DFTs of N = 12 and 36.
-#include <emmintrin.h>
-
 #include <cmath>
 
 #include "core/constexpr_math.hpp"
+#include "core/simd.hpp"
 #include "transform/mdct.hpp"
 
 namespace zem {
@@ -79,56 +78,51 @@ template <typename L> void unfold_scalar(const float* Z, float* y, const float* 
 
 // SSE2: four j at a time. Strided inputs come from two loads and one shuffle; the partner block
 // j1 = Q - 4 - j0 supplies the mirrored half of each output octet.
-inline __m128 evens(const float* p) {
-    return _mm_shuffle_ps(_mm_loadu_ps(p), _mm_loadu_ps(p + 4), _MM_SHUFFLE(2, 0, 2, 0));
-}
+using simd::F32x4;
+using simd::load;
+using simd::shuffle;
+
+inline F32x4 evens(const float* p) { return shuffle<0, 2, 0, 2>(load(p), load(p + 4)); }
 // p[7], p[5], p[3], p[1].
-inline __m128 odds_reversed(const float* p) {
-    return _mm_shuffle_ps(_mm_loadu_ps(p + 4), _mm_loadu_ps(p), _MM_SHUFFLE(1, 3, 1, 3));
-}
-inline __m128 reversed(__m128 v) { return _mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3)); }
-inline __m128 neg(__m128 v) { return _mm_xor_ps(v, _mm_set1_ps(-0.0f)); }
+inline F32x4 odds_reversed(const float* p) { return shuffle<3, 1, 3, 1>(load(p + 4), load(p)); }
 
 // Stores a0 b0 a1 b1 a2 b2 a3 b3.
-inline void store_interleaved(float* p, __m128 a, __m128 b) {
-    _mm_storeu_ps(p, _mm_unpacklo_ps(a, b));
-    _mm_storeu_ps(p + 4, _mm_unpackhi_ps(a, b));
+inline void store_interleaved(float* p, F32x4 a, F32x4 b) {
+    simd::store(p, simd::interleave_lo(a, b));
+    simd::store(p + 4, simd::interleave_hi(a, b));
 }
 
 struct Pair {
-    __m128 c, s;
+    F32x4 c, s;
 };
 inline Pair twiddles(const float* tw, int32_t j0) {
-    return {_mm_loadu_ps(tw + 2 * j0), _mm_loadu_ps(tw + 2 * j0 + 4)};
+    return {load(tw + 2 * j0), load(tw + 2 * j0 + 4)};
 }
 
 // (c a + s b, c b - s a) for four j, stored as four complex values.
-inline void rotate4(float* z, Pair w, __m128 a, __m128 b) {
-    store_interleaved(z, _mm_add_ps(_mm_mul_ps(w.c, a), _mm_mul_ps(w.s, b)),
-                      _mm_sub_ps(_mm_mul_ps(w.c, b), _mm_mul_ps(w.s, a)));
+inline void rotate4(float* z, Pair w, F32x4 a, F32x4 b) {
+    store_interleaved(z, w.c * a + w.s * b, w.c * b - w.s * a);
 }
 
 // (c re + s im, s re - c im) of four complex values.
-inline void back_rotate4(const float* Z, Pair w, __m128& a, __m128& b) {
-    const __m128 v0 = _mm_loadu_ps(Z), v1 = _mm_loadu_ps(Z + 4);
-    const __m128 re = _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m128 im = _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(3, 1, 3, 1));
-    a = _mm_add_ps(_mm_mul_ps(w.c, re), _mm_mul_ps(w.s, im));
-    b = _mm_sub_ps(_mm_mul_ps(w.s, re), _mm_mul_ps(w.c, im));
+inline void back_rotate4(const float* Z, Pair w, F32x4& a, F32x4& b) {
+    const F32x4 v0 = load(Z), v1 = load(Z + 4);
+    const F32x4 re = shuffle<0, 2, 0, 2>(v0, v1);
+    const F32x4 im = shuffle<1, 3, 1, 3>(v0, v1);
+    a = w.c * re + w.s * im;
+    b = w.s * re - w.c * im;
 }
 
 void fold_sse2(const float* x, float* z, const float* tw, int32_t n) {
     const int32_t q = n / 4, h = q / 2;
     for (int32_t j = 0; j < h; j += 4) {
-        const __m128 a =
-            _mm_sub_ps(neg(evens(x + n - q + 2 * j)), odds_reversed(x + n - q - 8 - 2 * j));
-        const __m128 b = _mm_sub_ps(odds_reversed(x + q - 8 - 2 * j), evens(x + q + 2 * j));
+        const F32x4 a = -evens(x + n - q + 2 * j) - odds_reversed(x + n - q - 8 - 2 * j);
+        const F32x4 b = odds_reversed(x + q - 8 - 2 * j) - evens(x + q + 2 * j);
         rotate4(z + 2 * j, twiddles(tw, j), a, b);
     }
     for (int32_t j = h; j < q; j += 4) {
-        const __m128 a = _mm_sub_ps(evens(x + 2 * j - q), odds_reversed(x + n - q - 8 - 2 * j));
-        const __m128 b =
-            _mm_sub_ps(neg(odds_reversed(x + n + q - 8 - 2 * j)), evens(x + q + 2 * j));
+        const F32x4 a = evens(x + 2 * j - q) - odds_reversed(x + n - q - 8 - 2 * j);
+        const F32x4 b = -odds_reversed(x + n + q - 8 - 2 * j) - evens(x + q + 2 * j);
         rotate4(z + 2 * j, twiddles(tw, j), a, b);
     }
 }
@@ -137,11 +131,11 @@ void post_sse2(const float* Z, float* X, const float* tw, int32_t n) {
     const int32_t q = n / 4;
     for (int32_t j0 = 0; j0 < q / 2; j0 += 4) {
         const int32_t j1 = q - 4 - j0;
-        __m128 e0, o0, e1, o1;
+        F32x4 e0, o0, e1, o1;
         back_rotate4(Z + 2 * j0, twiddles(tw, j0), e0, o0);
         back_rotate4(Z + 2 * j1, twiddles(tw, j1), e1, o1);
-        store_interleaved(X + 2 * j0, e0, reversed(o1));
-        store_interleaved(X + 2 * j1, e1, reversed(o0));
+        store_interleaved(X + 2 * j0, e0, simd::reverse(o1));
+        store_interleaved(X + 2 * j1, e1, simd::reverse(o0));
     }
 }
 
@@ -155,16 +149,17 @@ void pre_sse2(const float* X, float* z, const float* tw, int32_t n) {
 }
 
 void unfold_sse2(const float* Z, float* y, const float* tw, int32_t n) {
+    using simd::reverse;
     const int32_t q = n / 4;
     for (int32_t j0 = 0; j0 < q / 2; j0 += 4) {
         const int32_t j1 = q - 4 - j0;
-        __m128 a0, b0, a1, b1;
+        F32x4 a0, b0, a1, b1;
         back_rotate4(Z + 2 * j0, twiddles(tw, j0), a0, b0);
         back_rotate4(Z + 2 * j1, twiddles(tw, j1), a1, b1);
-        store_interleaved(y + 3 * q + 2 * j0, neg(a0), reversed(neg(b1)));
-        store_interleaved(y + q + 2 * j0, neg(b0), reversed(neg(a1)));
-        store_interleaved(y + q + 2 * j1, neg(b1), reversed(neg(a0)));
-        store_interleaved(y + q - 8 - 2 * j0, a1, reversed(b0));
+        store_interleaved(y + 3 * q + 2 * j0, -a0, reverse(-b1));
+        store_interleaved(y + q + 2 * j0, -b0, reverse(-a1));
+        store_interleaved(y + q + 2 * j1, -b1, reverse(-a0));
+        store_interleaved(y + q - 8 - 2 * j0, a1, reverse(b0));
     }
 }
 
