@@ -330,10 +330,10 @@ TEST(AacFilterBankKernels, OnlyLongSse2MatchesScalar) {
         std::vector<int32_t> ovScalar = ov, ovSimd = ov;
         std::vector<int16_t> pcmScalar(2048 + 16, 0x5A5A), pcmSimd(2048 + 16, 0x5A5A);
         const std::size_t o = std::size_t(offset);
-        zem::aac::only_long_scalar(X.data() + o, ovScalar.data() + o, rise.data() + o,
-                                   fall.data() + o, pcmScalar.data() + 8 + o, step);
-        zem::aac::only_long_sse2(X.data() + o, ovSimd.data() + o, rise.data() + o, fall.data() + o,
-                                 pcmSimd.data() + 8 + o, step);
+        zem::aac::kOverlapScalar.only_long(X.data() + o, ovScalar.data() + o, rise.data() + o,
+                                           fall.data() + o, pcmScalar.data() + 8 + o, step);
+        zem::aac::kOverlapSse2.only_long(X.data() + o, ovSimd.data() + o, rise.data() + o,
+                                         fall.data() + o, pcmSimd.data() + 8 + o, step);
         ASSERT_EQ(pcmScalar, pcmSimd) << "trial " << trial;
         ASSERT_EQ(ovScalar, ovSimd) << "trial " << trial;
         for (std::size_t i = 0; i < pcmSimd.size(); ++i) {

@@ -73,8 +73,9 @@ TEST(AacQuantInv, SmallMagnitudeKernelsAgree) {
                 std::vector<int32_t> a(len + 8, kCanary), b(len + 8, kCanary);
                 std::copy(src.begin(), src.end(), a.begin() + offset);
                 std::copy(src.begin(), src.end(), b.begin() + offset);
-                const int ra = zem::aac::dequantise_small_scalar(a.data() + offset, len, small);
-                const int rb = zem::aac::dequantise_small_sse2(b.data() + offset, len, small);
+                const int ra =
+                    zem::aac::kQuantScalar.dequantise_small(a.data() + offset, len, small);
+                const int rb = zem::aac::kQuantSse2.dequantise_small(b.data() + offset, len, small);
                 ASSERT_EQ(ra, at) << "length " << len;
                 ASSERT_EQ(rb, at) << "length " << len << " offset " << offset;
                 ASSERT_EQ(a, b) << "length " << len << " offset " << offset;

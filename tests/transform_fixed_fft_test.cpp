@@ -133,7 +133,7 @@ TEST(FixedFft, KernelsMatchStepByStepModel) {
     const struct {
         const char* name;
         Kernel run;
-    } kernels[] = {{"sse2", zem::zemFixedFft}, {"scalar", zem::zemFixedFftScalar}};
+    } kernels[] = {{"sse2", zem::kFixedFftSse2.forward}, {"scalar", zem::kFixedFftScalar.forward}};
     constexpr int32_t kCanary = 0x5EA1ED;
     std::mt19937 rng(zemtest::seed());
     for (const AnyTable& t : all_tables())

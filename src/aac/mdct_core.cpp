@@ -163,14 +163,14 @@ void zemAacImdctNorm_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
-    zemFixedFft(X, t.order, t.fftTwiddle, t.fftSwap);
+    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PostScale(t.order - s - 3));
 }
 
 void zemAacImdct_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
-    zemFixedFft(X, t.order, t.fftTwiddle, t.fftSwap);
+    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PlainScale{});
 }
 
@@ -178,7 +178,7 @@ void zemAacMdct_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
-    zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
+    kFixedFftSse2.forward(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
 
@@ -187,7 +187,7 @@ void zemAacMdctNorm_32s(int32_t* x, int N) {
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, PlainScale{});
     const int s = normalise(x, N);
-    zemFixedFft(x, t.order, t.fftTwiddle, t.fftSwap);
+    kFixedFftSse2.forward(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, PostScale(t.order - s - 3));
 }
 

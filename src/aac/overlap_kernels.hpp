@@ -15,4 +15,11 @@ void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, c
 void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                     int16_t* pcm, int dstStep);
 
+struct OverlapKernels {
+    void (*only_long)(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                      int16_t* pcm, int dstStep);
+};
+inline constexpr OverlapKernels kOverlapScalar = {only_long_scalar};
+inline constexpr OverlapKernels kOverlapSse2 = {only_long_sse2};
+
 } // namespace zem::aac

@@ -183,7 +183,8 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
                               }
                               int32_t* x = pSrcDst + first;
                               int i = 0;
-                              while ((i += dequantise_small_sse2(x + i, count - i, small)) < count) {
+                              while ((i += kQuantSse2.dequantise_small(x + i, count - i, small)) <
+                                     count) {
                                   const int32_t sign = x[i] >> 31;
                                   const int32_t ax = wrap_sub(x[i] ^ sign, sign);
                                   if (ax > 8191 || ax < 0) {

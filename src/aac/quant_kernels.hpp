@@ -12,4 +12,10 @@ namespace zem::aac {
 int dequantise_small_scalar(int32_t* x, int count, const int32_t* small);
 int dequantise_small_sse2(int32_t* x, int count, const int32_t* small);
 
+struct QuantKernels {
+    int (*dequantise_small)(int32_t* x, int count, const int32_t* small);
+};
+inline constexpr QuantKernels kQuantScalar = {dequantise_small_scalar};
+inline constexpr QuantKernels kQuantSse2 = {dequantise_small_sse2};
+
 } // namespace zem::aac

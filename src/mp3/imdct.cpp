@@ -210,6 +210,16 @@ void imdct_scalar(const int32_t* x, int32_t* z, int blockType) {
         z[i] = round_sat32(out[i]);
 }
 
+void imdct_pair_scalar(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType) {
+    int32_t z0[36], z1[36];
+    imdct_scalar(x0, z0, blockType);
+    imdct_scalar(x1, z1, blockType);
+    for (int i = 0; i < 36; ++i) {
+        z[2 * i] = z0[i];
+        z[2 * i + 1] = z1[i];
+    }
+}
+
 void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType) {
     using namespace simd;
     F64x2 in[18], out[36];

@@ -11,6 +11,7 @@ namespace zem::mp3 {
 // x: 18 lines; z: 36 values; blockType 0..3 (2: three short transforms).
 void imdct_scalar(const int32_t* x, int32_t* z, int blockType);
 // x0, x1: two sub-bands' lines; z: 72 values, z[2 i] of the first and z[2 i + 1] of the second.
+void imdct_pair_scalar(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType);
 void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType);
 
 // Overlap-add of a pair of sub-bands from imdct_pair_sse2's interleaved output z (72 values):
@@ -24,5 +25,16 @@ void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out);
 // (8 <= boundary <= 568): the 8 lines below it against the 8 above, rounded to integers.
 void alias_reduce_scalar(int32_t* x, int boundary);
 void alias_reduce_sse2(int32_t* x, int boundary);
+
+// The hybrid synthesis kernels side by side, for the callers, the tests and the benchmarks.
+struct HybridKernels {
+    void (*alias_reduce)(int32_t* x, int boundary);
+    void (*imdct_pair)(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType);
+    void (*overlap_pair)(const int32_t* z, int32_t* ov, int32_t* out);
+};
+inline constexpr HybridKernels kHybridScalar = {alias_reduce_scalar, imdct_pair_scalar,
+                                                overlap_pair_scalar};
+inline constexpr HybridKernels kHybridSse2 = {alias_reduce_sse2, imdct_pair_sse2,
+                                              overlap_pair_sse2};
 
 } // namespace zem::mp3

@@ -5,10 +5,20 @@
 
 #include <cstdint>
 
+#include "mp3/matrixing.hpp"
+
 namespace zem::mp3 {
 
 // v: 16 slots of 32 DCT values; pos: the current slot; sum: the 32 wrapping 32-bit sums.
 void polyphase_window_scalar(const int32_t* v, int pos, int32_t* sum);
 void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum);
+
+// The polyphase synthesis kernels (matrixing and windowing) side by side.
+struct PolyphaseKernels {
+    void (*dct32)(const int32_t* s, int32_t* a);
+    void (*window)(const int32_t* v, int pos, int32_t* sum);
+};
+inline constexpr PolyphaseKernels kPolyphaseScalar = {dct32_scalar, polyphase_window_scalar};
+inline constexpr PolyphaseKernels kPolyphaseSse2 = {dct32_sse2, polyphase_window_sse2};
 
 } // namespace zem::mp3

@@ -158,7 +158,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
         for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
             const int start = f.longB[b];
-            if (!requantise_run_sse2(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+            if (!kRequantiseSse2.run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
                 return zemStatusFailed;
         }
         return zemStatusOk;
@@ -168,7 +168,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
     if (c.mixed)
         for (int b = 0; f.longB[b] < 36; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
-            if (!requantise_run_sse2(c.spec + f.longB[b], c.scratch + f.longB[b],
+            if (!kRequantiseSse2.run(c.spec + f.longB[b], c.scratch + f.longB[b],
                                      f.longB[b + 1] - f.longB[b], e))
                 return zemStatusFailed;
         }
@@ -180,7 +180,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
             const int at = 3 * f.shortB[b] + w * width;
             const int i = short_index(c, b, w);
             const int e = sf_mag(i) * mul + c.mk[i] + base + 8 * g.subblock_gain[w];
-            if (!requantise_run_sse2(c.spec + at, c.scratch + at, width, e))
+            if (!kRequantiseSse2.run(c.spec + at, c.scratch + at, width, e))
                 return zemStatusFailed;
         }
     }

@@ -12,4 +12,10 @@ namespace zem::mp3 {
 bool requantise_run_scalar(const int32_t* src, int32_t* dst, int count, int e);
 bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e);
 
+struct RequantiseKernels {
+    bool (*run)(const int32_t* src, int32_t* dst, int count, int e);
+};
+inline constexpr RequantiseKernels kRequantiseScalar = {requantise_run_scalar};
+inline constexpr RequantiseKernels kRequantiseSse2 = {requantise_run_sse2};
+
 } // namespace zem::mp3

@@ -41,9 +41,9 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         n = 32;
     if (blockType != 2) {
         for (int j = 1; j < n || j == 1; ++j)
-            alias_reduce_sse2(pSrcXr, 18 * j);
+            kHybridSse2.alias_reduce(pSrcXr, 18 * j);
     } else if (mixedBlock && n >= 2) {
-        alias_reduce_sse2(pSrcXr, 18);
+        kHybridSse2.alias_reduce(pSrcXr, 18);
     }
     // Sub-bands below n are transformed in pairs of the same window (the normal-window pair of
     // a mixed block comes first); a partner at or above n takes zero lines, whose transform is
@@ -56,8 +56,8 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
             // ISO/IEC 11172-3: the normal window for sub-bands 0 and 1 whenever the mixed flag
             // is set, start and stop blocks included.
             const int type = mixedBlock && sb < 2 ? 0 : blockType;
-            imdct_pair_sse2(pSrcXr + 18 * sb, sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z,
-                            type);
+            kHybridSse2.imdct_pair(pSrcXr + 18 * sb,
+                                   sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z, type);
         } else {
             for (int32_t& v : z)
                 v = 0;
@@ -66,7 +66,7 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         // A partner at or above the active count stays silent and keeps its overlap.
         int32_t* ov = pOverlap + 18 * sb;
         if (sb + 1 < active) {
-            overlap_pair_sse2(z, ov, pDstY + sb);
+            kHybridSse2.overlap_pair(z, ov, pDstY + sb);
             continue;
         }
         for (int t = 0; t < 18; ++t) {
@@ -91,9 +91,9 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
         return zemStatusBadArgument;
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
-    dct32_sse2(pSrcY, pVBuffer + 32 * pos);
+    kPolyphaseSse2.dct32(pSrcY, pVBuffer + 32 * pos);
     int32_t sum[32];
-    polyphase_window_sse2(pVBuffer, pos, sum);
+    kPolyphaseSse2.window(pVBuffer, pos, sum);
     // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits.
     int16_t pcm[32];
     for (int j = 0; j < 32; j += 8)

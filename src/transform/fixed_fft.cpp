@@ -273,7 +273,8 @@ inline void exchange(Cplx* x, int a, int b) {
     x[b] = t;
 }
 
-template <Kernel K> void fixed_fft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+template <Kernel K>
+void fixed_fft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
     Cplx* x = reinterpret_cast<Cplx*>(pData);
     const int length = 1 << order;
     const int run = length / 8 - 1;

@@ -40,7 +40,8 @@ constexpr int32_t q30(double v, TwiddleRounding rounding) {
 
 } // namespace detail
 
-template <int Order, TwiddleRounding Rounding> constexpr FixedFftTable<Order> make_fixed_fft_table() {
+template <int Order, TwiddleRounding Rounding>
+constexpr FixedFftTable<Order> make_fixed_fft_table() {
     using Table = FixedFftTable<Order>;
     Table t{};
     const int n = Table::kLength;
@@ -75,5 +76,11 @@ template <int Order, TwiddleRounding Rounding> constexpr FixedFftTable<Order> ma
 // integer arithmetic of its butterflies, whatever the order in which they run.
 void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
 void zemFixedFftScalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+
+struct FixedFftKernels {
+    void (*forward)(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+};
+inline constexpr FixedFftKernels kFixedFftScalar = {zemFixedFftScalar};
+inline constexpr FixedFftKernels kFixedFftSse2 = {zemFixedFft};
 
 } // namespace zem
