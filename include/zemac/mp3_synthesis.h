@@ -41,7 +41,8 @@ ZEM_API ZemStatus zemsReQuantize_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZeroBo
 ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* pOverlap,
                                       int32_t nonZeroBound, int32_t* pPrevNumOfImdct,
                                       int32_t blockType, int32_t mixedBlock);
-/* The windowed inverse transform of one sub-band: 18 lines to 36 values (block type 0..3). */
+/* The windowed inverse transform of one sub-band: 18 lines to 36 values. Statuses:
+   zemStatusNullPointer, zemStatusBadArgument (blockType outside 0..3). */
 ZEM_API ZemStatus zemsMDCTInvWindow_MP3_32s(const int32_t* pSrc, int32_t* pDst, int32_t blockType);
 /* Polyphase synthesis of one time slot: 32 sub-band samples (Q24) to 32 PCM samples written
    at stride mode (1 or 2). pVBuffer (512 values) and *pVPosition (0..15) carry the history. */

@@ -14,6 +14,10 @@ using namespace zem;
 using namespace zem::mp3;
 
 ZEM_API ZemStatus zemsMDCTInvWindow_MP3_32s(const int32_t* pSrc, int32_t* pDst, int32_t blockType) {
+    if (any_null(pSrc, pDst))
+        return zemStatusNullPointer;
+    if (blockType < 0 || blockType > 3)
+        return zemStatusBadArgument;
     imdct_scalar(pSrc, pDst, blockType);
     return zemStatusOk;
 }
