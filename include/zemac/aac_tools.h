@@ -12,7 +12,9 @@ extern "C" {
    spectrum of the noiseless decoder holds group after group, band b of a group of L windows
    spanning (offset[b+1] - offset[b]) * L values from L * offset[b]. Per-band arrays hold one
    row of maxSfb entries per group (pSf 16-bit, pSfbCb one byte per band); M/S flags are rows
-   of 60 bytes per group. Window lengths: 1024 (one group) or 128 (1..8 groups). */
+   of 60 bytes per group. Window lengths: 1024 (one group of one window) or 128 (1..8 groups of at
+   least one window, eight windows in all); other groupings fail with
+   zemStatusAacBadWindowGroupCount. */
 
 /* Inverse quantisation in place: every value x of a band whose codebook is not 0, 13, 14 or 15
    becomes sign(x) |x|^(4/3) 2^((sf - 100) / 4) * 8. Statuses: zemStatusNullPointer;
@@ -42,8 +44,9 @@ ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDst
    codebook 13 receives noise of energy about 2^(sf/2), drawn from the generator state *pSeed.
    pSfbCb has one row per group, pSf one row of maxSfb entries per window. With one group,
    pLtpUsed[b + 1] (the layout of ltp_long_used) is cleared for each noise band b. Statuses:
-   zemStatusNullPointer, zemStatusAacBadMaxSfb, zemStatusAacBadWindowGroupCount,
-   zemStatusAacBadSampleRateIndex, zemStatusAacBadWindowLength. */
+   zemStatusNullPointer, zemStatusAacBadMaxSfb (0..51), zemStatusAacBadWindowGroupCount,
+   zemStatusAacBadSampleRateIndex, zemStatusAacBadWindowLength, then the group lengths
+   (zemStatusAacBadWindowGroupCount) and maxSfb within the band count (zemStatusAacBadMaxSfb). */
 ZEM_API ZemStatus zemsDecodePNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, const uint8_t* pSfbCb,
                                         const int16_t* pSf, int32_t maxSfb, int32_t numWinGrp,
                                         const int32_t* pWinGrpLen, int32_t sfIndex, int32_t winLen,
@@ -51,7 +54,8 @@ ZEM_API ZemStatus zemsDecodePNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, con
 
 /* The same with noise correlation in a channel pair. channel 0 stores the generator state of each
    noise band in pNoiseSeeds (8 rows of 60 states, row per group); channel 1 replays the stored
-   state on bands whose M/S flag is 1, so both channels get the same noise there. */
+   state on bands whose M/S flag is 1, so both channels get the same noise there. Both arrays are
+   required; after the checks above, channel must be 0 or 1 (zemStatusBadArgument). */
 ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, const uint8_t* pSfbCb,
                                           const int16_t* pSf, int32_t maxSfb, int32_t numWinGrp,
                                           const int32_t* pWinGrpLen, int32_t sfIndex, int32_t winLen,

@@ -48,6 +48,7 @@ typedef struct ZemVlcDecSpec {
    hole or a loop in the table) returns zemStatusFailed, with the pairs before it stored and the
    cursor unchanged.
    Statuses: zemStatusNullPointer, zemStatusVlcBadBitOffset, zemStatusContextMismatch (tag),
+   zemStatusBadSize (len negative), zemStatusBadArgument (linbits outside 0..13),
    zemStatusFailed. */
 ZEM_API ZemStatus zemsVLCDecodeEscBlock_AAC_1u16s(uint8_t** ppStream, int32_t* pBitPos,
                                                   int16_t* pDst, int32_t len,
@@ -63,7 +64,8 @@ ZEM_API ZemStatus zemsVLCDecodeUTupleEscBlock_MP3_1u16s(uint8_t** ppStream, int3
                                                         const ZemVlcDecSpec* pVlcSpec);
 
 /* Encoders: len / 2 pairs from pSrc (AAC magnitudes up to 8191), written from the cursor; the
-   bits before the cursor and after the new cursor in the last byte keep their content. */
+   bits before the cursor and after the new cursor in the last byte keep their content.
+   Statuses as the decoders' (no zemStatusFailed). */
 ZEM_API ZemStatus zemsVLCEncodeEscBlock_AAC_16s1u(const int16_t* pSrc, int32_t len,
                                                   uint8_t** ppStream, int32_t* pBitPos,
                                                   const ZemVlcEncSpec* pVlcSpec);
@@ -71,7 +73,8 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_MP3_16s1u(const int16_t* pSrc, int32_t l
                                                   uint8_t** ppStream, int32_t* pBitPos,
                                                   const ZemVlcEncSpec* pVlcSpec);
 
-/* The bits the encoders would write for the block. */
+/* The bits the encoders would write for the block. Statuses: zemStatusNullPointer,
+   zemStatusContextMismatch, zemStatusBadSize, zemStatusBadArgument, as above. */
 ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len,
                                                  int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec);
 ZEM_API ZemStatus zemsVLCCountEscBits_MP3_16s32s(const int16_t* pSrc, int32_t len, int32_t linbits,

@@ -89,6 +89,11 @@ ZemStatus check_pns(const PnsArgs& a) {
         return zemStatusAacBadSampleRateIndex;
     if (a.winLen != 128 && a.winLen != 1024)
         return zemStatusAacBadWindowLength;
+    if ((a.winLen == 1024 && a.numWinGrp != 1) ||
+        !valid_group_lengths(a.winLen, a.numWinGrp, a.winGrpLen))
+        return zemStatusAacBadWindowGroupCount;
+    if (a.maxSfb > swb_table(a.sfIndex, a.winLen).count)
+        return zemStatusAacBadMaxSfb;
     return zemStatusOk;
 }
 
@@ -138,8 +143,12 @@ ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed,
                                           uint32_t* pNoiseSeeds) {
     const PnsArgs a{pSrcDst,   pLtpUsed,   pSfbCb,  pSf,    maxSfb,
                     numWinGrp, pWinGrpLen, sfIndex, winLen, pSeed};
+    if (any_null(pMsUsedRows, pNoiseSeeds))
+        return zemStatusNullPointer;
     if (const ZemStatus st = check_pns(a); st != 0)
         return st;
+    if (channel != 0 && channel != 1)
+        return zemStatusBadArgument;
     uint32_t copy = 0;
     substitute(a, [&](int g, int b) -> uint32_t& {
         uint32_t& stored = pNoiseSeeds[g * kSeedRow + b];

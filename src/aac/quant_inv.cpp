@@ -158,7 +158,7 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
                                          const uint8_t* pSfbCb, int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcDst, pSf, pWinGrpLen, pSfbCb))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != zemStatusOk)
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, pWinGrpLen, maxSfb, sfIndex); st != zemStatusOk)
         return st;
     const SwbTable& bands = swb_table(sfIndex, winLen);
     if (maxSfb > bands.count)

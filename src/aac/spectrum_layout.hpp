@@ -21,10 +21,26 @@ inline ZemStatus check_grouping(int32_t winLen, int32_t numWinGrp) {
     return zemStatusAacBadWindowLength;
 }
 
-// Grouping, then maxSfb (0..51) and the sampling-frequency index.
-inline ZemStatus check_bands(int32_t winLen, int32_t numWinGrp, int32_t maxSfb, int32_t sfIndex) {
+// The group lengths: one window for 1024, otherwise each at least one and eight in all.
+inline bool valid_group_lengths(int32_t winLen, int32_t numWinGrp, const int32_t* winGrpLen) {
+    if (winLen == 1024)
+        return winGrpLen[0] == 1;
+    int32_t windows = 0;
+    for (int g = 0; g < numWinGrp; ++g) {
+        if (winGrpLen[g] < 1 || winGrpLen[g] > 8)
+            return false;
+        windows += winGrpLen[g];
+    }
+    return windows <= 8;
+}
+
+// Grouping and group lengths, then maxSfb (0..51) and the sampling-frequency index.
+inline ZemStatus check_bands(int32_t winLen, int32_t numWinGrp, const int32_t* winGrpLen,
+                             int32_t maxSfb, int32_t sfIndex) {
     if (const ZemStatus st = check_grouping(winLen, numWinGrp); st != zemStatusOk)
         return st;
+    if (!valid_group_lengths(winLen, numWinGrp, winGrpLen))
+        return zemStatusAacBadWindowGroupCount;
     if (maxSfb < 0 || maxSfb > 51)
         return zemStatusAacBadMaxSfb;
     if (sfIndex < 0 || sfIndex > 11)

@@ -52,7 +52,7 @@ ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcD
                                                int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcDstL, pSrcDstR, pMsUsedRows, pSfbCb, pWinGrpLen))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != 0)
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, pWinGrpLen, maxSfb, sfIndex); st != 0)
         return st;
     if (msMaskPresent != 1 && msMaskPresent != 2)
         return zemStatusAacBadMsMaskPresent;
@@ -87,7 +87,7 @@ ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDst
                                              int32_t maxSfb, int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcL, pDstR, pSf, pSfbCb, pWinGrpLen))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_bands(winLen, numWinGrp, maxSfb, sfIndex); st != 0)
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, pWinGrpLen, maxSfb, sfIndex); st != 0)
         return st;
     const SwbTable& bands = swb_table(sfIndex, winLen);
     if (maxSfb > bands.count)

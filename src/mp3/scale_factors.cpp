@@ -72,7 +72,9 @@ bool intensity_right(const ZemMp3HeaderRec& h, int32_t channel) {
 }
 
 ZemStatus check_scalars(const ZemMp3HeaderRec& h, const ZemMp3GranuleRec& g) {
-    if (h.id != 1) {
+    if (h.id != 0 && h.id != 1)
+        return zemStatusMp3BadFrameHeader;
+    if (h.id == 0) {
         if (g.scalefac_compress < 0 || g.scalefac_compress > 511)
             return zemStatusMp3BadSideInfo;
         if (h.mode_extension < 0 || h.mode_extension > 3)

@@ -116,7 +116,9 @@ ZemStatus forward16(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int
     int32_t exponent = 0;
     zemFft16Fwd(z, *static_cast<const ZemFft16Spec*>(mdct_fft(r)), &exponent);
     // The float transform's X equals 2^(e - 24 - d) times the post-twiddle products below.
-    const int32_t shift = 24 + d + scaleFactor - exponent;
+    // Clamped in 64 bits: beyond 64 either way every value flushes to 0 or saturates alike.
+    const int64_t wide = int64_t(24 + d - exponent) + scaleFactor;
+    const int32_t shift = int32_t(wide < -64 ? -64 : wide > 64 ? 64 : wide);
     for (int32_t j = 0; j < q; ++j) {
         const int64_t s = tw[2 * j], c = tw[2 * j + 1], re = z[j].re, im = z[j].im;
         pDst[2 * j] = scale_out(c * re + s * im, shift);

@@ -59,6 +59,13 @@ ZemStatus check_decoder(uint8_t** ppStream, int32_t* pBitPos, const int16_t* pDs
     return at_boundary(pSpec).tag == kDecTag ? zemStatusOk : zemStatusContextMismatch;
 }
 
+// After the records: len (values, two per pair) not negative, linbits of the MP3 tables 0..13.
+ZemStatus check_block(int32_t len, int32_t linbits = 0) {
+    if (len < 0)
+        return zemStatusBadSize;
+    return linbits >= 0 && linbits <= 13 ? zemStatusOk : zemStatusBadArgument;
+}
+
 ZemStatus check_encoder(const int16_t* pSrc, uint8_t** ppStream, int32_t* pBitPos,
                         const ZemVlcEncSpec* pSpec) {
     if (any_null(pSrc, ppStream, pBitPos, pSpec) || *ppStream == nullptr)
@@ -119,6 +126,8 @@ ZemStatus decode_aac(uint8_t** ppStream, int32_t* pBitPos, int16_t* pDst, int32_
                      const ZemVlcDecSpec* pSpec, Tuple tuple) {
     if (const ZemStatus st = check_decoder(ppStream, pBitPos, pDst, pSpec); st != zemStatusOk)
         return st;
+    if (const ZemStatus st = check_block(len); st != zemStatusOk)
+        return st;
     const ZemVlcDecSpec& s = at_boundary(pSpec);
     const int lengthBits = tuple == Tuple::Unsigned ? (s.lengthBits & 0xFF) : s.lengthBits;
     const Lookup lookup(s, lengthBits);
@@ -147,6 +156,8 @@ ZemStatus decode_aac(uint8_t** ppStream, int32_t* pBitPos, int16_t* pDst, int32_
 ZemStatus decode_mp3(uint8_t** ppStream, int32_t* pBitPos, int32_t linbits, int16_t* pDst,
                      int32_t len, const ZemVlcDecSpec* pSpec, Tuple tuple) {
     if (const ZemStatus st = check_decoder(ppStream, pBitPos, pDst, pSpec); st != zemStatusOk)
+        return st;
+    if (const ZemStatus st = check_block(len, linbits); st != zemStatusOk)
         return st;
     const ZemVlcDecSpec& s = at_boundary(pSpec);
     const Lookup lookup(s, s.lengthBits);
@@ -224,13 +235,15 @@ int magnitude(int v) { return v < 0 ? -v : v; }
 
 // Entry lengths of the clamped pairs plus extra(m) for every magnitude m at or above limit.
 template <typename Extra>
-ZemStatus count_bits(const int16_t* pSrc, int32_t len, int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec, int limit,
-                     int stride, Extra extra) {
+ZemStatus count_bits(const int16_t* pSrc, int32_t len, int32_t linbits, int32_t* pBitCount,
+                     const ZemVlcEncSpec* pVlcSpec, int limit, int stride, Extra extra) {
     if (any_null(pSrc, pBitCount, pVlcSpec))
         return zemStatusNullPointer;
     const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
     if (s.tag != kEncTag)
         return zemStatusContextMismatch;
+    if (const ZemStatus st = check_block(len, linbits); st != zemStatusOk)
+        return st;
     int32_t bits = 0;
     for (int i = 0; i + 1 < len; i += 2) {
         bits += entry(s, pSrc[i], pSrc[i + 1], limit, stride).length;
@@ -273,6 +286,8 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_AAC_16s1u(const int16_t* pSrc, int32_t l
                                                   const ZemVlcEncSpec* pVlcSpec) {
     if (const ZemStatus st = check_encoder(pSrc, ppStream, pBitPos, pVlcSpec); st != zemStatusOk)
         return st;
+    if (const ZemStatus st = check_block(len); st != zemStatusOk)
+        return st;
     const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
     BitSink out(*ppStream, *pBitPos);
     for (int i = 0; i + 1 < len; i += 2) {
@@ -297,6 +312,8 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_MP3_16s1u(const int16_t* pSrc, int32_t l
                                                   const ZemVlcEncSpec* pVlcSpec) {
     if (const ZemStatus st = check_encoder(pSrc, ppStream, pBitPos, pVlcSpec); st != zemStatusOk)
         return st;
+    if (const ZemStatus st = check_block(len, linbits); st != zemStatusOk)
+        return st;
     const ZemVlcEncSpec& s = at_boundary(pVlcSpec);
     BitSink out(*ppStream, *pBitPos);
     for (int i = 0; i + 1 < len; i += 2) {
@@ -320,10 +337,10 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_MP3_16s1u(const int16_t* pSrc, int32_t l
 
 ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len, int32_t* pBitCount,
                                                  const ZemVlcEncSpec* pVlcSpec) {
-    return count_bits(pSrc, len, pBitCount, pVlcSpec, 16, 64, [](int m) { return escape_bits(m); });
+    return count_bits(pSrc, len, 0, pBitCount, pVlcSpec, 16, 64, [](int m) { return escape_bits(m); });
 }
 
 ZEM_API ZemStatus zemsVLCCountEscBits_MP3_16s32s(const int16_t* pSrc, int32_t len, int32_t linbits,
                                                  int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec) {
-    return count_bits(pSrc, len, pBitCount, pVlcSpec, 15, 32, [linbits](int) { return linbits; });
+    return count_bits(pSrc, len, linbits, pBitCount, pVlcSpec, 15, 32, [linbits](int) { return linbits; });
 }
