@@ -505,7 +505,7 @@ ZEM_API ZemStatus zemsHuffmanEncode_MP3_32s1u(const int32_t* pSrc, uint8_t** ppS
     if (h.id != 1 || h.layer != 1 || h.sampling_frequency < 0 || h.sampling_frequency > 2)
         return zemStatusMp3BadFrameHeader;
     // The count1 region must lie inside the granule: checked so that nothing past it is read.
-    if (count1Len < 0 || count1Len > kLines - bv2)
+    if (count1Len < 0 || count1Len > kLines - bv2 || hufSize < 0)
         return zemStatusBadArgument;
 
     const Regions regions =
