@@ -24,11 +24,11 @@ run_tests() { # NAME: prints each failing test once with its output, then a summ
   log=$(mktemp)
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1800) > "$log" 2>&1
   local rc=$?
-  # A failing test's status line ends in a word other than Passed; its output follows until
+  # A failing test's status line ends in neither Passed nor Skipped; its output follows until
   # the next status line.
-  awk '/^ *[0-9]+\/[0-9]+ Test +#/ { show = ($0 !~ / Passed +[0-9.]+ sec$/) }
+  awk '/^ *[0-9]+\/[0-9]+ Test +#/ { show = ($0 !~ /(Passed|Skipped) +[0-9.]+ sec$/) }
        /tests passed, [0-9]+ tests failed/ { show = 0 }
-       show' "$log"
+       show && !/^ +Start +[0-9]+: /' "$log"
   local line total failed
   line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1)
   total=$(echo "$line" | sed -E 's/.*out of ([0-9]+).*/\1/')
