@@ -36,7 +36,7 @@ struct Arena {
     ZemAacAdtsRec adts;
     ZemAacAdifRec adif;
     ZemAacPceRec pce[2];
-    ZemMp3HeaderRec hdr;
+    ZemMp3HeaderRec hdr, hdr2; // MPEG-1, MPEG-2
     ZemMp3GranuleRec gr[4];
     int32_t scfsi[8], mainDataBegin, privateBits;
     int16_t sfbLong[6 * 23], sfbShort[6 * 14], mbp[12];
@@ -61,6 +61,8 @@ struct Fixture {
         a.hdr.id = 1;
         a.hdr.layer = 1;
         a.hdr.protection_bit = 1;
+        a.hdr2 = a.hdr;
+        a.hdr2.id = 0;
         std::memcpy(a.sfbLong, zem::mp3::kSfbLong, sizeof a.sfbLong);
         std::memcpy(a.sfbShort, zem::mp3::kSfbShort, sizeof a.sfbShort);
         const int16_t mbp[12] = {6, 0, 6, 0, 6, 0, 8, 0, 8, 0, 8, 0};
@@ -133,13 +135,13 @@ TEST(ArgumentSweep, AacElementsAndHeaders) {
             [](Arena& a) { a.chan.predSfbLimit = 1; }}});
     sweep("zemsNoiselessDecode_AAC", zemsNoiselessDecode_AAC,
           std::tuple{pp, pos, &a.main, a.s16, a.x, a.u8, a.i8, &a.chan, 0, 0, 0, 0, 2},
-          {{"windowSequence 4", 8, 4, zemStatusAacBadWindowSequence},
-           {"maxSfb 52", 9, 52, zemStatusAacBadMaxSfb},
-           {"maxSfb -1", 9, -1, zemStatusAacBadMaxSfb},
-           {"commonWindow 2", 10, 2, zemStatusAacBadCommonWindow},
+          {{"commonWindow 2", 10, 2, zemStatusAacBadCommonWindow},
+           {"windowSequence 4", 8, 4, zemStatusAacBadWindowSequence},
            {"headerSource 2", 11, 2, zemStatusAacBadHeaderSourceFlag},
            {"objectType 17", 12, 17, zemStatusAacBadObjectType},
            {"objectType -1", 12, -1, zemStatusAacBadObjectType},
+           {"maxSfb 52", 9, 52, zemStatusAacBadMaxSfb},
+           {"maxSfb -1", 9, -1, zemStatusAacBadMaxSfb},
            {"sampling_frequency_index 12", -1, 0, zemStatusAacBadSampleRateIndex,
             [](Arena& a) { a.chan.sampling_frequency_index = 12; }},
            {"pIcsOfChan null", -1, 0, zemStatusNullPointer,
@@ -159,20 +161,37 @@ TEST(ArgumentSweep, AacTools) {
     Arena& a = f.a;
     zemtest::Sweep<Arena> sweep(a, zemStatusAacBadBitOffset);
     const int32_t* gl = a.groupLen;
-    // Arguments numWinGrp, maxSfb, sfIndex and winLen at the given positions.
+    // Arguments numWinGrp, maxSfb, sfIndex and winLen at the given positions; the window length
+    // first, then the grouping, maxSfb 0..51, the sampling rate, maxSfb within the band count.
     auto spectral = [](int grp, int maxSfb, int sfi, int len) {
         return Rejects{
+            {"winLen 512", len, 512, zemStatusAacBadWindowLength},
+            {"winLen 0", len, 0, zemStatusAacBadWindowLength},
             {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
             {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
+            {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
+             [](Arena& a) { a.groupLen[0] = 2; }},
             {"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
-            {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb},
             {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
+            {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
+            {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
+            {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
+    };
+    // Noise substitution: maxSfb 0..51, the grouping, the sampling rate, the window length, the
+    // group lengths, maxSfb within the band count.
+    auto noise = [](int maxSfb, int grp, int sfi, int len) {
+        return Rejects{
+            {"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
+            {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
+            {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
+            {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
             {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
             {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
             {"winLen 512", len, 512, zemStatusAacBadWindowLength},
             {"winLen 0", len, 0, zemStatusAacBadWindowLength},
             {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
-             [](Arena& a) { a.groupLen[0] = 2; }}};
+             [](Arena& a) { a.groupLen[0] = 2; }},
+            {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
     };
     sweep("zemsQuantInv_AAC_32s_I", zemsQuantInv_AAC_32s_I,
           std::tuple{a.x, a.s16, 1, gl, 49, a.u8, 4, 1024}, spectral(2, 4, 6, 7));
@@ -185,12 +204,11 @@ TEST(ArgumentSweep, AacTools) {
     sweep("zemsDecodeIsStereo_AAC_32s", zemsDecodeIsStereo_AAC_32s,
           std::tuple{a.x, a.y, a.s16, a.u8, 1, gl, 49, 4, 1024}, spectral(4, 6, 7, 8));
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
-          std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed},
-          spectral(5, 4, 7, 8));
+          std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed}, noise(4, 5, 7, 8));
     sweep("zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8,
                      a.noiseSeeds},
-          spectral(5, 4, 7, 8));
+          noise(4, 5, 7, 8));
     // Short windows: eight groups of one window, or fewer groups of more.
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 14, 8, gl, 4, 128, &a.seed},
@@ -253,16 +271,16 @@ TEST(ArgumentSweep, AacTools) {
           {{"len 1024", 4, 1024, zemStatusBadSize}});
     sweep("zemsDeinterleaveSpectrum_AAC_32s", zemsDeinterleaveSpectrum_AAC_32s,
           std::tuple{a.x, a.y, 1, gl, 14, 4, 128},
-          {{"numWindowGroups 0", 2, 0, zemStatusAacBadWindowGroupCount},
+          {{"len 1024", 6, 1024, zemStatusAacBadWindowLength},
+           {"numWindowGroups 0", 2, 0, zemStatusAacBadWindowGroupCount},
            {"numWindowGroups 9", 2, 9, zemStatusAacBadWindowGroupCount},
+           {"maxSfb -1", 4, -1, zemStatusAacBadMaxSfb},
+           {"samplingFreqIndex 12", 5, 12, zemStatusAacBadSampleRateIndex},
+           {"maxSfb 15 (14 bands)", 4, 15, zemStatusAacBadMaxSfb},
            {"group length 0", -1, 0, zemStatusAacBadWindowGroupCount,
             [](Arena& a) { a.groupLen[0] = 0; }},
            {"groups of 9 windows", -1, 0, zemStatusAacBadWindowGroupCount,
-            [](Arena& a) { a.groupLen[0] = 9; }},
-           {"maxSfb 15 (14 bands)", 4, 15, zemStatusAacBadMaxSfb},
-           {"maxSfb -1", 4, -1, zemStatusAacBadMaxSfb},
-           {"samplingFreqIndex 12", 5, 12, zemStatusAacBadSampleRateIndex},
-           {"len 1024", 6, 1024, zemStatusAacBadWindowLength}});
+            [](Arena& a) { a.groupLen[0] = 9; }}});
 }
 
 TEST(ArgumentSweep, Mp3) {
@@ -297,46 +315,64 @@ TEST(ArgumentSweep, Mp3) {
           {{"granule 2", 6, 2, zemStatusBadArgument},
            {"granule -1", 6, -1, zemStatusBadArgument},
            {"channel 2", 7, 2, zemStatusBadArgument},
+           badId,
            {"scalefac_compress 16", -1, 0, zemStatusMp3BadSideInfo,
-            [](Arena& a) { a.gr[0].scalefac_compress = 16; }},
-           badId});
+            [](Arena& a) { a.gr[0].scalefac_compress = 16; }}});
+    const Rejects mpeg2 = {{"scalefac_compress 512", -1, 0, zemStatusMp3BadSideInfo,
+                            [](Arena& a) { a.gr[0].scalefac_compress = 512; }},
+                           {"scalefac_compress -1", -1, 0, zemStatusMp3BadSideInfo,
+                            [](Arena& a) { a.gr[0].scalefac_compress = -1; }},
+                           {"mode_extension 4", -1, 0, zemStatusMp3BadFrameHeader,
+                            [](Arena& a) { a.hdr2.mode_extension = 4; }}};
+    sweep("zemsUnpackScaleFactors_MP3_1u8s (MPEG-2)", zemsUnpackScaleFactors_MP3_1u8s,
+          std::tuple{pp, pos, a.i8, a.gr, a.scfsi, &a.hdr2, 0, 1}, mpeg2);
+    sweep("zemsPackScaleFactors_MP3_8s1u (MPEG-2)", zemsPackScaleFactors_MP3_8s1u,
+          std::tuple{a.i8, pp, pos, &a.hdr2, a.gr, a.scfsi, 0, 1}, mpeg2);
     sweep("zemsPackScaleFactors_MP3_8s1u", zemsPackScaleFactors_MP3_8s1u,
           std::tuple{a.i8, pp, pos, &a.hdr, a.gr, a.scfsi, 0, 0},
           {{"granule 2", 6, 2, zemStatusBadArgument},
            {"channel -1", 7, -1, zemStatusBadArgument},
+           badId,
            {"scalefac_compress 16", -1, 0, zemStatusMp3BadSideInfo,
-            [](Arena& a) { a.gr[0].scalefac_compress = 16; }},
-           badId});
-    const Rejects huffman = {
-        {"hufSize -1", 6, -1, zemStatusBadArgument},
-        {"hufSize above part2_3_length", 6, 1, zemStatusBadArgument},
-        bigValues,
-        blockType,
-        count1,
-        badId,
-        badLayer,
-        badFreq,
-        {"region counts summing to 21", -1, 0, zemStatusMp3BadSideInfo,
-         [](Arena& a) { a.gr[0].region0_count = 10, a.gr[0].region1_count = 11; }}};
+            [](Arena& a) { a.gr[0].scalefac_compress = 16; }}});
+    const Reject switching{"window_switching_flag 2", -1, 0, zemStatusMp3BadSideInfo,
+                           [](Arena& a) { a.gr[0].window_switching_flag = 2; }};
+    const Reject switchedLong{"window switching with block_type 0", -1, 0, zemStatusMp3BadSideInfo,
+                              [](Arena& a) { a.gr[0].window_switching_flag = 1; }};
+    const Reject regionSum{"region counts summing to 21", -1, 0, zemStatusMp3BadSideInfo,
+                           [](Arena& a) { a.gr[0].region0_count = 10, a.gr[0].region1_count = 11; }};
+    const Reject regionNeg{"region0_count -1", -1, 0, zemStatusMp3BadSideInfo,
+                           [](Arena& a) { a.gr[0].region0_count = -1; }};
+    const Reject table{"table_select 32", -1, 0, zemStatusMp3BadSideInfo,
+                       [](Arena& a) { a.gr[0].table_select[0] = 32, a.gr[0].big_values = 2; }};
+    const Rejects huffman = {{"hufSize -1", 6, -1, zemStatusBadArgument},
+                             {"hufSize above part2_3_length", 6, 1, zemStatusBadArgument},
+                             bigValues, blockType, switching, count1, badId, badLayer, badFreq,
+                             switchedLong, regionSum, regionNeg, table};
     sweep("zemsHuffmanDecodeSfb_MP3_1u32s", zemsHuffmanDecodeSfb_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0, a.sfbLong}, huffman);
     sweep("zemsHuffmanDecode_MP3_1u32s", zemsHuffmanDecode_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0}, huffman);
-    // This variant checks hufSize with the side information.
-    Rejects mbp = huffman;
-    mbp[0].want = mbp[1].want = zemStatusMp3BadSideInfo;
+    // This variant checks the id, then big_values and the block fields, the rest of the header,
+    // then count1table_select and hufSize (as side information).
+    const Rejects mbp = {badId, bigValues, blockType, switching, switchedLong, badLayer, badFreq,
+                         count1, {"hufSize -1", 6, -1, zemStatusMp3BadSideInfo},
+                         {"hufSize above part2_3_length", 6, 1, zemStatusMp3BadSideInfo},
+                         regionSum, regionNeg, table};
     sweep("zemsHuffmanDecodeSfbMbp_MP3_1u32s", zemsHuffmanDecodeSfbMbp_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0, a.sfbLong, a.sfbShort, a.mbp}, mbp);
     sweep("zemsHuffmanEncode_MP3_32s1u", zemsHuffmanEncode_MP3_32s1u,
           std::tuple{a.x, pp, pos, &a.hdr, a.gr, 0, 0},
-          {bigValues, count1, badId, badLayer, badFreq,
-           {"count1Len -4", 5, -4, zemStatusBadArgument},
+          {bigValues, regionSum, regionNeg, count1, badId,
+           {"id 0 (MPEG-2)", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
+           badLayer, badFreq, {"count1Len -4", 5, -4, zemStatusBadArgument},
            {"count1Len 580", 5, 580, zemStatusBadArgument},
            {"hufSize -1", 6, -1, zemStatusBadArgument}});
     const Rejects requantize = {
-        badId, badFreq, badMode, blockType,
+        badId, badFreq, badMode,
         {"mode_extension 4", -1, 0, zemStatusMp3BadFrameHeader,
          [](Arena& a) { a.hdr.mode_extension = 4; }},
+        blockType,
         {"non-zero bound 577", -1, 0, zemStatusBadArgument,
          [](Arena& a) { a.nonZero[1] = 577; }},
         {"non-zero bound -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.nonZero[0] = -1; }}};
@@ -377,6 +413,7 @@ TEST(ArgumentSweep, TransformMdct) {
         {"len 0", 0, 0, zemStatusBadSize},    {"len -32", 0, -32, zemStatusBadSize},
         {"len 16", 0, 16, zemStatusBadSize},  {"len 24", 0, 24, zemStatusBadSize},
         {"len 48", 0, 48, zemStatusBadSize},  {"len 2^30", 0, 1 << 30, zemStatusBadSize},
+        {"len 13", 0, 13, zemStatusBadSize},  {"len 96", 0, 96, zemStatusBadSize},
         {"len 2^31-1", 0, INT32_MAX, zemStatusBadSize}};
     sweep("zemsMDCTFwdGetSize_32f", zemsMDCTFwdGetSize_32f, std::tuple{64, s, s + 1, s + 2},
           badLen);
@@ -386,11 +423,12 @@ TEST(ArgumentSweep, TransformMdct) {
           {{"len 36", 0, 36, zemStatusBadSize},
            {"len 16", 0, 16, zemStatusBadSize},
            {"len -64", 0, -64, zemStatusBadSize}});
-    // Init rebuilds the arena's record in place; pMemInit is optional for lengths 12 and 36.
+    // Init rebuilds the arena's record in place; the 32f records check the length first.
+    const Reject lenFirst{"len 48", 1, 48, zemStatusBadSize, nullptr, true};
     sweep("zemsMDCTFwdInit_32f", zemsMDCTFwdInit_32f,
-          std::tuple{&a.fwd, 64, a.fwdMem, a.initMem}, {{"len 48", 1, 48, zemStatusBadSize}});
+          std::tuple{&a.fwd, 64, a.fwdMem, a.initMem}, {lenFirst});
     sweep("zemsMDCTInvInit_32f", zemsMDCTInvInit_32f,
-          std::tuple{&a.inv, 64, a.invMem, a.initMem}, {{"len 48", 1, 48, zemStatusBadSize}});
+          std::tuple{&a.inv, 64, a.invMem, a.initMem}, {lenFirst});
     sweep("zemsMDCTFwdInit_16s", zemsMDCTFwdInit_16s,
           std::tuple{&a.fwd16, 64, a.fwd16Mem, a.initMem}, {{"len 36", 1, 36, zemStatusBadSize}});
     sweep("zemsMDCTFwdInitAlloc_32f", zemsMDCTFwdInitAlloc_32f, std::tuple{&a.fwd, 64},
@@ -400,11 +438,13 @@ TEST(ArgumentSweep, TransformMdct) {
     sweep("zemsMDCTFwdInitAlloc_16s", zemsMDCTFwdInitAlloc_16s, std::tuple{&a.fwd16, 64},
           {{"len 36", 1, 36, zemStatusBadSize}}, kNoValidCall);
     // Records of another kind, and memory that holds no record, are context mismatches.
-    const Reject notFwd{"inverse record", -1, addr(a.inv), zemStatusContextMismatch};
-    const Reject notInv{"forward record", -1, addr(a.fwd), zemStatusContextMismatch};
-    const Reject not16{"32f record", -1, addr(a.fwd), zemStatusContextMismatch};
+    // The record (null, then tag) comes before the data pointers.
+    const Reject notFwd{"inverse record", -1, addr(a.inv), zemStatusContextMismatch, nullptr, true};
+    const Reject notInv{"forward record", -1, addr(a.fwd), zemStatusContextMismatch, nullptr, true};
+    const Reject not16{"32f record", -1, addr(a.fwd), zemStatusContextMismatch, nullptr, true};
     auto at = [](Reject r, int arg) { return r.arg = arg, r; };
-    const Reject garbage{"memory without a record", -1, addr(a.u8), zemStatusContextMismatch};
+    const Reject garbage{"memory without a record", -1, addr(a.u8), zemStatusContextMismatch,
+                         nullptr, true};
     sweep("zemsMDCTFwdFree_32f", zemsMDCTFwdFree_32f, std::tuple{a.fwd},
           {at(notFwd, 0), at(garbage, 0)});
     sweep("zemsMDCTInvFree_32f", zemsMDCTInvFree_32f, std::tuple{a.inv},

@@ -180,58 +180,6 @@ TEST(Mp3SideInfo, UnpackAndPackEveryVersionAndChannelCount) {
     }
 }
 
-TEST(Mp3SideInfo, ArgumentChecksInOrderWriteNothing) {
-    uint8_t bytes[40] = {};
-    uint8_t* p = bytes;
-    uint8_t* nullStream = nullptr;
-    ZemMp3GranuleRec g[4] = {};
-    int32_t mdb = 5, priv = 5, scfsi[8] = {};
-    const ZemMp3HeaderRec good = header(1, 0);
-    ZemMp3HeaderRec badId = good, badLayer = good, badMode = good;
-    badId.id = 2;
-    badLayer.layer = 3;
-    badMode.mode = 4;
-    struct Case {
-        uint8_t** pp;
-        ZemMp3GranuleRec* gr;
-        int32_t *mdb, *priv, *scfsi;
-        const ZemMp3HeaderRec* h;
-        ZemStatus want;
-    } const cases[] = {
-        {nullptr, g, &mdb, &priv, scfsi, &good, zemStatusNullPointer},
-        {&p, nullptr, &mdb, &priv, scfsi, &good, zemStatusNullPointer},
-        {&p, g, nullptr, &priv, scfsi, &good, zemStatusNullPointer},
-        {&p, g, &mdb, nullptr, scfsi, &good, zemStatusNullPointer},
-        {&p, g, &mdb, &priv, nullptr, &good, zemStatusNullPointer},
-        {&p, g, &mdb, &priv, scfsi, nullptr, zemStatusNullPointer},
-        {&nullStream, g, &mdb, &priv, scfsi, &badId, zemStatusNullPointer},
-        {&p, g, &mdb, &priv, scfsi, &badId, zemStatusMp3BadFrameHeader},
-        {&p, g, &mdb, &priv, scfsi, &badLayer, zemStatusMp3BadFrameHeader},
-        {&p, g, &mdb, &priv, scfsi, &badMode, zemStatusMp3BadFrameHeader},
-    };
-    for (const Case& c : cases) {
-        std::memset(bytes, 0x3C, sizeof bytes);
-        p = bytes;
-        EXPECT_EQ(zemsUnpackSideInfo_MP3(c.pp, c.gr, c.mdb, c.priv, c.scfsi, c.h), c.want);
-        EXPECT_EQ(zemsPackSideInfo_MP3(c.gr, c.pp, 1, 1, c.scfsi, c.h),
-                  c.mdb == nullptr || c.priv == nullptr ? zemStatusOk : c.want);
-        if (c.mdb == nullptr || c.priv == nullptr)
-            continue; // packing takes these by value and succeeds
-        EXPECT_EQ(p, bytes);
-        EXPECT_EQ(mdb, 5);
-        EXPECT_TRUE(zemtest::all_equal(bytes, sizeof bytes, 0x3C));
-        for (const ZemMp3GranuleRec& r : g)
-            ASSERT_EQ(r.part2_3_length, 0);
-    }
-    ZemMp3HeaderRec h;
-    EXPECT_EQ(zemsUnpackFrameHeader_MP3(nullptr, &h), zemStatusNullPointer);
-    EXPECT_EQ(zemsUnpackFrameHeader_MP3(&p, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemsUnpackFrameHeader_MP3(&nullStream, &h), zemStatusNullPointer);
-    EXPECT_EQ(zemsPackFrameHeader_MP3(nullptr, &p), zemStatusNullPointer);
-    EXPECT_EQ(zemsPackFrameHeader_MP3(&good, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemsPackFrameHeader_MP3(&good, &nullStream), zemStatusNullPointer);
-}
-
 // Window switching with block type 0 in the second record of a stereo MPEG-1 frame: what came
 // before it is stored or written, and the cursor stops on the byte it had reached.
 TEST(Mp3SideInfo, BlockTypeZeroStopsPartway) {

@@ -134,9 +134,9 @@ ZEM_API ZemStatus zemsHuffmanDecode_MP3_1u32s(uint8_t** ppStream, int32_t* pBitP
    mixed blocks L long bands plus S short-window units, (L, S) = pMbpTable[2 * row + 0..1].
    pSfbTableShort: six rows of 14 boundaries. Check order: pointers; bit offset
    (zemStatusBadArgument); id (zemStatusMp3BadFrameHeader); big_values, block_type,
-   window_switching_flag (zemStatusMp3BadSideInfo); layer, sampling_frequency
-   (zemStatusMp3BadFrameHeader); count1table_select, hufSize (zemStatusMp3BadSideInfo); then
-   region counts, table numbers and the overrun as above. */
+   window_switching_flag, window switching with block_type 0 (zemStatusMp3BadSideInfo); layer,
+   sampling_frequency (zemStatusMp3BadFrameHeader); count1table_select, hufSize
+   (zemStatusMp3BadSideInfo); then region counts, table numbers and the overrun as above. */
 ZEM_API ZemStatus zemsHuffmanDecodeSfbMbp_MP3_1u32s(
     uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst, int32_t* pNonZeroBound,
     const ZemMp3GranuleRec* pGranule, const ZemMp3HeaderRec* pHeader, int32_t hufSize,

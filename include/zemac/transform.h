@@ -51,8 +51,8 @@ ZEM_API ZemStatus zemsMDCTInvGetBufSize_32f(const ZemMdctInvSpec_32f* pSpec, int
 
 /* Forward: N samples in, N/2 coefficients out. Inverse: N/2 coefficients in, N samples out.
    pWorkBuf (GetBufSize bytes, any alignment) may be null: the call then allocates one.
-   The _I variants work in place. Statuses: zemStatusNullPointer, zemStatusContextMismatch,
-   zemStatusNoMemory. */
+   The _I variants work in place. Statuses: the record (zemStatusNullPointer, then
+   zemStatusContextMismatch) before the data pointers (zemStatusNullPointer); zemStatusNoMemory. */
 ZEM_API ZemStatus zemsMDCTFwd_32f(const float* pSrc, float* pDst, const ZemMdctFwdSpec_32f* pSpec,
                                   uint8_t* pWorkBuf);
 ZEM_API ZemStatus zemsMDCTFwd_32f_I(float* pSrcDst, const ZemMdctFwdSpec_32f* pSpec,
