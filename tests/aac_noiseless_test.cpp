@@ -259,42 +259,6 @@ TEST(AacNoiseless, StreamFailures) {
     }
 }
 
-TEST(AacNoiseless, ArgumentChecksInOrder) {
-    Outputs o(4);
-    uint8_t data[8] = {};
-    uint8_t* p = data;
-    int32_t pos = 0;
-    auto lc = [&](int commonWindow, int8_t* tns) {
-        return zemsNoiselessDecoder_LC_AAC(&p, &pos, commonWindow, &o.chan, o.sf, o.coef, o.sfbCb,
-                                           tns);
-    };
-    EXPECT_EQ(lc(0, nullptr), zemStatusNullPointer);
-    o.chan.pIcsOfChan = nullptr;
-    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusNullPointer);
-    o.chan.pIcsOfChan = &o.ics;
-    pos = 8;
-    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusAacBadBitOffset);
-    pos = 0;
-    EXPECT_EQ(lc(5, o.tnsCoef), zemStatusAacBadCommonWindow);
-    o.chan.sampling_frequency_index = 12;
-    EXPECT_EQ(lc(0, o.tnsCoef), zemStatusAacBadSampleRateIndex);
-    o.chan.sampling_frequency_index = 4;
-    o.chan.predSfbLimit = 1;
-    EXPECT_EQ(lc(0, o.tnsCoef), zemStatusAacBadPredictionLimit);
-
-    auto general = [&](ZemAacLayerMainRec* m, int ws, int maxSfb, int cw, int hs, int ot) {
-        return zemsNoiselessDecode_AAC(&p, &pos, m, o.sf, o.coef, o.sfbCb, o.tnsCoef, &o.chan, ws,
-                                       maxSfb, cw, hs, ot);
-    };
-    EXPECT_EQ(general(&o.main, 0, 0, 2, 0, 2), zemStatusAacBadCommonWindow);
-    EXPECT_EQ(general(&o.main, 4, 0, 0, 0, 2), zemStatusAacBadWindowSequence);
-    EXPECT_EQ(general(&o.main, 0, 0, 0, 2, 2), zemStatusAacBadHeaderSourceFlag);
-    EXPECT_EQ(general(&o.main, 0, 0, 0, 0, 17), zemStatusAacBadObjectType);
-    EXPECT_EQ(general(&o.main, 0, 52, 0, 0, 2), zemStatusAacBadMaxSfb);
-    EXPECT_EQ(general(nullptr, 0, 0, 0, 0, 2), zemStatusNullPointer);
-    EXPECT_EQ(p, data);
-}
-
 // The general decoder with the window information given by the caller (scalable layers): no
 // ICS info, pulse, TNS or gain-control bits, and a section beyond the band table fails with -2.
 TEST(AacNoiseless, HeaderFromCaller) {
