@@ -6,6 +6,7 @@
 
 #include "core/constexpr_math.hpp"
 #include "transform/fixed_fft.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem::aac {
 
@@ -49,9 +50,9 @@ template <int N> struct MdctTwiddles { int32_t cs[N]; };
 template <int N> constexpr MdctTwiddles<N> make_mdct_twiddles() {
     MdctTwiddles<N> t{};
     for (int m = 0; m < N / 2; ++m) {
-        const double angle = 2.0 * cmath::kPi * (m + 0.125) / (2.0 * N);
-        t.cs[2 * m] = int32_t(cmath::round_to_int(1073741824.0 * cmath::cos(angle)));
-        t.cs[2 * m + 1] = int32_t(cmath::round_to_int(1073741824.0 * cmath::sin(angle)));
+        const CosSin w = cos_sin_constexpr(m + 0.125, 2.0 * N);
+        t.cs[2 * m] = int32_t(cmath::round_to_int(1073741824.0 * w.c));
+        t.cs[2 * m + 1] = int32_t(cmath::round_to_int(1073741824.0 * w.s));
     }
     return t;
 }

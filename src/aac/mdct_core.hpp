@@ -1,6 +1,8 @@
-// The fixed-point MDCT cores of the AAC filter bank (ISO/IEC 14496-3 filter bank and block
-// switching), on N = 1024 or N = 128 coefficients through a complex FFT of N/2 points.
-// Shared by the filter bank exports and long-term prediction.
+// MDCT, AAC (32-bit fixed point): the cores of the AAC filter bank (ISO/IEC 14496-3 filter
+// bank and block switching), on N = 1024 or N = 128 coefficients through the fixed-point
+// complex FFT of N/2 points. Shared by the filter bank exports and long-term prediction. Apart
+// from the float MDCT (transform/mdct.hpp, which lists all four) because the decoder's PCM is
+// defined by these integer steps; its Q30 twiddles come from transform/twiddle.hpp.
 #pragma once
 
 #include <cstdint>

@@ -5,6 +5,7 @@
 #include "core/constexpr_math.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem::mp3 {
 namespace {
@@ -44,12 +45,12 @@ constexpr LongTables make_long_tables() {
     LongTables t{};
     for (int n = 0; n < 4; ++n)
         for (int m = 0; m < 4; ++m) {
-            t.even[m][n] = cmath::cos(2 * (m + 1) * (2 * n + 1) * kPi / 18.0);
-            t.odd[m][n] = cmath::cos((2 * m + 1) * (2 * n + 1) * kPi / 18.0);
+            t.even[m][n] = cos_sin_constexpr((m + 1) * (2 * n + 1), 18.0).c;
+            t.odd[m][n] = cos_sin_constexpr((2 * m + 1) * (2 * n + 1), 36.0).c;
         }
     for (int n = 0; n < 9; ++n)
-        t.oddScale[n] = 1.0 / (2.0 * cmath::cos((2 * n + 1) * kPi / 36.0));
-    auto scale = [](int n) { return 1.0 / (2.0 * cmath::cos((2 * n + 1) * kPi / 72.0)); };
+        t.oddScale[n] = 1.0 / (2.0 * cos_sin_constexpr(2 * n + 1, 72.0).c);
+    auto scale = [](int n) { return 1.0 / (2.0 * cos_sin_constexpr(2 * n + 1, 144.0).c); };
     for (int type : {0, 1, 3})
         for (int n = 0; n < 9; ++n) {
             auto w = [&](int i) { return 0.25 * long_window(type, i); };

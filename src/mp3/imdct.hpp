@@ -1,7 +1,9 @@
-// Alias reduction and windowed inverse transforms of Layer III sub-bands: 18 lines (Q26) to 36
-// values (Q24), computed in double precision and rounded to the nearest integer. A scalar reference
-// for one sub-band and an SSE2 version for two sub-bands of the same block type at once, with
-// identical results.
+// IMDCT, Layer III hybrid: alias reduction and windowed inverse transforms of Layer III
+// sub-bands, 18 lines (Q26) to 36 values (Q24), computed in double precision and rounded to the
+// nearest integer. A scalar reference for one sub-band and an SSE2 version for two sub-bands of
+// the same block type at once, with identical results. Apart from the other (I)MDCTs (listed in
+// transform/mdct.hpp) because 18 and 6 lines have no power-of-two FFT and the standard's double
+// precision fixes the rounding; its cosines come from transform/twiddle.hpp like their twiddles.
 #pragma once
 
 #include <cstdint>

@@ -14,6 +14,9 @@
 // decimation-in-time FFT takes it back to natural order, so no permutation pass is needed.
 // The twiddles of that FFT live where the single-precision path keeps its inner FFT record.
 // Longer chirp-z lengths convolve with the single-precision FFT.
+//
+// That double-precision pair is the library's fourth FFT (see fft.hpp): private to the DCT, with
+// its twiddles from twiddle.hpp like the others.
 #include "transform/dct_fast.hpp"
 
 #include <cmath>
@@ -25,6 +28,7 @@
 #include "core/simd.hpp"
 #include "core/state.hpp"
 #include "transform/fft.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem {
 namespace {
@@ -416,9 +420,10 @@ ZemStatus dct_init_fast(ZemDctSpec* s, uint8_t* base, uint8_t* pMemInit, bool in
         // P/2 twiddles of 16 bytes in the 8P bytes an inner FFT record of this order reserves.
         CxD* tw = reinterpret_cast<CxD*>(base + kDctHeaderBytes);
         const int64_t P = int64_t(1) << order;
-        for (int64_t i = 0; i < P / 2; ++i)
-            tw[i] = {std::cos(2.0 * kPi * double(i) / double(P)),
-                     -std::sin(2.0 * kPi * double(i) / double(P))};
+        for (int64_t i = 0; i < P / 2; ++i) {
+            const CosSin w = cos_sin(double(i), double(P));
+            tw[i] = {w.c, -w.s};
+        }
         return zemStatusOk;
     }
     ZemFftSpec* f = nullptr;

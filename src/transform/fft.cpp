@@ -20,6 +20,7 @@
 
 #include "core/simd.hpp"
 #include "core/state.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem {
 namespace {
@@ -55,12 +56,12 @@ constexpr double const_cos(double x) {
 // e^(-j 2 pi p / n) = w_N^(sp) from the same table.
 constexpr std::size_t kBlockFloats = 16;
 
-template <typename Cos, typename Sin>
-constexpr void fill_block(float* b, std::size_t p, std::size_t n, Cos cosf, Sin sinf) {
+// cs(num, den) gives the CosSin of 2 pi num / den (libm's, or the compile-time series').
+template <typename CS> constexpr void fill_block(float* b, std::size_t p, std::size_t n, CS cs) {
     for (std::size_t h = 0; h < 2; ++h)
         for (std::size_t k = 1; k <= 2; ++k) {
-            const double a = 2.0 * kPi * double(k * (p + h)) / double(n);
-            const float wr = float(cosf(a)), wi = float(-sinf(a));
+            const CosSin w = cs(double(k * (p + h)), double(n));
+            const float wr = float(w.c), wi = float(-w.s);
             float* v = b + 8 * (k - 1);
             v[2 * h] = v[2 * h + 1] = wr;
             v[4 + 2 * h] = -wi;
@@ -77,7 +78,10 @@ constexpr BuiltinTwiddles make_builtin() {
     std::size_t block = 0;
     for (std::size_t n = 8; n <= 32; n *= 2)
         for (std::size_t p = 0; p < n / 4; p += 2, ++block)
-            fill_block(t.v + kBlockFloats * block, p, n, const_cos, const_sin);
+            fill_block(t.v + kBlockFloats * block, p, n, [](double num, double den) {
+                const double a = turn_angle(num, den);
+                return CosSin{const_cos(a), const_sin(a)};
+            });
     return t;
 }
 constexpr BuiltinTwiddles kBuiltin = make_builtin();
@@ -611,17 +615,15 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
         float* tw = reinterpret_cast<float*>(base + kHeaderBytes);
         s->twiddle = tw;
         if (order <= kTableMaxOrder) {
-            auto c = [](double a) { return std::cos(a); };
-            auto sn = [](double a) { return std::sin(a); };
             for (int64_t p = 0; p < n / 4; p += 2)
                 fill_block(tw + kBlockFloats * std::size_t(p / 2), std::size_t(p), std::size_t(n),
-                           c, sn);
+                           cos_sin);
         } else {
             // Only the run of the first radix-2 stage, e^(-j*2*pi*i/N), i < N/2.
-            const double step = 2.0 * kPi / double(n);
             for (int64_t i = 0; i < n / 2; ++i) {
-                tw[2 * i] = float(std::cos(step * double(i)));
-                tw[2 * i + 1] = float(-std::sin(step * double(i)));
+                const CosSin w = cos_sin(double(i), double(n));
+                tw[2 * i] = float(w.c);
+                tw[2 * i + 1] = float(-w.s);
             }
             s->twiddleStrided = 1;
             ZemFftSpec* block = nullptr;

@@ -1,7 +1,12 @@
-// Single-precision complex FFT of length N = 2^order (order 0..28), interleaved or split data,
-// and the vector scaling helper. Every filter bank of the library computes its fast transforms
-// through this interface; specs are built once, read-only afterwards, and may be embedded in
-// the owner's state block (the size query is part of the owners' own size formulas).
+// FFT, complex float: length N = 2^order (order 0..28), interleaved or split data, and the
+// vector scaling helper. Every floating-point filter bank of the library computes its fast
+// transforms through this interface; specs are built once, read-only afterwards, and may be
+// embedded in the owner's state block (the size query is part of the owners' own size formulas).
+// The library's four FFTs: this one; the 16-bit one (fft16.hpp) and the 32-bit fixed-point one
+// (fixed_fft.hpp), whose integer results are defined to the bit by their rounding and scaling
+// and so cannot share this code; and the double-precision pair inside the DCT's chirp-z
+// convolution (dct_fast.cpp), which halves the error of two single-precision transforms. All
+// take their twiddles from twiddle.hpp and their vectors from core/simd.hpp.
 #pragma once
 
 #include <cstdint>

@@ -10,6 +10,7 @@
 #include "core/fixed.hpp"
 #include "core/state.hpp"
 #include "transform/fft.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem {
 namespace {
@@ -92,9 +93,9 @@ ZemStatus zemFft16Init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec) 
     const int64_t m = int64_t(1) << order;
     int16_t* tw = twiddles(*s);
     for (int64_t k = 0; k < m / 2; ++k) {
-        const double t = 2.0 * cmath::kPi * double(k) / double(m);
-        tw[2 * k] = q15(std::cos(t));
-        tw[2 * k + 1] = q15(-std::sin(t));
+        const CosSin w = cos_sin(double(k), double(m));
+        tw[2 * k] = q15(w.c);
+        tw[2 * k + 1] = q15(-w.s);
     }
     s->tag = kFft16Tag;
     *ppSpec = s;

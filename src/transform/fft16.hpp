@@ -1,6 +1,8 @@
-// Fixed-point complex FFT of the 16-bit MDCT: 2^order points of 32-bit data, forward, in place,
-// with Q15 twiddles and block floating point (the whole block is halved before a stage whenever
-// a value could overflow). Its spec (tag 1) has the lifecycle of the float FFT's.
+// FFT, 16-bit (block floating point), of the 16-bit MDCT: 2^order points of 32-bit data,
+// forward, in place, with Q15 twiddles and block floating point (the whole block is halved
+// before a stage whenever a value could overflow). Its spec (tag 1) has the lifecycle of the
+// float FFT's. Apart from fft.hpp because its output, halvings included, is fixed to the bit;
+// it shares the twiddle generator (twiddle.hpp) with the other FFTs.
 #pragma once
 
 #include <cstdint>

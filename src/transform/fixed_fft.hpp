@@ -1,9 +1,12 @@
-// Fixed-point complex FFT: split-radix decimation in frequency on interleaved int32 (re, im)
-// pairs, with Q30 twiddles and a byte swap table that owners build once per order. All sums
-// wrap; callers keep enough headroom.
+// FFT, 32-bit fixed point: split-radix decimation in frequency on interleaved int32 (re, im)
+// pairs, with Q30 twiddles and a byte swap table that owners build once per order, at compile
+// time. All sums wrap; callers keep enough headroom. Apart from fft.hpp and fft16.hpp because
+// the AAC filter bank's output is defined by these exact integer butterflies (no scaling, two
+// twiddle roundings); it shares the twiddle generator (twiddle.hpp) with them.
 #pragma once
 
 #include "core/constexpr_math.hpp"
+#include "transform/twiddle.hpp"
 
 #include <cstdint>
 
@@ -47,10 +50,12 @@ constexpr FixedFftTable<Order> make_fixed_fft_table() {
     const int n = Table::kLength;
     const int run = Table::kRun;
     for (int k = 1; k <= run; ++k) {
-        const double a = 2.0 * cmath::kPi * k / n;
-        t.twiddle[k - 1] = detail::q30(cmath::cos(a), Rounding);
+        // The triple angle as 3 times the rounded angle, not as 2 pi 3k / N.
+        const double a = turn_angle(k, n);
+        const CosSin w = cos_sin_constexpr(k, n);
+        t.twiddle[k - 1] = detail::q30(w.c, Rounding);
         t.twiddle[run + k - 1] = detail::q30(cmath::cos(3.0 * a), Rounding);
-        t.twiddle[2 * run + k - 1] = detail::q30(cmath::sin(a), Rounding);
+        t.twiddle[2 * run + k - 1] = detail::q30(w.s, Rounding);
         t.twiddle[3 * run + k - 1] = detail::q30(cmath::sin(3.0 * a), Rounding);
     }
     // Even indices below N/2 either pair up with their reversal or are their own reversal; the

@@ -1,4 +1,4 @@
-// General MDCT of N time samples and N/2 coefficients, n0 = N/4 + 1/2:
+// MDCT, float: N time samples and N/2 coefficients, n0 = N/4 + 1/2:
 //   X[k] = 2 sum_n x[n] cos(2pi/N (n + n0)(k + 1/2)),  y[n] = 2/N sum_k X[k] cos(...).
 // Both directions run through a complex DFT of Q = N/4 points between two twiddle passes with
 // the pairs (g sin t_j, g cos t_j), t_j = 2pi (j + 1/8) / N:
@@ -7,6 +7,12 @@
 //   inverse: the transpose, which has the same shape: z_j = conj(w_j) (X[2j] + i X[N/2-1-2j]),
 //            Z = DFT(z), u_j = conj(conj(w_j) Z_j), then u is unfolded into y.
 // with w_j = g e^(i t_j); g = sqrt(2) forward and 1/sqrt(N/2) inverse give the factors 2 and 2/N.
+// The library's four (I)MDCTs: this one (tags 55 and 56); the 16-bit forward one (mdct16.cpp),
+// the same passes in integers around the 16-bit FFT; the AAC filter bank's cores
+// (aac/mdct_core.hpp), the same fold in 32-bit fixed point around the fixed-point FFT; and the
+// Layer III hybrid IMDCTs (mp3/imdct.hpp) of 18 lines, in double precision without an FFT. The
+// integer ones are defined to the bit by their own rounding and cannot share this code; all four
+// take the angles 2 pi (j + 1/8) / N (and the Layer III cosines) from transform/twiddle.hpp.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,7 @@
-// 16-bit forward MDCT (tag 57): the fold and twiddle passes of the float transform in 32-bit
-// fixed point with Q14 twiddle pairs, around the block-floating-point FFT of fft16.
+// MDCT, 16-bit, forward (tag 57): the fold and twiddle passes of the float transform in 32-bit
+// fixed point with Q14 twiddle pairs, around the block-floating-point FFT of fft16. Apart from
+// mdct.cpp because its output is defined by those integer passes (see mdct.hpp); it shares
+// the float transform's record layout and size rules and the twiddle generator.
 // In caller memory: the record at the block rounded up to 32 bytes, the N/4 (sin, cos) pairs
 // behind it, then the 16-bit FFT spec.
 #include <cmath>
@@ -10,6 +12,7 @@
 #include "core/state.hpp"
 #include "transform/fft16.hpp"
 #include "transform/mdct.hpp"
+#include "transform/twiddle.hpp"
 #include "zemac.h"
 
 namespace zem {
@@ -38,9 +41,9 @@ ZemStatus sizes16(int32_t n, Sizes& out) {
 // (2^14 sin t_j, 2^14 cos t_j), rounded by adding 0.5 before truncation.
 void build_twiddles(int16_t* tw, int32_t n) {
     for (int32_t j = 0; j < n / 4; ++j) {
-        const double t = 2.0 * M_PI * (j + 0.125) / n;
-        tw[2 * j] = int16_t(std::trunc(16384.0 * std::sin(t) + 0.5));
-        tw[2 * j + 1] = int16_t(std::trunc(16384.0 * std::cos(t) + 0.5));
+        const CosSin w = cos_sin(j + 0.125, n);
+        tw[2 * j] = int16_t(std::trunc(16384.0 * w.s + 0.5));
+        tw[2 * j + 1] = int16_t(std::trunc(16384.0 * w.c + 0.5));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "core/constexpr_math.hpp"
 #include "core/simd.hpp"
 #include "transform/mdct.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem {
 namespace {
@@ -170,8 +171,9 @@ struct Dft9 {
 constexpr Dft9 make_dft9() {
     Dft9 t{};
     for (int r = 0; r < 9; ++r) {
-        t.re[r] = float(cmath::cos(2.0 * cmath::kPi * r / 9.0));
-        t.im[r] = float(-cmath::sin(2.0 * cmath::kPi * r / 9.0));
+        const CosSin w = cos_sin_constexpr(r, 9.0);
+        t.re[r] = float(w.c);
+        t.im[r] = float(-w.s);
     }
     return t;
 }
@@ -187,10 +189,9 @@ const MdctKernels kMdctSmall = {fold_scalar<PairLayout>, post_scalar<PairLayout>
                                 pre_scalar<PairLayout>, unfold_scalar<PairLayout>};
 
 void mdct_build_twiddles(float* tw, int32_t n, double g, bool pairLayout) {
-    const double step = 2.0 * cmath::kPi / double(n);
     for (int32_t j = 0; j < n / 4; ++j) {
-        const double t = step * (double(j) + 0.125);
-        const float s = float(g * std::sin(t)), c = float(g * std::cos(t));
+        const CosSin w = cos_sin(double(j) + 0.125, double(n));
+        const float s = float(g * w.s), c = float(g * w.c);
         const int32_t ci = pairLayout ? 2 * j + 1 : mdct_cos_index(j);
         const int32_t si = pairLayout ? 2 * j : ci + 4;
         tw[ci] = c;
