@@ -20,6 +20,7 @@
 
 #include "core/simd.hpp"
 #include "core/state.hpp"
+#include "transform/spec_lifecycle.hpp"
 #include "transform/twiddle.hpp"
 
 namespace zem {
@@ -640,16 +641,9 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
 // Runs body(work) with the caller's work buffer aligned to 32 bytes, or with one allocated for
 // the call when the record needs one and the caller gave none.
 template <typename Body> ZemStatus with_work(const ZemFftSpec* s, uint8_t* pWorkBuf, Body body) {
-    void* owned = nullptr;
-    if (s->workSize > 0 && pWorkBuf == nullptr) {
-        owned = zemAllocBytes(s->workSize + 32);
-        if (owned == nullptr)
-            return zemStatusNoMemory;
-        pWorkBuf = static_cast<uint8_t*>(owned);
-    }
-    body(pWorkBuf == nullptr ? nullptr : reinterpret_cast<float*>(align_up<32>(pWorkBuf)));
-    zemRelease(owned);
-    return zemStatusOk;
+    const int64_t bytes = s->workSize > 0 ? int64_t(s->workSize) + 32 : 0;
+    return with_work_buffer(pWorkBuf, bytes,
+                            [&](uint8_t* work) { body(reinterpret_cast<float*>(work)); });
 }
 
 template <bool Inverse>
@@ -737,40 +731,13 @@ ZemStatus zemFftInitAlloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMod
             zemFftGetBufSizes(order, scalingMode, hint, &sizeSpec, &sizeInit, &sizeWork);
         st != zemStatusOk)
         return st;
-    auto* mem = static_cast<uint8_t*>(zemAllocBytes(sizeSpec));
-    if (mem == nullptr)
-        return zemStatusNoMemory;
-    uint8_t* init = nullptr;
-    if (sizeInit > 0) {
-        init = static_cast<uint8_t*>(zemAllocBytes(sizeInit));
-        if (init == nullptr) {
-            zemRelease(mem);
-            return zemStatusNoMemory;
-        }
-    }
-    ZemFftSpec* spec = nullptr;
-    const ZemStatus st = zemFftInit(&spec, order, scalingMode, hint, mem, init);
-    zemRelease(init);
-    if (st != zemStatusOk) {
-        zemRelease(mem);
-        return st;
-    }
-    spec->allocated = 1;
-    spec->blockOffset = int32_t(reinterpret_cast<uint8_t*>(spec) - mem);
-    *ppSpec = spec;
-    return zemStatusOk;
+    return alloc_spec_block(ppSpec, sizeSpec, sizeInit,
+                            [&](ZemFftSpec** spec, uint8_t* mem, uint8_t* init) {
+                                return zemFftInit(spec, order, scalingMode, hint, mem, init);
+                            });
 }
 
-ZemStatus zemFftFree(ZemFftSpec* pSpec) {
-    if (pSpec == nullptr)
-        return zemStatusNullPointer;
-    if (pSpec->tag != kFftTagInterleaved)
-        return zemStatusContextMismatch;
-    pSpec->tag = 0;
-    if (pSpec->allocated == 1)
-        zemRelease(reinterpret_cast<uint8_t*>(pSpec) - pSpec->blockOffset);
-    return zemStatusOk;
-}
+ZemStatus zemFftFree(ZemFftSpec* pSpec) { return free_spec_block(pSpec, kFftTagInterleaved); }
 
 ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize) {
     if (pSpec == nullptr || pSize == nullptr)

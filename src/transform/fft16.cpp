@@ -10,6 +10,7 @@
 #include "core/fixed.hpp"
 #include "core/state.hpp"
 #include "transform/fft.hpp"
+#include "transform/spec_lifecycle.hpp"
 #include "transform/twiddle.hpp"
 
 namespace zem {
@@ -108,27 +109,12 @@ ZemStatus zemFft16InitAlloc(ZemFft16Spec** ppSpec, int32_t order) {
     int32_t spec = 0, init = 0, work = 0;
     if (const ZemStatus st = zemFft16GetBufSizes(order, &spec, &init, &work); st != zemStatusOk)
         return st;
-    auto* mem = static_cast<uint8_t*>(zemAllocBytes(spec));
-    if (mem == nullptr)
-        return zemStatusNoMemory;
-    ZemFft16Spec* s = nullptr;
-    zemFft16Init(&s, order, mem);
-    s->allocated = 1;
-    s->blockOffset = int32_t(reinterpret_cast<uint8_t*>(s) - mem);
-    *ppSpec = s;
-    return zemStatusOk;
+    return alloc_spec_block(ppSpec, spec, 0, [order](ZemFft16Spec** s, uint8_t* mem, uint8_t*) {
+        return zemFft16Init(s, order, mem);
+    });
 }
 
-ZemStatus zemFft16Free(ZemFft16Spec* pSpec) {
-    if (pSpec == nullptr)
-        return zemStatusNullPointer;
-    if (pSpec->tag != kFft16Tag)
-        return zemStatusContextMismatch;
-    pSpec->tag = 0;
-    if (pSpec->allocated == 1)
-        zemRelease(reinterpret_cast<uint8_t*>(pSpec) - pSpec->blockOffset);
-    return zemStatusOk;
-}
+ZemStatus zemFft16Free(ZemFft16Spec* pSpec) { return free_spec_block(pSpec, kFft16Tag); }
 
 void zemFft16Fwd(Zem32sc* x, const ZemFft16Spec& spec, int32_t* pExponent) {
     const int32_t order = spec.order;

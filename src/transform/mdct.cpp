@@ -6,6 +6,7 @@
 
 #include "core/state.hpp"
 #include "transform/mdct.hpp"
+#include "transform/spec_lifecycle.hpp"
 #include "zemac.h"
 
 namespace zem {
@@ -123,29 +124,11 @@ ZemStatus init_alloc(void** ppSpec, int32_t n, Tag tag) {
 }
 
 ZemStatus free_record(void* pSpec, Tag tag) {
-    if (pSpec == nullptr)
-        return zemStatusNullPointer;
-    auto* r = static_cast<MdctRecord*>(pSpec);
-    if (!has_tag(r, tag))
-        return zemStatusContextMismatch;
-    r->tag = 0;
-    if (r->allocated != 0) {
-        auto* owned = reinterpret_cast<MdctOwned*>(r + 1);
-        if (owned->fft != nullptr)
-            zemFftFree(static_cast<ZemFftSpec*>(owned->fft));
-        zemRelease(owned->twiddle);
-        zemRelease(r);
-    }
-    return zemStatusOk;
-}
-
-ZemStatus get_buf_size(const void* pSpec, int32_t* pSize, Tag tag) {
-    if (pSpec == nullptr || pSize == nullptr)
-        return zemStatusNullPointer;
-    if (!has_tag(pSpec, tag))
-        return zemStatusContextMismatch;
-    *pSize = static_cast<const MdctRecord*>(pSpec)->workSize;
-    return zemStatusOk;
+    return free_mdct_record(pSpec, tag, [](const MdctOwned& owned) {
+        if (owned.fft != nullptr)
+            zemFftFree(static_cast<ZemFftSpec*>(owned.fft));
+        zemRelease(owned.twiddle);
+    });
 }
 
 ZemStatus get_size(int32_t n, int32_t* pSizeSpec, int32_t* pSizeInit, int32_t* pSizeWork) {
@@ -171,34 +154,26 @@ ZemStatus transform(const float* pSrc, float* pDst, const void* pSpec, uint8_t* 
     if (pSrc == nullptr || pDst == nullptr)
         return zemStatusNullPointer;
     const auto* r = static_cast<const MdctRecord*>(pSpec);
-    void* owned = nullptr;
-    if (pWorkBuf == nullptr) {
-        owned = zemAllocBytes(r->workSize);
-        if (owned == nullptr)
-            return zemStatusNoMemory;
-        pWorkBuf = static_cast<uint8_t*>(owned);
-    }
-    const int32_t n = r->n;
-    float* z = reinterpret_cast<float*>(align_up<32>(pWorkBuf));
-    const auto* tw = static_cast<const float*>(mdct_twiddles(r));
-    const MdctKernels& k = mdct_pow2(n) ? kMdctSse2 : kMdctSmall;
-    if (Inverse)
-        k.pre(pSrc, z, tw, n);
-    else
-        k.fold(pSrc, z, tw, n);
-    if (mdct_pow2(n)) {
-        auto* zc = reinterpret_cast<Zem32fc*>(z);
-        zemFftFwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)),
-                  reinterpret_cast<uint8_t*>(z) + 4 * n);
-    } else {
-        mdct_small_dft(z, n / 4);
-    }
-    if (Inverse)
-        k.unfold(z, pDst, tw, n);
-    else
-        k.post(z, pDst, tw, n);
-    zemRelease(owned);
-    return zemStatusOk;
+    return with_work_buffer(pWorkBuf, r->workSize, [&](uint8_t* work) {
+        const int32_t n = r->n;
+        float* z = reinterpret_cast<float*>(work);
+        const auto* tw = static_cast<const float*>(mdct_twiddles(r));
+        const MdctKernels& k = mdct_pow2(n) ? kMdctSse2 : kMdctSmall;
+        if (Inverse)
+            k.pre(pSrc, z, tw, n);
+        else
+            k.fold(pSrc, z, tw, n);
+        if (mdct_pow2(n)) {
+            auto* zc = reinterpret_cast<Zem32fc*>(z);
+            zemFftFwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)), work + 4 * n);
+        } else {
+            mdct_small_dft(z, n / 4);
+        }
+        if (Inverse)
+            k.unfold(z, pDst, tw, n);
+        else
+            k.post(z, pDst, tw, n);
+    });
 }
 
 } // namespace
@@ -243,11 +218,11 @@ ZEM_API ZemStatus zemsMDCTInvFree_32f(ZemMdctInvSpec_32f* pSpec) {
 }
 
 ZEM_API ZemStatus zemsMDCTFwdGetBufSize_32f(const ZemMdctFwdSpec_32f* pSpec, int32_t* pSize) {
-    return get_buf_size(pSpec, pSize, Tag::MdctFwd32f);
+    return mdct_work_size(pSpec, pSize, Tag::MdctFwd32f);
 }
 
 ZEM_API ZemStatus zemsMDCTInvGetBufSize_32f(const ZemMdctInvSpec_32f* pSpec, int32_t* pSize) {
-    return get_buf_size(pSpec, pSize, Tag::MdctInv32f);
+    return mdct_work_size(pSpec, pSize, Tag::MdctInv32f);
 }
 
 ZEM_API ZemStatus zemsMDCTFwd_32f(const float* pSrc, float* pDst, const ZemMdctFwdSpec_32f* pSpec,

@@ -12,6 +12,7 @@
 #include "core/state.hpp"
 #include "transform/fft16.hpp"
 #include "transform/mdct.hpp"
+#include "transform/spec_lifecycle.hpp"
 #include "transform/twiddle.hpp"
 #include "zemac.h"
 
@@ -77,30 +78,14 @@ int16_t scale_out(int64_t p, int32_t shift) {
     return -shift > 16 ? (p > 0 ? INT16_MAX : INT16_MIN) : sat16(p * (int64_t(1) << -shift));
 }
 
-ZemStatus forward16(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int32_t scaleFactor,
-                    uint8_t* pWorkBuf) {
+// The transform of a block whose largest magnitude is peak (> 0), with the work area z.
+void forward16_in(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int32_t scaleFactor,
+                  int32_t peak, Zem32sc* z) {
     const int32_t n = r->n, q = n / 4, h = q / 2;
-    int32_t lo = 0, hi = 0;
-    for (int32_t i = 0; i < n; ++i) {
-        lo = std::min<int32_t>(lo, pSrc[i]);
-        hi = std::max<int32_t>(hi, pSrc[i]);
-    }
-    if (lo == 0 && hi == 0) {
-        std::memset(pDst, 0, std::size_t(n / 2) * sizeof(int16_t));
-        return zemStatusOk;
-    }
-    void* owned = nullptr;
-    if (pWorkBuf == nullptr) {
-        owned = zemAllocBytes(r->workSize);
-        if (owned == nullptr)
-            return zemStatusNoMemory;
-        pWorkBuf = static_cast<uint8_t*>(owned);
-    }
     // Inputs scaled by 2^(d + 1): peaks up to 46336, folded sums up to 92672 (17 bits).
-    const int32_t d = normalisation(std::max(-lo, hi));
+    const int32_t d = normalisation(peak);
     const int32_t up = d + 1;
     const auto* tw = static_cast<const int16_t*>(mdct_twiddles(r));
-    auto* z = reinterpret_cast<Zem32sc*>(align_up<32>(pWorkBuf));
     auto in = [&](int32_t i) { return int64_t(pSrc[i]) << up; };
     // z = 2^-4 (c a + s b) + i 2^-4 (c b - s a): below 2^27.
     for (int32_t j = 0; j < q; ++j) {
@@ -127,8 +112,24 @@ ZemStatus forward16(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int
         pDst[2 * j] = scale_out(c * re + s * im, shift);
         pDst[n / 2 - 1 - 2 * j] = scale_out(s * re - c * im, shift);
     }
-    zemRelease(owned);
-    return zemStatusOk;
+}
+
+ZemStatus forward16(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int32_t scaleFactor,
+                    uint8_t* pWorkBuf) {
+    const int32_t n = r->n;
+    int32_t lo = 0, hi = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        lo = std::min<int32_t>(lo, pSrc[i]);
+        hi = std::max<int32_t>(hi, pSrc[i]);
+    }
+    if (lo == 0 && hi == 0) {
+        std::memset(pDst, 0, std::size_t(n / 2) * sizeof(int16_t));
+        return zemStatusOk;
+    }
+    return with_work_buffer(pWorkBuf, r->workSize, [&](uint8_t* work) {
+        forward16_in(pSrc, pDst, r, scaleFactor, std::max(-lo, hi),
+                     reinterpret_cast<Zem32sc*>(work));
+    });
 }
 
 } // namespace
@@ -195,26 +196,14 @@ ZEM_API ZemStatus zemsMDCTFwdInitAlloc_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t 
 }
 
 ZEM_API ZemStatus zemsMDCTFwdFree_16s(ZemMdctFwdSpec_16s* pSpec) {
-    if (pSpec == nullptr)
-        return zemStatusNullPointer;
-    auto* r = reinterpret_cast<MdctRecord*>(pSpec);
-    if (!has_tag(r, Tag::MdctFwd16s))
-        return zemStatusContextMismatch;
-    r->tag = 0;
-    if (r->allocated != 0) {
-        zemFft16Free(static_cast<ZemFft16Spec*>(mdct_fft(r)));
-        zemRelease(r);
-    }
-    return zemStatusOk;
+    return free_mdct_record(pSpec, Tag::MdctFwd16s, [](const MdctOwned& owned) {
+        // The twiddles share the record's block.
+        zemFft16Free(static_cast<ZemFft16Spec*>(owned.fft));
+    });
 }
 
 ZEM_API ZemStatus zemsMDCTFwdGetBufSize_16s(const ZemMdctFwdSpec_16s* pSpec, int32_t* pSize) {
-    if (pSpec == nullptr || pSize == nullptr)
-        return zemStatusNullPointer;
-    if (!has_tag(pSpec, Tag::MdctFwd16s))
-        return zemStatusContextMismatch;
-    *pSize = reinterpret_cast<const MdctRecord*>(pSpec)->workSize;
-    return zemStatusOk;
+    return mdct_work_size(pSpec, pSize, Tag::MdctFwd16s);
 }
 
 ZEM_API ZemStatus zemsMDCTFwd_16s_Sfs(const int16_t* pSrc, int16_t* pDst,
