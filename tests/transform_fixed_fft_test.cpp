@@ -1,4 +1,3 @@
-#include "core/constexpr_math.hpp"
 #include "support/fixed_fft_model.hpp"
 #include "support/seed.hpp"
 #include "transform/fixed_fft.hpp"
@@ -36,21 +35,6 @@ constexpr auto kOrder8 = zem::make_fixed_fft_table<8, TwiddleRounding::AddHalf>(
 std::vector<AnyTable> all_tables() {
     return {any(kOrder2), any(kOrder3), any(kOrder4), any(kOrder5), any(kOrder6),
             any(kOrder7), any(kOrder8), any(kOrder9)};
-}
-
-TEST(ConstexprMath, MatchesLibm) {
-    for (double x = -40.0; x <= 40.0; x += 0.0137) {
-        EXPECT_NEAR(zem::cmath::sin(x), std::sin(x), 4e-16) << x;
-        EXPECT_NEAR(zem::cmath::cos(x), std::cos(x), 4e-16) << x;
-    }
-    for (double x : {1e-9, 0.5, 2.0, 3.0, 1e6, 12345.678})
-        EXPECT_DOUBLE_EQ(zem::cmath::sqrt(x), std::sqrt(x));
-    for (double x : {0.0, 0.5, 4.0, 12.6, 50.0})
-        EXPECT_NEAR(zem::cmath::bessel_i0(x) / std::cyl_bessel_i(0.0, x), 1.0, 1e-14) << x;
-    for (double x : {1.0, 8.0, 0.3, 8191.0})
-        EXPECT_NEAR(zem::cmath::cbrt(x), std::cbrt(x), 1e-15 * std::cbrt(x));
-    for (int k = -20; k <= 20; ++k)
-        EXPECT_NEAR(zem::cmath::pow2_quarter(k) / std::pow(2.0, k / 4.0), 1.0, 1e-15) << k;
 }
 
 TEST(FixedFftTables, DocumentedValues) {

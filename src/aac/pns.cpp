@@ -26,8 +26,16 @@ constexpr NoiseAmplitudes make_noise_amplitudes() {
 }
 
 constexpr NoiseAmplitudes kNoiseAmplitude = make_noise_amplitudes();
-// 2^(k/4) in Q30, k = 0..3.
-constexpr int32_t kNoiseGain[4] = {1073741824, 1276901416, 1518500250, 1805811301};
+// 2^(k/4) in Q30, k = 0..3, as the noise gains are defined: rounded, except 2^(1/4)
+// (1276901416.78), which is truncated.
+constexpr cmath::QuarterPowers<4> make_noise_gains() {
+    auto t = cmath::quarter_powers<4>(0, 1, 30, cmath::Rounding::Nearest);
+    t.v[1] = cmath::quarter_power_fixed(1, 30, cmath::Rounding::Down);
+    return t;
+}
+constexpr cmath::QuarterPowers<4> kNoiseGain = make_noise_gains();
+static_assert(kNoiseGain ==
+              cmath::QuarterPowers<4>{{1073741824, 1276901416, 1518500250, 1805811301}});
 
 uint32_t next_seed(uint32_t seed) { return seed * 1664525u + 1013904223u; }
 
@@ -61,7 +69,7 @@ void fill_noise(int32_t* v, int width, uint32_t& seed, uint16_t sf) {
     }
     // Gain 2^(sf/4): (2^(sf >> 2) gain2[sf & 3]) >> 20, held in 32 bits.
     const int shift = sf >> 2;
-    const uint64_t g64 = shift < 64 ? (uint64_t(1) << shift) * uint64_t(kNoiseGain[sf & 3]) : 0;
+    const uint64_t g64 = shift < 64 ? (uint64_t(1) << shift) * uint64_t(kNoiseGain.v[sf & 3]) : 0;
     const int32_t g = int32_t(uint32_t(g64 >> 20));
     for (int i = 0; i < width; ++i)
         v[i] = mul_hi32(g, v[i]) >> 6;

@@ -44,8 +44,11 @@ constexpr PowTables make_pow_tables() {
 
 constexpr PowTables kPow = make_pow_tables();
 
-// 2^(-r/4) in Q31 (the first saturated to the largest Q31 value).
-constexpr int32_t kInvQuarterQ31[4] = {2147483647, 1805811301, 1518500250, 1276901417};
+// 2^(-r/4) in Q31, rounded (the first saturated to the largest Q31 value).
+constexpr cmath::QuarterPowers<4> kInvQuarterQ31 =
+    cmath::quarter_powers<4>(0, -1, 31, cmath::Rounding::Nearest);
+static_assert(kInvQuarterQ31 ==
+              cmath::QuarterPowers<4>{{2147483647, 1805811301, 1518500250, 1276901417}});
 // 2^(1/3), 1, 2^(2/3) twice, in Q30/Q31, and the exponents that go with them, by the
 // normalisation count c = 1..6 of the polynomial path.
 constexpr int32_t kCbrtGain[7] = {0,          1352829926, 2147483647, 1704458900,
@@ -105,7 +108,7 @@ int32_t dequantise_large(int32_t ax, int e, int r) {
     } else {
         t = pow43_poly(ax, n);
     }
-    const int32_t v = mul_hi32(kInvQuarterQ31[r], t);
+    const int32_t v = mul_hi32(kInvQuarterQ31.v[r], t);
     const int d = n - e;
     if (d > 0)
         return d > 31 ? 0 : v >> d;

@@ -10,20 +10,16 @@ namespace {
 
 constexpr int kMsRow = 60; // bytes per group row of M/S flags
 
-// round(2^30 2^(k/4)) for k = first, first + step, ...
-template <int Count> struct QuarterPowers { int32_t v[Count]; };
+using cmath::QuarterPowers;
+using cmath::Rounding;
 
-template <int Count> constexpr QuarterPowers<Count> quarter_powers(int first, int step) {
-    QuarterPowers<Count> t{};
-    for (int i = 0; i < Count; ++i)
-        t.v[i] = int32_t(cmath::round_to_int(1073741824.0 * cmath::pow2_quarter(first + step * i)));
-    return t;
-}
-
-// Intensity gains 2^(-p/4) in Q30 for positions p = -3..7, and 2^(k/4), k = 0..3, for the
-// positions below -3.
-constexpr QuarterPowers<11> kIsGain = quarter_powers<11>(3, -1);
-constexpr QuarterPowers<4> kIsGainUp = quarter_powers<4>(0, 1);
+// Intensity gains 2^(-p/4) in Q30, rounded, for positions p = -3..7, and 2^(k/4), k = 0..3,
+// for the positions below -3.
+constexpr QuarterPowers<11> kIsGain = cmath::quarter_powers<11>(3, -1, 30, Rounding::Nearest);
+constexpr QuarterPowers<4> kIsGainUp = cmath::quarter_powers<4>(0, 1, 30, Rounding::Nearest);
+static_assert(kIsGain.starts_with({1805811301, 1518500250, 1276901417, 1073741824, 902905651,
+                                   759250125, 638450708, 536870912}));
+static_assert(kIsGainUp == QuarterPowers<4>{{1073741824, 1276901417, 1518500250, 1805811301}});
 
 int32_t shr_sign(int32_t v, int shift) { return shift >= 32 ? (v < 0 ? -1 : 0) : v >> shift; }
 

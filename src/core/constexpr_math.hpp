@@ -1,6 +1,8 @@
-// Double-precision sine, cosine, square root and the Bessel function I0 usable in constant
-// expressions, so that windows and twiddles are built at compile time (clang 14 has no
-// constexpr libm). Accurate to about one unit in the last place; a test holds them to libm.
+// The library's constant-expression maths: pi, double-precision sine, cosine (also of whole
+// fractions of a turn), square and cube roots, the Bessel function I0 and 2^(k/4) with its
+// fixed-point tables, so that windows, twiddles and power laws are built at compile time
+// (clang 14 has no constexpr libm). Accurate to about one unit in the last place; a test holds
+// them to libm.
 #pragma once
 
 #include <cstdint>
@@ -48,10 +50,14 @@ constexpr double sin(double x) {
     double r = 0.0;
     detail::reduce(x, q, r);
     switch (q & 3) {
-    case 0: return detail::sin_poly(r);
-    case 1: return detail::cos_poly(r);
-    case 2: return -detail::sin_poly(r);
-    default: return -detail::cos_poly(r);
+    case 0:
+        return detail::sin_poly(r);
+    case 1:
+        return detail::cos_poly(r);
+    case 2:
+        return -detail::sin_poly(r);
+    default:
+        return -detail::cos_poly(r);
     }
 }
 
@@ -60,10 +66,14 @@ constexpr double cos(double x) {
     double r = 0.0;
     detail::reduce(x, q, r);
     switch (q & 3) {
-    case 0: return detail::cos_poly(r);
-    case 1: return -detail::sin_poly(r);
-    case 2: return -detail::cos_poly(r);
-    default: return detail::sin_poly(r);
+    case 0:
+        return detail::cos_poly(r);
+    case 1:
+        return -detail::sin_poly(r);
+    case 2:
+        return -detail::cos_poly(r);
+    default:
+        return detail::sin_poly(r);
     }
 }
 
@@ -101,11 +111,19 @@ constexpr double bessel_i0(double x) {
 // Nearest integer, halves away from zero.
 constexpr int64_t round_to_int(double x) { return x >= 0 ? int64_t(x + 0.5) : -int64_t(-x + 0.5); }
 
-} // namespace zem::cmath
+// Cube root by Newton's iteration from the estimate g, for at most `steps` steps (fewer once
+// the iterate stops moving). Tables of n^(4/3) start each n from the root of n - 1.
+constexpr double cbrt_from(double x, double g, int steps) {
+    for (int i = 0; i < steps; ++i) {
+        const double next = g - (g * g * g - x) / (3.0 * g * g);
+        if (next == g)
+            break;
+        g = next;
+    }
+    return g;
+}
 
-namespace zem::cmath {
-
-// Cube root by Newton's iteration (x > 0).
+// Cube root (x > 0) from a power-of-two estimate.
 constexpr double cbrt(double x) {
     if (x <= 0.0)
         return 0.0;
@@ -114,14 +132,38 @@ constexpr double cbrt(double x) {
         g *= 0.5;
     while (g * g * g * 8.0 <= x)
         g *= 2.0;
-    for (int i = 0; i < 100; ++i) {
-        const double next = g - (g * g * g - x) / (3.0 * g * g);
-        if (next == g)
-            break;
-        g = next;
-    }
-    return g;
+    return cbrt_from(x, g, 100);
 }
+
+namespace detail {
+// cos of 2 pi num / den plus `quarters` quarter turns, reduced to its quadrant in integers.
+constexpr double cos_quadrant(int64_t num, int64_t den, int64_t quarters) {
+    const int64_t q = (4 * num) / den + quarters, r = (4 * num) % den;
+    if (r == 0) {
+        constexpr double kAxis[4] = {1.0, 0.0, -1.0, 0.0};
+        return kAxis[q & 3];
+    }
+    const double t = kPi / 2.0 * double(r) / double(den);
+    switch (q & 3) {
+    case 0:
+        return cmath::cos(t);
+    case 1:
+        return -cmath::sin(t);
+    case 2:
+        return -cmath::cos(t);
+    default:
+        return cmath::sin(t);
+    }
+}
+} // namespace detail
+
+// cos and sin of 2 pi num / den (num >= 0, den > 0) with the angle reduced to its quadrant in
+// integers, so that quarter turns are exact: cos of a quarter turn is +0, where cos of the
+// double nearest pi/2 is 6e-17. Inside the first quadrant the angle is the double nearest
+// 2 pi num / den, as 2.0 * kPi * num / den forms it.
+constexpr double cos_turn(int64_t num, int64_t den) { return detail::cos_quadrant(num, den, 0); }
+// sin x = cos(x - pi/2): three quarter turns on.
+constexpr double sin_turn(int64_t num, int64_t den) { return detail::cos_quadrant(num, den, 3); }
 
 // 2^(k/4) for an integer k.
 constexpr double pow2_quarter(int k) {
@@ -132,6 +174,38 @@ constexpr double pow2_quarter(int k) {
     for (int i = 0; i < (k < 0 ? -k : k) % 4; ++i)
         v *= root;
     return k < 0 ? 1.0 / v : v;
+}
+
+// How a fixed-point table entry leaves the real value: truncated or to the nearest integer.
+enum class Rounding { Down, Nearest };
+
+// 2^(k/4) with `frac` fractional bits, rounded as asked; 2^31 and more are held as 2^31 - 1
+// (2^0 in Q31).
+constexpr int32_t quarter_power_fixed(int k, int frac, Rounding rounding) {
+    const double v = double(int64_t(1) << frac) * pow2_quarter(k);
+    const int64_t i = rounding == Rounding::Nearest ? round_to_int(v) : int64_t(v);
+    return i > INT32_MAX ? INT32_MAX : int32_t(i);
+}
+
+template <int Count> struct QuarterPowers {
+    int32_t v[Count];
+    constexpr bool operator==(const QuarterPowers&) const = default;
+    // True when the table begins with the M values w.
+    template <int M> constexpr bool starts_with(const int32_t (&w)[M]) const {
+        for (int i = 0; i < M; ++i)
+            if (v[i] != w[i])
+                return false;
+        return M <= Count;
+    }
+};
+
+// 2^(k/4) for k = first, first + step, ... (Count entries) with `frac` fractional bits.
+template <int Count>
+constexpr QuarterPowers<Count> quarter_powers(int first, int step, int frac, Rounding rounding) {
+    QuarterPowers<Count> t{};
+    for (int i = 0; i < Count; ++i)
+        t.v[i] = quarter_power_fixed(first + step * i, frac, rounding);
+    return t;
 }
 
 } // namespace zem::cmath

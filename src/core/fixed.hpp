@@ -38,6 +38,12 @@ inline int32_t round_sat32(double v) {
     return int32_t((v + kShifter) - kShifter);
 }
 
+// ceil(x / 18) and floor((x + 8) / 18), counts of 18-line MP3 sub-bands reached by x lines
+// (0 <= x <= 576), without a division: 3641 / 2^16 is 1/18 + 1/(9 2^16), and the added
+// constants lie just above 17/18 and 8/18 of 2^16, so both are exact up to x = 32759.
+constexpr int32_t ceil_div18(int32_t x) { return (x * 3641 + 61897) >> 16; }
+constexpr int32_t nearest_div18(int32_t x) { return (x * 3641 + 29128) >> 16; }
+
 // Shift right by s >= 1 with rounding half up: (v + 2^(s-1)) >> s, in 64 bits.
 constexpr int64_t round_shr(int64_t v, int s) { return (v + (int64_t(1) << (s - 1))) >> s; }
 

@@ -27,12 +27,7 @@ constexpr Pow43 make_pow43() {
     Pow43 t{};
     double root = 1.0;
     for (int n = 1; n <= kMaxQuantised; ++n) {
-        for (int i = 0; i < 8; ++i) {
-            const double next = root - (root * root * root - n) / (3.0 * root * root);
-            if (next == root)
-                break;
-            root = next;
-        }
+        root = cmath::cbrt_from(n, root, 8);
         t.v[n] = uint32_t(n * root * 16384.0 + 0.5);
     }
     return t;
@@ -41,13 +36,22 @@ constexpr Pow43 make_pow43() {
 constexpr Pow43 kPow43 = make_pow43();
 static_assert(kPow43.v[1] == 16384 && kPow43.v[2] == 41285 && kPow43.v[8206] == 2711826848u);
 
-// 2^(k/4) in Q30, truncated.
-constexpr uint32_t kQuarter[4] = {1073741824, 1276901416, 1518500249, 1805811301};
+using cmath::QuarterPowers;
+using cmath::Rounding;
+
+// 2^(k/4), k = 0..3, in Q30, truncated.
+constexpr QuarterPowers<4> kQuarter = cmath::quarter_powers<4>(0, 1, 30, Rounding::Down);
+static_assert(kQuarter == QuarterPowers<4>{{1073741824, 1276901416, 1518500249, 1805811301}});
 constexpr int kPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
 // MPEG-1 intensity ratios tan(p pi/12) / (1 + tan(p pi/12)) and MPEG-2 factors 2^(-k/4), Q31.
 constexpr int32_t kIsRatio[7] = {0,          453816693,  786033569, 1073741824,
                                  1361450079, 1693666955, 2147483647};
-constexpr int32_t kIsFactor[4] = {2147483647, 1805811301, 1518500250, 1276901417};
+constexpr QuarterPowers<4> kIsFactor = cmath::quarter_powers<4>(0, -1, 31, Rounding::Nearest);
+static_assert(kIsFactor == QuarterPowers<4>{{2147483647, 1805811301, 1518500250, 1276901417}});
+
+// The marker of an M/S band: markers add to the exponent e, whose steps are 2^(-1/4), so two
+// steps carry the 1/sqrt(2) of M/S decoding.
+constexpr uint8_t kMsMarker = 2;
 
 constexpr int floor_div4(int v) { return v >= 0 ? v / 4 : -((-v + 3) / 4); }
 
@@ -57,11 +61,14 @@ struct RunScale {
     int s;
 };
 
+// A value is n^(4/3) 2^(-e/4) with 2^(-e/4) = 2^floor(-e/4) 2^(k/4), k = -e mod 4. The Q14
+// table times the Q30 multiplier is Q44, and the Q26 result takes 2^floor(-e/4) with it: a
+// right shift by 44 - 26 - floor(-e/4).
 constexpr RunScale run_scale(int e) {
     const int shift = 18 - floor_div4(-e);
     if (shift >= 64)
         return {0, 0};
-    return {kQuarter[((-e) % 4 + 4) % 4], shift};
+    return {uint64_t(kQuarter.v[((-e) % 4 + 4) % 4]), shift};
 }
 
 // The largest magnitude that does not saturate, by exponent from the lowest a granule can
@@ -100,7 +107,7 @@ struct Channel {
     int32_t* spec;
     int32_t* bound;
     const int8_t* sf;
-    uint8_t mk[40];
+    uint8_t mk[40]; // band markers by scale-factor index: 0 or kMsMarker
     bool isShort, mixed;
     int first;  // first short band (3 for mixed blocks)
     int sfBase; // scale-factor index of the first short band, window 0
@@ -213,7 +220,7 @@ ZemStatus intensity(const Frame& f, const Channel& right, int32_t* L, int32_t* R
     }
     const int k = ((p + 1) / 2) << (right.g->scalefac_compress & 1);
     for (int i = 0; i < count; ++i) {
-        const int32_t scaled = scale_q31(L[i], kIsFactor[k % 4]) >> (k / 4 > 31 ? 31 : k / 4);
+        const int32_t scaled = scale_q31(L[i], kIsFactor.v[k % 4]) >> (k / 4 > 31 ? 31 : k / 4);
         if (p & 1) {
             R[i] = L[i];
             L[i] = scaled;
@@ -273,11 +280,11 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
         longStart = intensity_start(L, R, f);
         if (f.ms)
             for (int b = 0; b < longStart; ++b)
-                L.mk[b] = R.mk[b] = 2;
+                L.mk[b] = R.mk[b] = kMsMarker;
         if (f.ms && f.is)
             for (int b = longStart; b < longLimit; ++b)
                 if (illegal_position(f, long_position(f, R, b, longStart)))
-                    L.mk[b] = 2;
+                    L.mk[b] = kMsMarker;
     }
     int winStart[3] = {}, winEnd[3] = {};
     if (shortPart)
@@ -289,10 +296,10 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
             for (int b = L.first; b < winEnd[w]; ++b) {
                 const int i = short_index(L, b, w);
                 if (f.ms && b < winStart[w])
-                    L.mk[i] = R.mk[i] = 2;
+                    L.mk[i] = R.mk[i] = kMsMarker;
                 else if (f.ms && f.is && b >= winStart[w] &&
                          illegal_position(f, short_position(f, R, b, w, winStart[w])))
-                    L.mk[i] = 2;
+                    L.mk[i] = kMsMarker;
             }
         }
     for (Channel* c : {&L, &R})
@@ -345,7 +352,7 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
 // Short-block lines into sub-band order: line j of window w to 18 (j / 6) + 6 w + j % 6.
 void reorder(Channel& c, const Frame& f) {
     const int firstLine = c.mixed ? f.shortB[c.first] : 0;
-    const int end = 18 * ((*c.bound * 3641 + 61897) >> 16);
+    const int end = 18 * ceil_div18(*c.bound);
     const int lines = end / 3;
     if (c.mixed)
         for (int i = 0; i < 36; ++i)

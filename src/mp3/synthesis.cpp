@@ -35,11 +35,11 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         return zemStatusBadArgument;
     int n;
     if (blockType == 2) {
-        n = (nonZeroBound * 3641 + 61897) >> 16;
+        n = ceil_div18(nonZeroBound);
         if (mixedBlock && n < 2)
             n = 2;
     } else {
-        n = ((nonZeroBound * 3641 + 29128) >> 16) + 1;
+        n = nearest_div18(nonZeroBound) + 1; // the alias butterflies reach into the next sub-band
     }
     if (n > 32)
         n = 32;

@@ -20,7 +20,7 @@ static_assert(sizeof(ZemDctSpec) <= 64);
 constexpr int32_t kDirectMax = 46; // lengths below this that are not powers of two: direct sums
 constexpr int64_t kPow2Max = 0x0FFFFFFF;
 constexpr int64_t kOtherMax = 0x01FFFFFF;
-constexpr double kPi = 3.14159265358979323846;
+using cmath::kPi;
 
 constexpr bool is_pow2(int64_t n) { return (n & (n - 1)) == 0; }
 

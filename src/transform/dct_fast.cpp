@@ -33,7 +33,7 @@
 namespace zem {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using cmath::kPi;
 constexpr int32_t kDoubleMaxOrder = 15; // chirp-z convolutions in double up to 2^15 points
 
 template <typename T> struct Complex { T re, im; };

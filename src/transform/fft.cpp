@@ -34,22 +34,6 @@ constexpr int32_t kSmallMaxOrder = 5;
 constexpr int32_t kTableMaxOrder = 15;
 constexpr int32_t kLargeBlockOrder = 12; // the Stockham blocks of the large orders
 
-// sin and cos of x in [0, pi) by their Taylor series around pi/2 or 0 (enough terms for
-// double precision); only used to build the constant twiddles of the small orders.
-constexpr double taylor_sin(double x) {
-    double term = x, sum = x;
-    for (int k = 1; k < 30; ++k) {
-        term *= -x * x / ((2 * k) * (2 * k + 1));
-        sum += term;
-    }
-    return sum;
-}
-constexpr double kPi = 3.14159265358979323846;
-constexpr double const_sin(double x) { return x > kPi / 2 ? taylor_sin(kPi - x) : taylor_sin(x); }
-constexpr double const_cos(double x) {
-    return x > kPi / 2 ? -taylor_sin(x - kPi / 2) : taylor_sin(kPi / 2 - x);
-}
-
 // ---- twiddle table of the Stockham kernels ---------------------------------------------------
 // For N = 2^order: N/8 blocks of 16 floats, block b serving p = 2b and 2b + 1 of the first
 // stage in the form its SSE2 code multiplies with: (wr, wr, wr', wr'), (-wi, wi, -wi', wi') for
@@ -70,7 +54,8 @@ template <typename CS> constexpr void fill_block(float* b, std::size_t p, std::s
         }
 }
 
-// Orders 3, 4, 5 at blocks 0, 1 and 3.
+// Orders 3, 4, 5 at blocks 0, 1 and 3, from the compile-time cosine and sine with exact quarter
+// turns (w = -j is exactly -j in these orders).
 struct BuiltinTwiddles {
     alignas(16) float v[7 * kBlockFloats];
 };
@@ -80,8 +65,8 @@ constexpr BuiltinTwiddles make_builtin() {
     for (std::size_t n = 8; n <= 32; n *= 2)
         for (std::size_t p = 0; p < n / 4; p += 2, ++block)
             fill_block(t.v + kBlockFloats * block, p, n, [](double num, double den) {
-                const double a = turn_angle(num, den);
-                return CosSin{const_cos(a), const_sin(a)};
+                return CosSin{cmath::cos_turn(int64_t(num), int64_t(den)),
+                              cmath::sin_turn(int64_t(num), int64_t(den))};
             });
     return t;
 }
