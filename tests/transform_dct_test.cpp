@@ -189,8 +189,8 @@ TEST(TransformDct, LongChirpLengthsAtSampledOutputs) {
         }
 }
 
-// The two double-precision FFT kernels of the chirp-z convolution: identical bits, and the
-// pair returns P times its input.
+// The two double-precision FFT kernels of the chirp-z convolution: identical bits, nothing
+// written past the P values, and the pair returns P times its input.
 TEST(TransformDct, ChirpFftKernelsAgreeAndInvert) {
     const unsigned seed = zemtest::seed();
     for (int32_t order : {1, 2, 5, 10}) {
@@ -202,13 +202,16 @@ TEST(TransformDct, ChirpFftKernelsAgreeAndInvert) {
         }
         std::mt19937 rng(seed + order);
         std::uniform_real_distribution<double> u(-1.0, 1.0);
-        alignas(16) double x[2048], a[2048], b[2048];
-        for (int32_t i = 0; i < 2 * P; ++i)
-            x[i] = a[i] = b[i] = u(rng);
+        constexpr double kCanary = -7.25;
+        alignas(16) double x[2050], a[2050], b[2050];
+        for (int32_t i = 0; i < 2 * P + 2; ++i)
+            x[i] = a[i] = b[i] = i < 2 * P ? u(rng) : kCanary;
         for (const bool inverse : {false, true}) {
             (inverse ? kChirpFftScalar.inverse : kChirpFftScalar.forward)(a, P, tw.data());
             (inverse ? kChirpFftSse2.inverse : kChirpFftSse2.forward)(b, P, tw.data());
-            ASSERT_EQ(std::memcmp(a, b, sizeof(double) * 2 * P), 0) << order << " " << inverse;
+            ASSERT_EQ(std::memcmp(a, b, sizeof(double) * (2 * P + 2)), 0)
+                << order << " " << inverse;
+            ASSERT_TRUE(b[2 * P] == kCanary && b[2 * P + 1] == kCanary) << order << " " << inverse;
         }
         for (int32_t i = 0; i < 2 * P; ++i)
             ASSERT_NEAR(a[i] / P, x[i], 1e-14) << order << " " << i;
