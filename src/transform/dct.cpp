@@ -31,7 +31,7 @@ struct DctSizes {
 
 // Sizes of the real-input transform of 2^p points (a complex FFT of 2^(p-1) points).
 DctSizes real_fft_sizes(int32_t p) {
-    if (p <= 4)
+    if (p <= 4) // as the record of a complex FFT of order 0..5: a header only
         return {true, 116, 0, 0};
     int64_t s = 0, i = 0, w = 0;
     if (p >= 7) {
@@ -39,9 +39,11 @@ DctSizes real_fft_sizes(int32_t p) {
         s = c.spec;
         w = c.work;
     }
+    // 4n is a multiple of 64 here, so the roundings leave 4n (a float per point) and, from
+    // p = 19 on, 16n + 16384 (16446 = 16384 + 62); 128 bytes of header and alignment follow.
     const int64_t n = int64_t(1) << p;
     s += (p >= 19 ? ((16 * n + 16446) & ~int64_t(63)) : ((4 * n + 62) & ~int64_t(63))) + 128;
-    i = p < 11 ? 0 : a32(n + 4) + 32;
+    i = p < 11 ? 0 : a32(n + 4) + 32; // the quarter-wave sine table, n/4 + 1 floats, aligned
     if (w > 0)
         w += 32;
     return {true, s, i, w};
@@ -50,16 +52,16 @@ DctSizes real_fft_sizes(int32_t p) {
 // The documented byte counts in 64 bits; lengths whose counts leave int32 are refused.
 DctSizes dct_sizes(int64_t n) {
     DctSizes s{};
-    if (is_pow2(n) && n <= 8)
+    if (is_pow2(n) && n <= 8) // the record alone: the small kernels need no tables
         return {true, 100, 0, 0};
     if (is_pow2(n)) {
         if (n > kPow2Max)
             return {};
         s = real_fft_sizes(log2_ceil(n));
-        s.spec += 4 * n;
+        s.spec += 4 * n; // a float per point in the record and in the work buffer
         s.work += 4 * n;
     } else if (n < kDirectMax) {
-        s = {true, 16 * n, 0, 4 * n};
+        s = {true, 16 * n, 0, 4 * n}; // the 4n-float cosine table; the scaled input
     } else {
         if (n > kOtherMax)
             return {};
@@ -67,8 +69,10 @@ DctSizes dct_sizes(int64_t n) {
         int32_t sp = 0, si = 0, sw = 0;
         zemFftGetBufSizes(log2_ceil(2 * L - 1), FftNoScale, 0, &sp, &si, &sw);
         const int64_t P = int64_t(1) << log2_ceil(2 * L - 1);
+        // 8 bytes per complex float: three L-point tables and the P-point chirp filter.
         s = {true, sp + 8 * (3 * L + P), si > sw ? si : sw, sw + 8 * P};
     }
+    // The record header, and 32 bytes by which each caller's block may be rounded up.
     s.spec += 128;
     if (s.init > 0)
         s.init += 32;
