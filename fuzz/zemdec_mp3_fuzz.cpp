@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const zemdec::Buffer in = zemdec::make_buffer(data, size);
-    const zemdec::PcmOutput out{[](const zemdec::AacStreamFormat&) {},
+    const zemdec::PcmOutput out{[](const zemdec::StreamFormat&) {},
                                 [](const int16_t*, std::size_t) {}};
     zemdec::decode_mp3(in, out, {}, nullptr);
     return 0;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "aac_info.hpp"
+#include "aac_layout.hpp"
 #include "scan.hpp"
 #include "zemac.h"
 
@@ -348,9 +349,9 @@ void Decoder::conceal() {
         emit(none);
 }
 
-AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dataEnd,
-                             const PcmOutput& out, std::FILE* log) {
-    AacDecodeSummary sum;
+DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dataEnd,
+                          const PcmOutput& out, std::FILE* log) {
+    DecodeSummary sum;
     const Buffer& in = file;
     ZemAacAdifRec adif{};
     std::vector<ZemAacPceRec> pces(16);
@@ -386,9 +387,9 @@ AacDecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t 
     return sum;
 }
 
-AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
-                             const PcmOutput& out, std::FILE* log) {
-    AacDecodeSummary sum;
+DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
+                          const PcmOutput& out, std::FILE* log) {
+    DecodeSummary sum;
     std::unique_ptr<Decoder> dec;
     int sfi = -1;
     std::size_t pos = pos0;
@@ -493,7 +494,7 @@ AacDecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t e
 
 } // namespace
 
-AacDecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log) {
+DecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log) {
     const StreamLocation loc = locate_stream(in);
     if (loc.kind == StreamKind::Adif)
         return decode_adif(in, loc.begin, loc.end, out, log);

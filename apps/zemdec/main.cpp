@@ -54,8 +54,7 @@ struct Options {
 int walk(const Options& opt, const zemdec::Buffer& in) {
     std::printf("%s:\n", opt.input.c_str());
     if (zemdec::looks_like_mp3(in)) {
-        const zemdec::AacDecodeSummary sum =
-            zemdec::decode_mp3(in, {}, {opt.gapless, true}, stdout);
+        const zemdec::DecodeSummary sum = zemdec::decode_mp3(in, {}, {opt.gapless, true}, stdout);
         return sum.frames == 0 ? 2 : sum.errors > 0 ? 1 : 0;
     }
     const zemdec::WalkSummary sum = zemdec::walk_aac(in, stdout);
@@ -76,14 +75,11 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
         return 2;
     }
     const zemdec::PcmOutput out{
-        [&](const zemdec::AacStreamFormat& f) {
-            wav.begin(f.sampleRate, f.channels, f.channelMask);
-        },
+        [&](const zemdec::StreamFormat& f) { wav.begin(f.sampleRate, f.channels, f.channelMask); },
         [&](const int16_t* pcm, std::size_t frames) { wav.write(pcm, frames); }};
     const bool mp3 = zemdec::looks_like_mp3(in);
-    const zemdec::AacDecodeSummary sum =
-        mp3 ? zemdec::decode_mp3(in, out, {opt.gapless, false}, log)
-            : zemdec::decode_aac(in, out, log);
+    const zemdec::DecodeSummary sum = mp3 ? zemdec::decode_mp3(in, out, {opt.gapless, false}, log)
+                                          : zemdec::decode_aac(in, out, log);
     const bool started = wav.started();
     if (!wav.finish()) {
         std::fprintf(stderr, "zemdec: writing %s failed: %s\n", opt.output.c_str(),

@@ -326,114 +326,145 @@ bool looks_like_mp3(const Buffer& in) {
     return loc.end >= loc.tagsEnd + 4 && parse_header(in.data() + loc.tagsEnd, f) != Sync::NotAudio;
 }
 
-AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
-                            std::FILE* log) {
-    AacDecodeSummary sum;
-    const StreamLocation loc = locate_stream(in);
-    const std::size_t end = loc.end;
-    std::size_t pos = loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd;
-    auto dec = std::make_unique<Decoder>(out, log);
-    // Junk before the first frame is reported with that frame, and is no error.
-    long number = 0, skipped = long(pos - loc.tagsEnd), freeLength = 0;
-    bool first = true, unsupportedReported = false;
-    std::size_t garbageAt = loc.tagsEnd;
-    FrameInfo last{}; // the frame before pos, when pos is where it ends
-    while (pos + 4 <= end) {
-        if (const std::size_t tag = tag_length_at(in.data(), pos, end)) {
-            pos += tag; // a tag between frames: an appended or a concatenated stream's
-            continue;
-        }
-        FrameInfo f;
-        const Sync s = parse_header(in.data() + pos, f);
-        // Inside a Layer III stream, other MPEG audio headers are taken for junk.
-        if (s == Sync::NotAudio || (s == Sync::Unsupported && (unsupportedReported || !first))) {
-            if (skipped++ == 0)
-                garbageAt = pos;
-            ++pos;
-            continue;
-        }
-        if (s == Sync::Unsupported) {
-            say(log, "error: offset %zu: MPEG-2.5 and Layers I and II are not supported\n", pos);
-            unsupportedReported = true;
-            ++sum.errors;
-            ++pos;
-            continue;
-        }
-        if (f.length == 0) {
-            if (freeLength == 0)
-                freeLength = free_format_length(in.data(), pos, end, f);
-            if (freeLength == 0 || freeLength > kMaxFrameBytes) { // no second free-format header
-                if (skipped++ == 0)
-                    garbageAt = pos;
-                ++pos;
+namespace {
+
+// The frames of a Layer III stream one after the other. Tags between frames are passed over;
+// junk is skipped and reported once per run, as an error except before the first frame.
+class FrameSync {
+  public:
+    FrameSync(const Buffer& in, const StreamLocation& loc, std::FILE* log)
+        : data_(in.data()), end_(loc.end), log_(log),
+          pos_(loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd),
+          skipped_(long(pos_ - loc.tagsEnd)), garbageAt_(loc.tagsEnd) {}
+
+    // The next frame f, at `at`; false at the end of the data. The frame may run past it.
+    bool next(FrameInfo& f, std::size_t& at, DecodeSummary& sum) {
+        while (pos_ + 4 <= end_) {
+            if (const std::size_t tag = tag_length_at(data_, pos_, end_)) {
+                pos_ += tag; // a tag between frames: an appended or a concatenated stream's
                 continue;
             }
-            f.length = freeLength + f.h.padding_bit;
-        }
-        // A header counts where the frame before it ends, when it continues that frame's
-        // stream; otherwise once the next one follows where it says, or a tag, or the data
-        // ends there.
-        FrameInfo next;
-        const std::size_t nextAt = pos + std::size_t(f.length);
-        const bool confirmed =
-            (!first && skipped == 0 && same_stream(last, f)) || nextAt + 4 > end ||
-            (parse_header(in.data() + nextAt, next) == Sync::Ok && same_stream(f, next)) ||
-            tag_length_at(in.data(), nextAt, end) > 0;
-        if (!confirmed && nextAt < end) {
-            if (skipped++ == 0)
-                garbageAt = pos;
-            ++pos;
-            continue;
-        }
-        if (skipped > 0) {
-            say(log, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped,
-                garbageAt);
-            skipped = 0;
-            if (!first)
+            const Sync s = parse_header(data_ + pos_, f);
+            // Inside a Layer III stream, other MPEG audio headers are taken for junk.
+            if (s == Sync::NotAudio ||
+                (s == Sync::Unsupported && (unsupportedReported_ || !first_))) {
+                skip_byte();
+                continue;
+            }
+            if (s == Sync::Unsupported) {
+                say(log_, "error: offset %zu: MPEG-2.5 and Layers I and II are not supported\n",
+                    pos_);
+                unsupportedReported_ = true;
                 ++sum.errors;
+                ++pos_;
+                continue;
+            }
+            if (!measure_free_format(f) || !confirmed(f)) {
+                skip_byte();
+                continue;
+            }
+            report_skipped(sum, !first_);
+            first_ = false;
+            last_ = f;
+            at = pos_;
+            pos_ += std::size_t(f.length);
+            return true;
         }
-        last = f;
+        return false;
+    }
+
+    // Junk up to the end of the data.
+    void finish(DecodeSummary& sum) { report_skipped(sum, true); }
+
+  private:
+    void skip_byte() {
+        if (skipped_++ == 0)
+            garbageAt_ = pos_;
+        ++pos_;
+    }
+
+    void report_skipped(DecodeSummary& sum, bool isError) {
+        if (skipped_ == 0)
+            return;
+        say(log_, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped_,
+            garbageAt_);
+        skipped_ = 0;
+        if (isError)
+            ++sum.errors;
+    }
+
+    // A free-format frame takes the length measured at the stream's first two headers.
+    bool measure_free_format(FrameInfo& f) {
+        if (f.length != 0)
+            return true;
+        if (freeLength_ == 0)
+            freeLength_ = free_format_length(data_, pos_, end_, f);
+        if (freeLength_ == 0 || freeLength_ > kMaxFrameBytes) // no second free-format header
+            return false;
+        f.length = freeLength_ + f.h.padding_bit;
+        return true;
+    }
+
+    // A header counts where the frame before it ends, when it continues that frame's stream;
+    // otherwise once the next one follows where it says, or a tag, or the data ends there.
+    bool confirmed(const FrameInfo& f) const {
+        FrameInfo next;
+        const std::size_t nextAt = pos_ + std::size_t(f.length);
+        return (!first_ && skipped_ == 0 && same_stream(last_, f)) || nextAt + 4 > end_ ||
+               (parse_header(data_ + nextAt, next) == Sync::Ok && same_stream(f, next)) ||
+               tag_length_at(data_, nextAt, end_) > 0;
+    }
+
+    const uint8_t* data_;
+    std::size_t end_;
+    std::FILE* log_;
+    std::size_t pos_;
+    long skipped_; // junk before the first frame is reported with that frame, and is no error
+    std::size_t garbageAt_;
+    long freeLength_ = 0;
+    bool first_ = true, unsupportedReported_ = false;
+    FrameInfo last_{}; // the frame before pos_, when pos_ is where it ends
+};
+
+} // namespace
+
+DecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
+                         std::FILE* log) {
+    DecodeSummary sum;
+    const StreamLocation loc = locate_stream(in);
+    FrameSync sync(in, loc, log);
+    auto dec = std::make_unique<Decoder>(out, log);
+    FrameInfo f;
+    std::size_t pos = 0;
+    for (long number = 0; sync.next(f, pos, sum); ++number) {
         if (options.infoOnly)
             say(log, "frame %ld @%zu: MPEG-%d Layer III, %d Hz, %s, %d kbit/s%s%s, %ld bytes\n",
                 number, pos, f.h.id ? 1 : 2, f.rate, kModes[f.h.mode],
                 kBitrates[f.h.id][f.h.bitrate_index],
                 f.h.bitrate_index == 0 ? " (free format)" : "",
                 f.h.protection_bit == 0 ? " CRC" : "", f.length);
-        if (nextAt > end) {
+        if (pos + std::size_t(f.length) > loc.end) {
             say(log, "error: frame %ld at offset %zu is truncated\n", number, pos);
             ++sum.errors;
             if (!options.infoOnly && dec->started()) {
                 dec->conceal(f);
                 ++sum.frames;
             }
-            break;
+            break; // nothing follows a truncated frame
         }
-        if (first) {
-            first = false;
+        if (number == 0) {
             const InfoFrame info = read_info_frame(in.data() + pos, f.length, f);
             if (info.present) { // the encoder's info frame carries no audio
                 if (info.lame && options.gapless)
                     dec->set_trim(info.delay + 529, std::max(0, info.padding - 529));
-                pos = nextAt;
-                ++number;
                 continue;
             }
         }
-        if (!options.infoOnly) {
-            if (!dec->frame(in.data() + pos, f.length, f, number, pos))
-                ++sum.errors;
-            ++sum.frames;
-        } else {
-            ++sum.frames;
-        }
-        pos = nextAt;
-        ++number;
+        if (!options.infoOnly && !dec->frame(in.data() + pos, f.length, f, number, pos))
+            ++sum.errors;
+        ++sum.frames;
     }
-    if (skipped > 0) {
-        say(log, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped,
-            garbageAt);
-        ++sum.errors;
-    }
+    sync.finish(sum);
     if (options.infoOnly)
         say(log, "summary: %ld frames, %ld errors\n", sum.frames, sum.errors);
     return sum;

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "aac_decoder.hpp"
 #include "input.hpp"
+#include "pcm_output.hpp"
 
 namespace zemdec {
 
@@ -18,8 +18,8 @@ struct Mp3Options {
 
 // Decodes to interleaved 16-bit PCM (or, with infoOnly, prints the headers to log); frames
 // counts decoded or concealed audio frames.
-AacDecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
-                            std::FILE* log);
+DecodeSummary decode_mp3(const Buffer& in, const PcmOutput& out, const Mp3Options& options,
+                         std::FILE* log);
 
 // True when the first confirmed frame is MP3, or, with none confirmed, when the data starts
 // (after its tags) with an MPEG audio frame header.
