@@ -365,8 +365,8 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
     }
     const int sfi = pces[0].sampling_frequency_index;
     if (aac_sample_rate(sfi) == 0 || pces[0].object_type != kProfileLc) {
-        say(log, "error: the ADIF program config element names no valid sampling rate or a profile other than "
-                 "AAC-LC\n");
+        say(log, "error: the ADIF program config element names no valid sampling rate or a "
+                 "profile other than AAC-LC\n");
         sum.errors = 1;
         return sum;
     }
@@ -387,6 +387,31 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
     return sum;
 }
 
+// The raw data blocks of the ADTS frame d (its header headerBytes long), each decoded, or
+// concealed when it fails or when the frame is not to be decoded (ok false).
+void decode_adts_blocks(Decoder& dec, const ZemAacAdtsRec& h, const uint8_t* d,
+                        std::size_t headerBytes, bool ok, long adtsFrame, std::size_t pos,
+                        DecodeSummary& sum) {
+    uint8_t* p = const_cast<uint8_t*>(d) + headerBytes;
+    const uint8_t* frameEnd = d + h.aac_frame_length;
+    int32_t bitPos = 0;
+    if (h.protection_absent == 0 && h.raw_data_block_count > 1)
+        p += 2 * (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word
+    for (int b = 0; b < h.raw_data_block_count; ++b) {
+        if (ok) {
+            ok = dec.raw_data_block(p, bitPos, frameEnd, adtsFrame, pos) && p <= frameEnd;
+            if (ok && h.protection_absent == 0 && h.raw_data_block_count > 1)
+                p += 2; // the block's CRC word
+        }
+        if (!ok) {
+            ++sum.errors;
+            if (dec.has_layout())
+                dec.conceal();
+        }
+        ++sum.frames;
+    }
+}
+
 DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
                           const PcmOutput& out, std::FILE* log) {
     DecodeSummary sum;
@@ -395,21 +420,7 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
     std::size_t pos = pos0;
     long adtsFrame = 0;
     bool profileReported = false;
-    // Junk between frames: counted while it lasts, reported once a confirmed header ends it.
-    std::size_t skipped = 0, skippedAt = 0;
-    const auto skip_byte = [&] {
-        if (skipped++ == 0)
-            skippedAt = pos;
-        ++pos;
-    };
-    const auto report_skipped = [&] {
-        if (skipped > 0) {
-            say(log, "warning: skipped %zu bytes of non-audio data at offset %zu\n", skipped,
-                skippedAt);
-            ++sum.errors;
-        }
-        skipped = 0;
-    };
+    JunkRun junk;
     // Frames are decoded in place; a damaged one may lead a parser into the frames after it
     // (checked when the block ends) or into the buffer's padding, never out of the buffer.
     const Buffer& in = file;
@@ -421,74 +432,59 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
         const uint8_t* d = in.data() + pos;
         // After junk, a sync counts only when the next header follows where it says.
         if (!(d[0] == 0xFF && (d[1] & 0xF6) == 0xF0) ||
-            (skipped > 0 && confirmed_adts_frame(in.data(), pos, end) == 0)) {
-            skip_byte();
+            (junk.bytes > 0 && confirmed_adts_frame(in.data(), pos, end) == 0)) {
+            junk.skip(pos);
             continue;
         }
         ZemAacAdtsRec h{};
         uint8_t* p = const_cast<uint8_t*>(d);
         zemsUnpackADTSFrameHeader_AAC(&p, &h);
         const std::size_t headerBytes = std::size_t(p - d);
-        if (aac_sample_rate(h.sampling_frequency_index) == 0 ||
-            std::size_t(h.aac_frame_length) < headerBytes ||
-            pos + std::size_t(h.aac_frame_length) > end) {
-            if (pos + std::size_t(h.aac_frame_length) > end &&
-                aac_sample_rate(h.sampling_frequency_index) != 0) {
-                say(log, "error: frame %ld at offset %zu is truncated\n", adtsFrame, pos);
-                ++sum.errors;
-                if (dec) {
-                    dec->conceal();
-                    ++sum.frames;
-                }
-                break;
+        const bool validRate = aac_sample_rate(h.sampling_frequency_index) != 0;
+        const bool fits = pos + std::size_t(h.aac_frame_length) <= end;
+        if (validRate && !fits) {
+            say(log, "error: frame %ld at offset %zu is truncated\n", adtsFrame, pos);
+            ++sum.errors;
+            if (dec) {
+                dec->conceal();
+                ++sum.frames;
             }
-            skip_byte();
+            break;
+        }
+        if (!validRate || std::size_t(h.aac_frame_length) < headerBytes || !fits) {
+            junk.skip(pos);
             continue;
         }
-        report_skipped();
-        if (!dec) {
+        if (junk.report(log))
+            ++sum.errors;
+        if (!dec) { // the first frame sets the sampling rate and the channel configuration
             sfi = h.sampling_frequency_index;
             dec = std::make_unique<Decoder>(sfi, out, log);
             AacLayout layout;
             if (layout_from_configuration(h.channel_configuration, layout))
                 dec->set_layout(layout);
         }
-        p = const_cast<uint8_t*>(d) + headerBytes;
-        const uint8_t* frameEnd = d + h.aac_frame_length;
-        int32_t bitPos = 0;
-        if (h.protection_absent == 0 && h.raw_data_block_count > 1)
-            p += 2 *
-                 (h.raw_data_block_count - 1); // raw_data_block_position[] after the first CRC word
-        bool ok = h.sampling_frequency_index == sfi;
-        if (!ok)
+        const bool sameRate = h.sampling_frequency_index == sfi;
+        if (!sameRate)
             say(log, "error: frame %ld at offset %zu changes the sampling rate\n", adtsFrame, pos);
-        if (h.profile != kProfileLc) { // not decoded, not concealed: other profiles are not supported
+        // Frames of other profiles are neither decoded nor concealed.
+        if (h.profile != kProfileLc) {
             if (!profileReported)
-                say(log, "error: frame %ld at offset %zu: profile %d is not AAC-LC, not supported\n", adtsFrame, pos,
-                    int(h.profile));
+                say(log,
+                    "error: frame %ld at offset %zu: profile %d is not AAC-LC, not supported\n",
+                    adtsFrame, pos, int(h.profile));
             profileReported = true;
             ++sum.errors;
             pos += std::size_t(h.aac_frame_length);
             ++adtsFrame;
             continue;
         }
-        for (int b = 0; b < h.raw_data_block_count; ++b) {
-            if (ok) {
-                ok = dec->raw_data_block(p, bitPos, frameEnd, adtsFrame, pos) && p <= frameEnd;
-                if (ok && h.protection_absent == 0 && h.raw_data_block_count > 1)
-                    p += 2; // the block's CRC word
-            }
-            if (!ok) {
-                ++sum.errors;
-                if (dec->has_layout())
-                    dec->conceal();
-            }
-            ++sum.frames;
-        }
+        decode_adts_blocks(*dec, h, d, headerBytes, sameRate, adtsFrame, pos, sum);
         pos += std::size_t(h.aac_frame_length);
         ++adtsFrame;
     }
-    report_skipped();
+    if (junk.report(log))
+        ++sum.errors;
     return sum;
 }
 

@@ -335,7 +335,7 @@ class FrameSync {
     FrameSync(const Buffer& in, const StreamLocation& loc, std::FILE* log)
         : data_(in.data()), end_(loc.end), log_(log),
           pos_(loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd),
-          skipped_(long(pos_ - loc.tagsEnd)), garbageAt_(loc.tagsEnd) {}
+          junk_{pos_ - loc.tagsEnd, loc.tagsEnd} {}
 
     // The next frame f, at `at`; false at the end of the data. The frame may run past it.
     bool next(FrameInfo& f, std::size_t& at, DecodeSummary& sum) {
@@ -348,7 +348,7 @@ class FrameSync {
             // Inside a Layer III stream, other MPEG audio headers are taken for junk.
             if (s == Sync::NotAudio ||
                 (s == Sync::Unsupported && (unsupportedReported_ || !first_))) {
-                skip_byte();
+                junk_.skip(pos_);
                 continue;
             }
             if (s == Sync::Unsupported) {
@@ -360,10 +360,11 @@ class FrameSync {
                 continue;
             }
             if (!measure_free_format(f) || !confirmed(f)) {
-                skip_byte();
+                junk_.skip(pos_);
                 continue;
             }
-            report_skipped(sum, !first_);
+            if (junk_.report(log_) && !first_)
+                ++sum.errors;
             first_ = false;
             last_ = f;
             at = pos_;
@@ -374,24 +375,12 @@ class FrameSync {
     }
 
     // Junk up to the end of the data.
-    void finish(DecodeSummary& sum) { report_skipped(sum, true); }
-
-  private:
-    void skip_byte() {
-        if (skipped_++ == 0)
-            garbageAt_ = pos_;
-        ++pos_;
-    }
-
-    void report_skipped(DecodeSummary& sum, bool isError) {
-        if (skipped_ == 0)
-            return;
-        say(log_, "warning: skipped %ld bytes of non-audio data at offset %zu\n", skipped_,
-            garbageAt_);
-        skipped_ = 0;
-        if (isError)
+    void finish(DecodeSummary& sum) {
+        if (junk_.report(log_))
             ++sum.errors;
     }
+
+  private:
 
     // A free-format frame takes the length measured at the stream's first two headers.
     bool measure_free_format(FrameInfo& f) {
@@ -410,7 +399,7 @@ class FrameSync {
     bool confirmed(const FrameInfo& f) const {
         FrameInfo next;
         const std::size_t nextAt = pos_ + std::size_t(f.length);
-        return (!first_ && skipped_ == 0 && same_stream(last_, f)) || nextAt + 4 > end_ ||
+        return (!first_ && junk_.bytes == 0 && same_stream(last_, f)) || nextAt + 4 > end_ ||
                (parse_header(data_ + nextAt, next) == Sync::Ok && same_stream(f, next)) ||
                tag_length_at(data_, nextAt, end_) > 0;
     }
@@ -419,8 +408,7 @@ class FrameSync {
     std::size_t end_;
     std::FILE* log_;
     std::size_t pos_;
-    long skipped_; // junk before the first frame is reported with that frame, and is no error
-    std::size_t garbageAt_;
+    JunkRun junk_; // junk before the first frame is reported with that frame, and is no error
     long freeLength_ = 0;
     bool first_ = true, unsupportedReported_ = false;
     FrameInfo last_{}; // the frame before pos_, when pos_ is where it ends

@@ -128,6 +128,14 @@ StreamLocation locate_stream(const Buffer& in) {
     return loc;
 }
 
+bool JunkRun::report(std::FILE* log) {
+    if (bytes == 0)
+        return false;
+    say(log, "warning: skipped %zu bytes of non-audio data at offset %zu\n", bytes, at);
+    bytes = 0;
+    return true;
+}
+
 void report_leading_junk(std::FILE* log, const StreamLocation& loc) {
     if (loc.begin > loc.tagsEnd)
         say(log, "warning: skipped %zu bytes of non-audio data at offset %zu\n",

@@ -35,4 +35,18 @@ StreamLocation locate_stream(const Buffer& in);
 // Reports begin - tagsEnd skipped bytes, once, when there are any.
 void report_leading_junk(std::FILE* log, const StreamLocation& loc);
 
+// A run of junk between frames: counted byte by byte, reported once when a frame or the end of
+// the data ends it.
+struct JunkRun {
+    std::size_t bytes = 0, at = 0;
+
+    void skip(std::size_t& pos) {
+        if (bytes++ == 0)
+            at = pos;
+        ++pos;
+    }
+    // Reports the run and starts a new one; true when there was junk.
+    bool report(std::FILE* log);
+};
+
 } // namespace zemdec
