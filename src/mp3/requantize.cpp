@@ -270,76 +270,101 @@ int intensity_start(const Channel& L, const Channel& R, const Frame& f) {
     return start;
 }
 
-ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
-    // Marker set-up, then requantisation of both channels, then the stereo arithmetic.
-    const bool shortPart = L.isShort;
-    const bool longPart = !L.isShort || L.mixed;
+// Where M/S ends and intensity stereo starts: the long band, and the short band of each window
+// (up to the last band either channel holds in that window).
+struct StereoSplit {
     int longStart = 0;
-    const int longLimit = long_band_count(L, f);
-    if (longPart) {
-        longStart = intensity_start(L, R, f);
+    int winStart[3] = {}, winEnd[3] = {};
+};
+
+// Finds the split and marks the M/S bands, and under M/S also the intensity bands with an
+// illegal position, which are decoded as M/S of a zero side.
+StereoSplit mark_stereo_bands(Channel& L, Channel& R, const Frame& f) {
+    StereoSplit s;
+    if (!L.isShort || L.mixed) {
+        s.longStart = intensity_start(L, R, f);
         if (f.ms)
-            for (int b = 0; b < longStart; ++b)
+            for (int b = 0; b < s.longStart; ++b)
                 L.mk[b] = R.mk[b] = kMsMarker;
         if (f.ms && f.is)
-            for (int b = longStart; b < longLimit; ++b)
-                if (illegal_position(f, long_position(f, R, b, longStart)))
+            for (int b = s.longStart; b < long_band_count(L, f); ++b)
+                if (illegal_position(f, long_position(f, R, b, s.longStart)))
                     L.mk[b] = kMsMarker;
     }
-    int winStart[3] = {}, winEnd[3] = {};
-    if (shortPart)
+    if (L.isShort)
         for (int w = 0; w < 3; ++w) {
             const int larger = L.windowBandBound[w] > R.windowBandBound[w] ? L.windowBandBound[w]
                                                                            : R.windowBandBound[w];
-            winStart[w] = f.is ? R.windowBandBound[w] : larger;
-            winEnd[w] = larger;
-            for (int b = L.first; b < winEnd[w]; ++b) {
+            s.winStart[w] = f.is ? R.windowBandBound[w] : larger;
+            s.winEnd[w] = larger;
+            for (int b = L.first; b < s.winEnd[w]; ++b) {
                 const int i = short_index(L, b, w);
-                if (f.ms && b < winStart[w])
+                if (f.ms && b < s.winStart[w])
                     L.mk[i] = R.mk[i] = kMsMarker;
-                else if (f.ms && f.is && b >= winStart[w] &&
-                         illegal_position(f, short_position(f, R, b, w, winStart[w])))
+                else if (f.ms && f.is && b >= s.winStart[w] &&
+                         illegal_position(f, short_position(f, R, b, w, s.winStart[w])))
                     L.mk[i] = kMsMarker;
             }
         }
+    return s;
+}
+
+// M/S and intensity stereo of long blocks, or of the long part of mixed blocks.
+ZemStatus stereo_long(Channel& L, const Channel& R, const Frame& f, int32_t* l, int32_t* r,
+                      int longStart) {
+    if (f.ms)
+        mid_side(l, r, f.longB[longStart]);
+    if (!f.is)
+        return zemStatusOk;
+    int limitValue = *L.bound > *R.bound ? *L.bound : *R.bound;
+    if (L.mixed) {
+        limitValue = *L.bound < 36 ? *L.bound : 36;
+        *L.bound = limitValue;
+    }
+    for (int b = longStart; b < long_band_count(L, f) && f.longB[b] < limitValue; ++b) {
+        const int at = f.longB[b];
+        if (const ZemStatus st = intensity(f, R, l + at, r + at, f.longB[b + 1] - at,
+                                           long_position(f, R, b, longStart));
+            st != zemStatusOk)
+            return st;
+    }
+    return zemStatusOk;
+}
+
+// M/S and intensity stereo of the short bands, window by window.
+ZemStatus stereo_short(const Channel& L, const Channel& R, const Frame& f, int32_t* l, int32_t* r,
+                       const StereoSplit& s) {
+    for (int w = 0; w < 3; ++w)
+        for (int b = L.first; b < s.winEnd[w]; ++b) {
+            const int width = f.shortB[b + 1] - f.shortB[b];
+            const int at = 3 * f.shortB[b] + w * width;
+            if (b < s.winStart[w]) {
+                if (f.ms)
+                    mid_side(l + at, r + at, width);
+            } else if (f.is) {
+                if (const ZemStatus st = intensity(f, R, l + at, r + at, width,
+                                                   short_position(f, R, b, w, s.winStart[w]));
+                    st != zemStatusOk)
+                    return st;
+            }
+        }
+    return zemStatusOk;
+}
+
+// Marker set-up, then requantisation of both channels, then the stereo arithmetic.
+ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
+    const StereoSplit split = mark_stereo_bands(L, R, f);
     for (Channel* c : {&L, &R})
         if (const ZemStatus st = requantise(*c, f); st != zemStatusOk)
             return st;
     int32_t* l = L.isShort ? L.scratch : L.spec;
     int32_t* r = R.isShort ? R.scratch : R.spec;
-    if (longPart) {
-        if (f.ms)
-            mid_side(l, r, f.longB[longStart]);
-        if (f.is) {
-            int limitValue = *L.bound > *R.bound ? *L.bound : *R.bound;
-            if (L.mixed) {
-                limitValue = *L.bound < 36 ? *L.bound : 36;
-                *L.bound = limitValue;
-            }
-            for (int b = longStart; b < longLimit && f.longB[b] < limitValue; ++b) {
-                const int at = f.longB[b];
-                if (const ZemStatus st = intensity(f, R, l + at, r + at, f.longB[b + 1] - at,
-                                                   long_position(f, R, b, longStart));
-                    st != zemStatusOk)
-                    return st;
-            }
-        }
-    }
-    if (shortPart) {
-        for (int w = 0; w < 3; ++w)
-            for (int b = L.first; b < winEnd[w]; ++b) {
-                const int width = f.shortB[b + 1] - f.shortB[b];
-                const int at = 3 * f.shortB[b] + w * width;
-                if (b < winStart[w]) {
-                    if (f.ms)
-                        mid_side(l + at, r + at, width);
-                } else if (f.is) {
-                    if (const ZemStatus st = intensity(f, R, l + at, r + at, width,
-                                                       short_position(f, R, b, w, winStart[w]));
-                        st != zemStatusOk)
-                        return st;
-                }
-            }
+    if (!L.isShort || L.mixed)
+        if (const ZemStatus st = stereo_long(L, R, f, l, r, split.longStart); st != zemStatusOk)
+            return st;
+    if (L.isShort) {
+        if (const ZemStatus st = stereo_short(L, R, f, l, r, split); st != zemStatusOk)
+            return st;
         const int lines = L.lineBound > R.lineBound ? L.lineBound : R.lineBound;
         *L.bound = *R.bound = 3 * lines;
     } else {
@@ -347,6 +372,24 @@ ZemStatus stereo(Channel& L, Channel& R, const Frame& f) {
         *L.bound = *R.bound = larger;
     }
     return zemStatusOk;
+}
+
+// A channel's view of the caller's arrays, with its block layout and, for short blocks, the
+// extent of each window. The scratch is handed out later.
+Channel make_channel(const Frame& f, const ZemMp3GranuleRec& g, int32_t* spec, int32_t* bound,
+                     const int8_t* sf) {
+    Channel k{}; // no band markers
+    k.g = &g;
+    k.spec = spec;
+    k.bound = bound;
+    k.sf = sf;
+    k.isShort = g.block_type == 2;
+    k.mixed = k.isShort && g.mixed_block_flag == 1;
+    k.first = k.mixed ? 3 : 0;
+    k.sfBase = k.mixed ? (f.mpeg1 ? 8 : 6) : 0;
+    if (k.isShort)
+        scan_short(k, f);
+    return k;
 }
 
 // Short-block lines into sub-band order: line j of window w to 18 (j / 6) + 6 w + j % 6.
@@ -415,21 +458,7 @@ ZEM_API ZemStatus zemsReQuantizeSfb_MP3_32s_I(int32_t* pSrcDst, int32_t* pNonZer
             return zemStatusMp3BadSideInfo;
         if (pNonZeroBound[c] < 0 || pNonZeroBound[c] > 576)
             return zemStatusBadArgument;
-        Channel& k = ch[c];
-        k.g = &g;
-        k.spec = pSrcDst + 576 * c;
-        k.bound = pNonZeroBound + c;
-        k.sf = pScaleFactor + 40 * c;
-        for (uint8_t& m : k.mk)
-            m = 0;
-        k.isShort = g.block_type == 2;
-        k.mixed = k.isShort && g.mixed_block_flag == 1;
-        k.first = k.mixed ? 3 : 0;
-        k.sfBase = k.mixed ? (f.mpeg1 ? 8 : 6) : 0;
-        k.lineBound = 0;
-        k.scratch = nullptr;
-        if (k.isShort)
-            scan_short(k, f);
+        ch[c] = make_channel(f, g, pSrcDst + 576 * c, pNonZeroBound + c, pScaleFactor + 40 * c);
     }
     // Scratch for short blocks: the work buffer, then the first channel's spectrum, whose
     // quantised values are spent by the time the second channel is requantised.
