@@ -10,7 +10,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size < 2)
         return 0;
     const uint8_t pick = data[0];
-    zemfuzz::PaddedInput in(data + 1, size - 1, 8192);
+    const int parser = (pick >> 3) & 7;
+    constexpr std::size_t kBound[6] = {zemReadMaxDecodeChanPairElt, zemReadMaxDecodeChanPairEltMP4,
+                                       zemReadMaxDecodeDatStrElt,   zemReadMaxDecodeFillElt,
+                                       zemReadMaxDecodeMainHeader,  zemReadMaxDecodeExtensionHeader};
+    zemfuzz::PaddedInput in(data + 1, size - 1, kBound[parser < 5 ? parser : 5]);
     uint8_t* p = in.data();
     int32_t pos = pick & 7;
     ZemAacIcsRec ics{};
@@ -25,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     main.pMsUsed = ms;
     ext.pMsUsed = ms;
     const int arg = pick >> 6;
-    switch ((pick >> 3) & 7) {
+    switch (parser) {
     case 0:
         zemsDecodeChanPairElt_AAC(&p, &pos, &ics, &cpe, arg * 20);
         break;

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size < 4)
         return 0;
     const uint8_t pick = data[0];
-    zemfuzz::PaddedInput in(data + 3, size - 3, 8192);
+    zemfuzz::PaddedInput in(data + 3, size - 3, zemReadMaxNoiselessDecode);
     uint8_t* p = in.data();
     int32_t pos = 0;
     ZemAacIcsRec ics{};

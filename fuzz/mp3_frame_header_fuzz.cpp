@@ -10,7 +10,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size < 6)
         return 0;
-    zemfuzz::PaddedInput in(data, size);
+    zemfuzz::PaddedInput in(data, size, zemReadMaxUnpackFrameHeader_MP3);
     uint8_t* p = in.data();
     ZemMp3HeaderRec h;
     std::memset(&h, 0, sizeof h);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "padded_input.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
 
@@ -101,11 +102,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         return 0;
     }
 
-    std::vector<uint8_t> bytes(data, data + size);
-    bytes.resize(size + kPadding, 0);
     const int64_t available = int64_t(size) * 8 - s.bitPos;
     const int32_t hufSize = int32_t(available < 4095 ? available : 4095);
     s.g.part2_3_length = hufSize;
+    // The documented bound: one pair of 47 bits past the budget, and the look-ahead.
+    zemfuzz::PaddedInput bytes(data, size, std::size_t(s.bitPos + hufSize + 46) / 8 + 4);
     uint8_t* p = bytes.data();
     int32_t pos = s.bitPos;
     ZemStatus st;

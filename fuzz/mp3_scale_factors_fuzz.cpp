@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const int32_t granule = (data[3] >> 4) & 1, channel = data[0] >> 7;
     const int32_t startPos = data[3] >> 5;
 
-    zemfuzz::PaddedInput in(data + 4, size - 4);
+    zemfuzz::PaddedInput in(data + 4, size - 4, zemReadMaxUnpackScaleFactors_MP3);
     int8_t sf[40];
     std::memset(sf, 0, sizeof sf);
     uint8_t* p = in.data();

@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     h.mode = (data[0] >> 1) & 3;
     const int nch = h.mode == 3 ? 1 : 2;
     const std::size_t length = h.id == 1 ? (nch == 1 ? 17 : 32) : (nch == 1 ? 9 : 17);
-    zemfuzz::PaddedInput in(data + 1, length);
+    zemfuzz::PaddedInput in(data + 1, length, zemReadMaxUnpackSideInfo_MP3);
     uint8_t* p = in.data();
     ZemMp3GranuleRec g[4];
     std::memset(g, 0, sizeof g);

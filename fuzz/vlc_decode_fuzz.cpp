@@ -25,11 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size < 2)
         return 0;
     const uint8_t pick = data[0];
-    // Every pair reads at most 21 + 2 * 22 bits (MP3: code, signs and two 13-bit linbits).
     const int len = 2 * (1 + (pick >> 3));
-    zemfuzz::PaddedInput in(data + 1, size - 1, std::size_t(len) * 5);
-    uint8_t* p = in.data();
     int32_t pos = pick & 7;
+    // The documented bound: 76 bits a pair for AAC, 60 for MP3.
+    const int perPair = ((pick >> 2) & 3) < 2 ? 76 : 60;
+    zemfuzz::PaddedInput in(data + 1, size - 1, std::size_t(pos + len / 2 * perPair - 1) / 8 + 4);
+    uint8_t* p = in.data();
     int16_t out[64];
     const int linbits = pick >> 4;
     switch ((pick >> 2) & 3) {

@@ -10,13 +10,18 @@
 #include <utility>
 #include <vector>
 
+#include "zemac.h"
+
 namespace zemdec {
 
-// The bit readers fetch up to three bytes past the last bit they consume, and the element
-// parsers know no frame end: in a damaged frame they can run as far as the largest element
-// reaches (a channel pair with escapes on every line, a data stream element) before the
-// decoder sees the end of the frame. The zero padding keeps all of that inside the buffer.
-constexpr std::size_t kReadPadding = 32768;
+// The library bounds how far one call reads from its cursor (zemac/core.h), and the decoders
+// start every element inside the data. The farthest they read from there is a channel pair
+// element: its id and tag (at most one byte on), the pair header, then two channel streams,
+// each call starting where the one before it stopped. An ADIF header is read from the start of
+// the file. The zero padding keeps all of that inside the buffer.
+constexpr std::size_t kReadPadding =
+    1 + zemReadMaxDecodeChanPairElt + 2 * std::size_t(zemReadMaxNoiselessDecode);
+static_assert(kReadPadding >= zemReadMaxUnpackADIFHeader);
 
 // An allocator whose resize leaves new bytes uninitialised, so that a file is read into memory
 // that was not zero-filled first.

@@ -82,6 +82,36 @@ enum {
     zemStatusModeUnsupported = -9999
 };
 
+/* Read bounds of the stream parsers: the most bytes one call reads from *ppStream as it was at
+   the call, on any input, damaged or not. They count the bytes the call consumes (from its bit
+   offset on) and the three bytes after them that its 32-bit loads may fetch; a buffer readable
+   that far from the cursor is never read past. Each bound is the largest syntax the parser
+   accepts, read with the longest codes: a damaged stream cannot take it further, since every
+   loop is limited by the syntax (band, section and window counts, 1024 spectral values, byte
+   counts) and every code by the longest codeword of its table. */
+enum {
+    zemReadMaxUnpackADTSFrameHeader = 12,
+    zemReadMaxUnpackADIFHeader = 4932, /* sixteen program config elements */
+    zemReadMaxDecodePrgCfgElt = 308,   /* 255 comment bytes */
+    zemReadMaxDecodeDatStrElt = 517,   /* 510 data bytes */
+    zemReadMaxDecodeFillElt = 275,     /* 269 bytes */
+    zemReadMaxDecodeChanPairElt = 22,
+    zemReadMaxDecodeChanPairEltMP4 = 26,
+    zemReadMaxDecodeMainHeader = 117,
+    zemReadMaxDecodeExtensionHeader = 93,
+    /* Both noiseless decoders: 1024 escaped values of codebook 11 (56 bits a pair), up to
+       8 * 51 scale factors of 19 bits (the general decoder reads max_sfb 51 of eight short
+       windows before it finds the bands missing), section, pulse and TNS data, ICS info. */
+    zemReadMaxNoiselessDecode = 4726,
+    zemReadMaxUnpackFrameHeader_MP3 = 6,
+    zemReadMaxUnpackSideInfo_MP3 = 35,
+    zemReadMaxUnpackScaleFactors_MP3 = 25
+};
+/* The Layer III Huffman decoders read at most (bitOffset + hufSize + 46) / 8 + 4 bytes (a broken
+   stream is read at most one pair of 47 bits past hufSize); the escape-block VLC decoders at most
+   (bitOffset + (len / 2) * P - 1) / 8 + 4 bytes, P = 76 (AAC: a 32-bit walk, two signs, two
+   21-bit escapes) or 60 (MP3: a 32-bit walk, two linbits of 13 bits and their signs). */
+
 /* The constant record returned by zemacGetLibVersion. */
 typedef struct ZemLibVersion {
     int32_t versionMajor;

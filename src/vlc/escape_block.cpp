@@ -31,7 +31,7 @@ class Lookup {
             const int32_t e = element(at + 1 + int(index));
             if (e & 1) {
                 used = consumed + int((uint32_t(e) >> 1) & lengthMask_);
-                return e;
+                return used <= 32 ? e : 0; // a leaf past 32 bits is no leaf either
             }
             consumed += width;
             at = e >> 1;
