@@ -27,6 +27,12 @@ extra=$(LC_ALL=C comm -23 "$tmp/exported" "$tmp/list.sorted")
 
 needed=$(readelf -d "$lib" | grep NEEDED || true)
 echo "$needed"
+# Every declared export that takes arguments has its row in the argument sweep.
+sweep=$(dirname "$0")/argument_sweep_test.cpp
+for f in $(grep -v '^zemacGetLibVersion$' "$tmp/declared"); do
+  grep -qE "\"$f[\" ]" "$sweep" || { echo "$f has no row in the argument sweep"; status=1; }
+done
+
 # A sanitizer build links the sanitizer runtimes, which bring the C++ runtime along.
 if [ "$kind" = sanitized ]; then
   echo "exported symbols: $(wc -l < "$tmp/exported") of $(wc -l < "$tmp/list") on the list"
