@@ -11,9 +11,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         return 0;
     const uint8_t pick = data[0];
     const int parser = (pick >> 3) & 7;
-    constexpr std::size_t kBound[6] = {zemReadMaxDecodeChanPairElt, zemReadMaxDecodeChanPairEltMP4,
-                                       zemReadMaxDecodeDatStrElt,   zemReadMaxDecodeFillElt,
-                                       zemReadMaxDecodeMainHeader,  zemReadMaxDecodeExtensionHeader};
+    constexpr std::size_t kBound[6] = {
+        zemReadMaxDecodeChanPairElt, zemReadMaxDecodeChanPairEltMP4,
+        zemReadMaxDecodeDatStrElt,   zemReadMaxDecodeFillElt,
+        zemReadMaxDecodeMainHeader,  zemReadMaxDecodeExtensionHeader};
     zemfuzz::PaddedInput in(data + 1, size - 1, kBound[parser < 5 ? parser : 5]);
     uint8_t* p = in.data();
     int32_t pos = pick & 7;

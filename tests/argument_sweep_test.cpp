@@ -103,25 +103,24 @@ TEST(ArgumentSweep, AacElementsAndHeaders) {
           zemStatusOk, 1u << 4);
     sweep("zemsDecodeDatStrElt_AAC", zemsDecodeDatStrElt_AAC,
           std::tuple{pp, pos, &a.tag, &a.count, a.u8}, {});
-    sweep("zemsDecodeFillElt_AAC", zemsDecodeFillElt_AAC, std::tuple{pp, pos, &a.count, a.u8},
-          {});
+    sweep("zemsDecodeFillElt_AAC", zemsDecodeFillElt_AAC, std::tuple{pp, pos, &a.count, a.u8}, {});
     sweep("zemsDecodeMainHeader_AAC", zemsDecodeMainHeader_AAC, std::tuple{pp, pos, &a.main, 1, 0},
           {{"numChannels 0", 3, 0, zemStatusAacBadLayerChannels},
            {"numChannels 3", 3, 3, zemStatusAacBadLayerChannels},
            {"modeFlag -1", 4, -1, zemStatusAacBadLayerFlag},
            {"modeFlag 2", 4, 2, zemStatusAacBadLayerFlag}});
-    sweep("zemsDecodeExtensionHeader_AAC", zemsDecodeExtensionHeader_AAC,
-          std::tuple{pp, pos, &a.ext, 1, 1, 1, 0, 49, 0},
-          {{"readTns 2", 3, 2, zemStatusAacBadLayerFlag},
-           {"stereoLayer -1", 4, -1, zemStatusAacBadStereoLayerFlag},
-           {"readBandSwitch 2", 5, 2, zemStatusAacBadBandSwitchFlag},
-           {"sfbStart -1", 6, -1, zemStatusAacBadMaxSfb},
-           {"sfbStart 52", 6, 52, zemStatusAacBadMaxSfb},
-           {"sfbLimit 52", 7, 52, zemStatusAacBadMaxSfb},
-           {"windowSequence 4", 8, 4, zemStatusAacBadWindowSequence},
-           {"windowSequence -1", 8, -1, zemStatusAacBadWindowSequence},
-           {"pMsUsed null", -1, 0, zemStatusNullPointer,
-            [](Arena& a) { a.ext.pMsUsed = nullptr; }}});
+    sweep(
+        "zemsDecodeExtensionHeader_AAC", zemsDecodeExtensionHeader_AAC,
+        std::tuple{pp, pos, &a.ext, 1, 1, 1, 0, 49, 0},
+        {{"readTns 2", 3, 2, zemStatusAacBadLayerFlag},
+         {"stereoLayer -1", 4, -1, zemStatusAacBadStereoLayerFlag},
+         {"readBandSwitch 2", 5, 2, zemStatusAacBadBandSwitchFlag},
+         {"sfbStart -1", 6, -1, zemStatusAacBadMaxSfb},
+         {"sfbStart 52", 6, 52, zemStatusAacBadMaxSfb},
+         {"sfbLimit 52", 7, 52, zemStatusAacBadMaxSfb},
+         {"windowSequence 4", 8, 4, zemStatusAacBadWindowSequence},
+         {"windowSequence -1", 8, -1, zemStatusAacBadWindowSequence},
+         {"pMsUsed null", -1, 0, zemStatusNullPointer, [](Arena& a) { a.ext.pMsUsed = nullptr; }}});
     sweep("zemsNoiselessDecoder_LC_AAC", zemsNoiselessDecoder_LC_AAC,
           std::tuple{pp, pos, 0, &a.chan, a.s16, a.x, a.u8, a.i8},
           {{"commonWindow 2", 2, 2, zemStatusAacBadCommonWindow},
@@ -146,14 +145,12 @@ TEST(ArgumentSweep, AacElementsAndHeaders) {
             [](Arena& a) { a.chan.sampling_frequency_index = 12; }},
            {"pIcsOfChan null", -1, 0, zemStatusNullPointer,
             [](Arena& a) { a.chan.pIcsOfChan = nullptr; }}});
-    sweep("zemsUnpackADTSFrameHeader_AAC", zemsUnpackADTSFrameHeader_AAC,
-          std::tuple{pp, &a.adts}, {});
-    sweep("zemsUnpackADIFHeader_AAC", zemsUnpackADIFHeader_AAC,
-          std::tuple{pp, &a.adif, a.pce, 2},
+    sweep("zemsUnpackADTSFrameHeader_AAC", zemsUnpackADTSFrameHeader_AAC, std::tuple{pp, &a.adts},
+          {});
+    sweep("zemsUnpackADIFHeader_AAC", zemsUnpackADIFHeader_AAC, std::tuple{pp, &a.adif, a.pce, 2},
           {{"maxPce 0", 3, 0, zemStatusAacBadPceCount},
            {"maxPce 17", 3, 17, zemStatusAacBadPceCount}});
-    sweep("zemsDecodePrgCfgElt_AAC", zemsDecodePrgCfgElt_AAC, std::tuple{pp, pos, a.pce},
-          {});
+    sweep("zemsDecodePrgCfgElt_AAC", zemsDecodePrgCfgElt_AAC, std::tuple{pp, pos, a.pce}, {});
 }
 
 TEST(ArgumentSweep, AacTools) {
@@ -164,34 +161,32 @@ TEST(ArgumentSweep, AacTools) {
     // Arguments numWinGrp, maxSfb, sfIndex and winLen at the given positions; the window length
     // first, then the grouping, maxSfb 0..51, the sampling rate, maxSfb within the band count.
     auto spectral = [](int grp, int maxSfb, int sfi, int len) {
-        return Rejects{
-            {"winLen 512", len, 512, zemStatusAacBadWindowLength},
-            {"winLen 0", len, 0, zemStatusAacBadWindowLength},
-            {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
-            {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
-            {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
-             [](Arena& a) { a.groupLen[0] = 2; }},
-            {"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
-            {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
-            {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
-            {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
-            {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
+        return Rejects{{"winLen 512", len, 512, zemStatusAacBadWindowLength},
+                       {"winLen 0", len, 0, zemStatusAacBadWindowLength},
+                       {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
+                       {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
+                       {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
+                        [](Arena& a) { a.groupLen[0] = 2; }},
+                       {"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
+                       {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
+                       {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
+                       {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
+                       {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
     };
     // Noise substitution: maxSfb 0..51, the grouping, the sampling rate, the window length, the
     // group lengths, maxSfb within the band count.
     auto noise = [](int maxSfb, int grp, int sfi, int len) {
-        return Rejects{
-            {"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
-            {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
-            {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
-            {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
-            {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
-            {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
-            {"winLen 512", len, 512, zemStatusAacBadWindowLength},
-            {"winLen 0", len, 0, zemStatusAacBadWindowLength},
-            {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
-             [](Arena& a) { a.groupLen[0] = 2; }},
-            {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
+        return Rejects{{"maxSfb -1", maxSfb, -1, zemStatusAacBadMaxSfb},
+                       {"maxSfb 52", maxSfb, 52, zemStatusAacBadMaxSfb},
+                       {"numWinGrp 0", grp, 0, zemStatusAacBadWindowGroupCount},
+                       {"numWinGrp 9", grp, 9, zemStatusAacBadWindowGroupCount},
+                       {"sfIndex -1", sfi, -1, zemStatusAacBadSampleRateIndex},
+                       {"sfIndex 12", sfi, 12, zemStatusAacBadSampleRateIndex},
+                       {"winLen 512", len, 512, zemStatusAacBadWindowLength},
+                       {"winLen 0", len, 0, zemStatusAacBadWindowLength},
+                       {"long group of 2 windows", -1, 0, zemStatusAacBadWindowGroupCount,
+                        [](Arena& a) { a.groupLen[0] = 2; }},
+                       {"maxSfb 50 (49 bands)", maxSfb, 50, zemStatusAacBadMaxSfb}};
     };
     sweep("zemsQuantInv_AAC_32s_I", zemsQuantInv_AAC_32s_I,
           std::tuple{a.x, a.s16, 1, gl, 49, a.u8, 4, 1024}, spectral(2, 4, 6, 7));
@@ -205,10 +200,10 @@ TEST(ArgumentSweep, AacTools) {
           std::tuple{a.x, a.y, a.s16, a.u8, 1, gl, 49, 4, 1024}, spectral(4, 6, 7, 8));
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed}, noise(4, 5, 7, 8));
-    sweep("zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
-          std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8,
-                     a.noiseSeeds},
-          noise(4, 5, 7, 8));
+    sweep(
+        "zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
+        std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8, a.noiseSeeds},
+        noise(4, 5, 7, 8));
     // Short windows: eight groups of one window, or fewer groups of more.
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 14, 8, gl, 4, 128, &a.seed},
@@ -223,19 +218,17 @@ TEST(ArgumentSweep, AacTools) {
             [](Arena& a) { a.groupLen[0] = 2; }},
            {"group length -1", -1, 0, zemStatusAacBadWindowGroupCount,
             [](Arena& a) { a.groupLen[3] = -1; }}});
-    sweep("zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
-          std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8,
-                     a.noiseSeeds},
-          {{"channel 2", 10, 2, zemStatusBadArgument},
-           {"channel -1", 10, -1, zemStatusBadArgument}});
+    sweep(
+        "zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
+        std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8, a.noiseSeeds},
+        {{"channel 2", 10, 2, zemStatusBadArgument}, {"channel -1", 10, -1, zemStatusBadArgument}});
     // No filters (pNumFilt all zero): only the argument checks can fail.
     const int32_t* z = a.z;
-    Rejects tns = {
-        {"winLen 512", 10, 512, zemStatusAacBadWindowLength},
-        {"samplingFreqIndex 12", 9, 12, zemStatusAacBadSampleRateIndex},
-        {"samplingFreqIndex -1", 9, -1, zemStatusAacBadSampleRateIndex},
-        {"maxSfb 50 (49 bands)", 7, 50, zemStatusAacBadMaxSfb},
-        {"maxSfb -1", 7, -1, zemStatusAacBadMaxSfb}};
+    Rejects tns = {{"winLen 512", 10, 512, zemStatusAacBadWindowLength},
+                   {"samplingFreqIndex 12", 9, 12, zemStatusAacBadSampleRateIndex},
+                   {"samplingFreqIndex -1", 9, -1, zemStatusAacBadSampleRateIndex},
+                   {"maxSfb 50 (49 bands)", 7, 50, zemStatusAacBadMaxSfb},
+                   {"maxSfb -1", 7, -1, zemStatusAacBadMaxSfb}};
     sweep("zemsDecodeTNS_AAC_32s_I", zemsDecodeTNS_AAC_32s_I,
           std::tuple{a.x, z, z, z, z, a.i8, z, 49, 0, 4, 1024}, tns);
     sweep("zemsEncodeTNS_AAC_32s_I", zemsEncodeTNS_AAC_32s_I,
@@ -246,25 +239,23 @@ TEST(ArgumentSweep, AacTools) {
            {"mode 0", 8, 0, zemStatusAacTnsModeUnsupported}});
     // Window sequence and shapes at the given argument positions.
     auto window = [](int seq, int shape, int prev) {
-        return Rejects{
-            {"windowSequence -1", seq, -1, zemStatusAacBadWindowSequence},
-            {"windowSequence 4", seq, 4, zemStatusAacBadWindowSequence},
-            {"windowShape 2", shape, 2, zemStatusAacBadWindowShape},
-            {"windowShape -1", shape, -1, zemStatusAacBadWindowShape},
-            {"prevWindowShape 2", prev, 2, zemStatusAacBadWindowShape}};
+        return Rejects{{"windowSequence -1", seq, -1, zemStatusAacBadWindowSequence},
+                       {"windowSequence 4", seq, 4, zemStatusAacBadWindowSequence},
+                       {"windowShape 2", shape, 2, zemStatusAacBadWindowShape},
+                       {"windowShape -1", shape, -1, zemStatusAacBadWindowShape},
+                       {"prevWindowShape 2", prev, 2, zemStatusAacBadWindowShape}};
     };
-    sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s,
-          std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1}, window(3, 4, 5));
-    sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s,
-          std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1},
+    sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s, std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1},
+          window(3, 4, 5));
+    sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s, std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1},
           {{"dstStep 0", 6, 0, zemStatusAacBadOutputStride},
            {"dstStep 3", 6, 3, zemStatusAacBadOutputStride}});
     sweep("zemsMDCTInv_AAC_32s_I", zemsMDCTInv_AAC_32s_I, std::tuple{a.x, a.y, 0, 0, 0, 1024},
           window(2, 3, 4));
     sweep("zemsMDCTInv_AAC_32s_I", zemsMDCTInv_AAC_32s_I, std::tuple{a.x, a.y, 0, 0, 0, 1024},
           {{"len 1023", 5, 1023, zemStatusBadSize}});
-    sweep("zemsMDCTFwd_AAC_32s", zemsMDCTFwd_AAC_32s,
-          std::tuple{a.x, a.y, a.z, 0, 0, 0, a.work}, window(3, 4, 5));
+    sweep("zemsMDCTFwd_AAC_32s", zemsMDCTFwd_AAC_32s, std::tuple{a.x, a.y, a.z, 0, 0, 0, a.work},
+          window(3, 4, 5));
     sweep("zemsMDCTFwd_AAC_32s_I", zemsMDCTFwd_AAC_32s_I, std::tuple{a.x, 0, 0, 0, 2048},
           window(1, 2, 3));
     sweep("zemsMDCTFwd_AAC_32s_I", zemsMDCTFwd_AAC_32s_I, std::tuple{a.x, 0, 0, 0, 2048},
@@ -308,8 +299,8 @@ TEST(ArgumentSweep, Mp3) {
     sweep("zemsUnpackSideInfo_MP3", zemsUnpackSideInfo_MP3,
           std::tuple{pp, a.gr, &a.mainDataBegin, &a.privateBits, a.scfsi, &a.hdr},
           {badId, badLayer, badMode});
-    sweep("zemsPackSideInfo_MP3", zemsPackSideInfo_MP3,
-          std::tuple{a.gr, pp, 0, 0, a.scfsi, &a.hdr}, {badId, badLayer, badMode});
+    sweep("zemsPackSideInfo_MP3", zemsPackSideInfo_MP3, std::tuple{a.gr, pp, 0, 0, a.scfsi, &a.hdr},
+          {badId, badLayer, badMode});
     sweep("zemsUnpackScaleFactors_MP3_1u8s", zemsUnpackScaleFactors_MP3_1u8s,
           std::tuple{pp, pos, a.i8, a.gr, a.scfsi, &a.hdr, 0, 0},
           {{"granule 2", 6, 2, zemStatusBadArgument},
@@ -339,42 +330,68 @@ TEST(ArgumentSweep, Mp3) {
                            [](Arena& a) { a.gr[0].window_switching_flag = 2; }};
     const Reject switchedLong{"window switching with block_type 0", -1, 0, zemStatusMp3BadSideInfo,
                               [](Arena& a) { a.gr[0].window_switching_flag = 1; }};
-    const Reject regionSum{"region counts summing to 21", -1, 0, zemStatusMp3BadSideInfo,
-                           [](Arena& a) { a.gr[0].region0_count = 10, a.gr[0].region1_count = 11; }};
+    const Reject regionSum{
+        "region counts summing to 21", -1, 0, zemStatusMp3BadSideInfo,
+        [](Arena& a) { a.gr[0].region0_count = 10, a.gr[0].region1_count = 11; }};
     const Reject regionNeg{"region0_count -1", -1, 0, zemStatusMp3BadSideInfo,
                            [](Arena& a) { a.gr[0].region0_count = -1; }};
     const Reject table{"table_select 32", -1, 0, zemStatusMp3BadSideInfo,
                        [](Arena& a) { a.gr[0].table_select[0] = 32, a.gr[0].big_values = 2; }};
     const Rejects huffman = {{"hufSize -1", 6, -1, zemStatusBadArgument},
                              {"hufSize above part2_3_length", 6, 1, zemStatusBadArgument},
-                             bigValues, blockType, switching, count1, badId, badLayer, badFreq,
-                             switchedLong, regionSum, regionNeg, table};
+                             bigValues,
+                             blockType,
+                             switching,
+                             count1,
+                             badId,
+                             badLayer,
+                             badFreq,
+                             switchedLong,
+                             regionSum,
+                             regionNeg,
+                             table};
     sweep("zemsHuffmanDecodeSfb_MP3_1u32s", zemsHuffmanDecodeSfb_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0, a.sfbLong}, huffman);
     sweep("zemsHuffmanDecode_MP3_1u32s", zemsHuffmanDecode_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0}, huffman);
     // This variant checks the id, then big_values and the block fields, the rest of the header,
     // then count1table_select and hufSize (as side information).
-    const Rejects mbp = {badId, bigValues, blockType, switching, switchedLong, badLayer, badFreq,
-                         count1, {"hufSize -1", 6, -1, zemStatusMp3BadSideInfo},
+    const Rejects mbp = {badId,
+                         bigValues,
+                         blockType,
+                         switching,
+                         switchedLong,
+                         badLayer,
+                         badFreq,
+                         count1,
+                         {"hufSize -1", 6, -1, zemStatusMp3BadSideInfo},
                          {"hufSize above part2_3_length", 6, 1, zemStatusMp3BadSideInfo},
-                         regionSum, regionNeg, table};
+                         regionSum,
+                         regionNeg,
+                         table};
     sweep("zemsHuffmanDecodeSfbMbp_MP3_1u32s", zemsHuffmanDecodeSfbMbp_MP3_1u32s,
           std::tuple{pp, pos, a.x, a.nonZero, a.gr, &a.hdr, 0, a.sfbLong, a.sfbShort, a.mbp}, mbp);
     sweep("zemsHuffmanEncode_MP3_32s1u", zemsHuffmanEncode_MP3_32s1u,
           std::tuple{a.x, pp, pos, &a.hdr, a.gr, 0, 0},
-          {bigValues, regionSum, regionNeg, count1, badId,
+          {bigValues,
+           regionSum,
+           regionNeg,
+           count1,
+           badId,
            {"id 0 (MPEG-2)", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
-           badLayer, badFreq, {"count1Len -4", 5, -4, zemStatusBadArgument},
+           badLayer,
+           badFreq,
+           {"count1Len -4", 5, -4, zemStatusBadArgument},
            {"count1Len 580", 5, 580, zemStatusBadArgument},
            {"hufSize -1", 6, -1, zemStatusBadArgument}});
     const Rejects requantize = {
-        badId, badFreq, badMode,
+        badId,
+        badFreq,
+        badMode,
         {"mode_extension 4", -1, 0, zemStatusMp3BadFrameHeader,
          [](Arena& a) { a.hdr.mode_extension = 4; }},
         blockType,
-        {"non-zero bound 577", -1, 0, zemStatusBadArgument,
-         [](Arena& a) { a.nonZero[1] = 577; }},
+        {"non-zero bound 577", -1, 0, zemStatusBadArgument, [](Arena& a) { a.nonZero[1] = 577; }},
         {"non-zero bound -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.nonZero[0] = -1; }}};
     sweep("zemsReQuantizeSfb_MP3_32s_I", zemsReQuantizeSfb_MP3_32s_I,
           std::tuple{a.x, a.nonZero, a.i8, a.gr, &a.hdr, a.work, a.sfbLong, a.sfbShort},
@@ -388,10 +405,8 @@ TEST(ArgumentSweep, Mp3) {
            {"blockType -1", 5, -1, zemStatusBadArgument},
            {"blockType 4", 5, 4, zemStatusBadArgument},
            {"mixedBlock 2", 6, 2, zemStatusBadArgument},
-           {"previous count 33", -1, 0, zemStatusBadArgument,
-            [](Arena& a) { a.prevImdct = 33; }},
-           {"previous count -1", -1, 0, zemStatusBadArgument,
-            [](Arena& a) { a.prevImdct = -1; }}});
+           {"previous count 33", -1, 0, zemStatusBadArgument, [](Arena& a) { a.prevImdct = 33; }},
+           {"previous count -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.prevImdct = -1; }}});
     sweep("zemsMDCTInvWindow_MP3_32s", zemsMDCTInvWindow_MP3_32s, std::tuple{a.x, a.y, 0},
           {{"blockType -1", 2, -1, zemStatusBadArgument},
            {"blockType 4", 2, 4, zemStatusBadArgument},
@@ -409,12 +424,15 @@ TEST(ArgumentSweep, TransformMdct) {
     Arena& a = f.a;
     zemtest::Sweep<Arena> sweep(a, zemStatusBadSize);
     int32_t* s = a.sizes;
-    const Rejects badLen = {
-        {"len 0", 0, 0, zemStatusBadSize},    {"len -32", 0, -32, zemStatusBadSize},
-        {"len 16", 0, 16, zemStatusBadSize},  {"len 24", 0, 24, zemStatusBadSize},
-        {"len 48", 0, 48, zemStatusBadSize},  {"len 2^30", 0, 1 << 30, zemStatusBadSize},
-        {"len 13", 0, 13, zemStatusBadSize},  {"len 96", 0, 96, zemStatusBadSize},
-        {"len 2^31-1", 0, INT32_MAX, zemStatusBadSize}};
+    const Rejects badLen = {{"len 0", 0, 0, zemStatusBadSize},
+                            {"len -32", 0, -32, zemStatusBadSize},
+                            {"len 16", 0, 16, zemStatusBadSize},
+                            {"len 24", 0, 24, zemStatusBadSize},
+                            {"len 48", 0, 48, zemStatusBadSize},
+                            {"len 2^30", 0, 1 << 30, zemStatusBadSize},
+                            {"len 13", 0, 13, zemStatusBadSize},
+                            {"len 96", 0, 96, zemStatusBadSize},
+                            {"len 2^31-1", 0, INT32_MAX, zemStatusBadSize}};
     sweep("zemsMDCTFwdGetSize_32f", zemsMDCTFwdGetSize_32f, std::tuple{64, s, s + 1, s + 2},
           badLen);
     sweep("zemsMDCTInvGetSize_32f", zemsMDCTInvGetSize_32f, std::tuple{64, s, s + 1, s + 2},
@@ -425,10 +443,10 @@ TEST(ArgumentSweep, TransformMdct) {
            {"len -64", 0, -64, zemStatusBadSize}});
     // Init rebuilds the arena's record in place; the 32f records check the length first.
     const Reject lenFirst{"len 48", 1, 48, zemStatusBadSize, nullptr, true};
-    sweep("zemsMDCTFwdInit_32f", zemsMDCTFwdInit_32f,
-          std::tuple{&a.fwd, 64, a.fwdMem, a.initMem}, {lenFirst});
-    sweep("zemsMDCTInvInit_32f", zemsMDCTInvInit_32f,
-          std::tuple{&a.inv, 64, a.invMem, a.initMem}, {lenFirst});
+    sweep("zemsMDCTFwdInit_32f", zemsMDCTFwdInit_32f, std::tuple{&a.fwd, 64, a.fwdMem, a.initMem},
+          {lenFirst});
+    sweep("zemsMDCTInvInit_32f", zemsMDCTInvInit_32f, std::tuple{&a.inv, 64, a.invMem, a.initMem},
+          {lenFirst});
     sweep("zemsMDCTFwdInit_16s", zemsMDCTFwdInit_16s,
           std::tuple{&a.fwd16, 64, a.fwd16Mem, a.initMem}, {{"len 36", 1, 36, zemStatusBadSize}});
     sweep("zemsMDCTFwdInitAlloc_32f", zemsMDCTFwdInitAlloc_32f, std::tuple{&a.fwd, 64},
@@ -443,8 +461,8 @@ TEST(ArgumentSweep, TransformMdct) {
     const Reject notInv{"forward record", -1, addr(a.fwd), zemStatusContextMismatch, nullptr, true};
     const Reject not16{"32f record", -1, addr(a.fwd), zemStatusContextMismatch, nullptr, true};
     auto at = [](Reject r, int arg) { return r.arg = arg, r; };
-    const Reject garbage{"memory without a record", -1, addr(a.u8), zemStatusContextMismatch,
-                         nullptr, true};
+    const Reject garbage{"memory without a record", -1,      addr(a.u8),
+                         zemStatusContextMismatch,  nullptr, true};
     sweep("zemsMDCTFwdFree_32f", zemsMDCTFwdFree_32f, std::tuple{a.fwd},
           {at(notFwd, 0), at(garbage, 0)});
     sweep("zemsMDCTInvFree_32f", zemsMDCTInvFree_32f, std::tuple{a.inv},
@@ -488,17 +506,14 @@ TEST(ArgumentSweep, VlcEscapeBlock) {
     auto at = [](Reject r, int arg) { return r.arg = arg, r; };
     const Reject negLen{"len -2", -1, -2, zemStatusBadSize};
     auto linbits = [](int arg) {
-        return Rejects{
-            {"linbits -1", arg, -1, zemStatusBadArgument},
-            {"linbits 14", arg, 14, zemStatusBadArgument},
-            {"linbits 31", arg, 31, zemStatusBadArgument}};
+        return Rejects{{"linbits -1", arg, -1, zemStatusBadArgument},
+                       {"linbits 14", arg, 14, zemStatusBadArgument},
+                       {"linbits 31", arg, 31, zemStatusBadArgument}};
     };
     sweep("zemsVLCDecodeEscBlock_AAC_1u16s", zemsVLCDecodeEscBlock_AAC_1u16s,
-          std::tuple{pp, pos, a.s16, 8, aac.plain()},
-          {at(decAsEnc, 4), at(negLen, 3)});
+          std::tuple{pp, pos, a.s16, 8, aac.plain()}, {at(decAsEnc, 4), at(negLen, 3)});
     sweep("zemsVLCDecodeUTupleEscBlock_AAC_1u16s", zemsVLCDecodeUTupleEscBlock_AAC_1u16s,
-          std::tuple{pp, pos, a.s16, 8, aac.tuple()},
-          {at(decAsEnc, 4), at(negLen, 3)});
+          std::tuple{pp, pos, a.s16, 8, aac.tuple()}, {at(decAsEnc, 4), at(negLen, 3)});
     for (auto* fn : {zemsVLCDecodeEscBlock_MP3_1u16s, zemsVLCDecodeUTupleEscBlock_MP3_1u16s}) {
         const bool plain = fn == zemsVLCDecodeEscBlock_MP3_1u16s;
         const auto args = std::tuple{pp, pos, 13, a.s16, 8, plain ? mp3.plain() : mp3.tuple()};
@@ -507,8 +522,7 @@ TEST(ArgumentSweep, VlcEscapeBlock) {
         sweep("linbits", fn, args, linbits(2));
     }
     sweep("zemsVLCEncodeEscBlock_AAC_16s1u", zemsVLCEncodeEscBlock_AAC_16s1u,
-          std::tuple{a.t16, 8, pp, pos, aac.enc()},
-          {at(encAsDec, 4), at(negLen, 1)});
+          std::tuple{a.t16, 8, pp, pos, aac.enc()}, {at(encAsDec, 4), at(negLen, 1)});
     const auto encMp3 = std::tuple{a.t16, 8, 13, pp, pos, mp3.enc()};
     sweep("zemsVLCEncodeEscBlock_MP3_16s1u", zemsVLCEncodeEscBlock_MP3_16s1u, encMp3,
           {at(encAsDec, 5), at(negLen, 1)});

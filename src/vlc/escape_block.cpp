@@ -335,12 +335,16 @@ ZEM_API ZemStatus zemsVLCEncodeEscBlock_MP3_16s1u(const int16_t* pSrc, int32_t l
     return zemStatusOk;
 }
 
-ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len, int32_t* pBitCount,
+ZEM_API ZemStatus zemsVLCCountEscBits_AAC_16s32s(const int16_t* pSrc, int32_t len,
+                                                 int32_t* pBitCount,
                                                  const ZemVlcEncSpec* pVlcSpec) {
-    return count_bits(pSrc, len, 0, pBitCount, pVlcSpec, 16, 64, [](int m) { return escape_bits(m); });
+    return count_bits(pSrc, len, 0, pBitCount, pVlcSpec, 16, 64,
+                      [](int m) { return escape_bits(m); });
 }
 
 ZEM_API ZemStatus zemsVLCCountEscBits_MP3_16s32s(const int16_t* pSrc, int32_t len, int32_t linbits,
-                                                 int32_t* pBitCount, const ZemVlcEncSpec* pVlcSpec) {
-    return count_bits(pSrc, len, linbits, pBitCount, pVlcSpec, 15, 32, [linbits](int) { return linbits; });
+                                                 int32_t* pBitCount,
+                                                 const ZemVlcEncSpec* pVlcSpec) {
+    return count_bits(pSrc, len, linbits, pBitCount, pVlcSpec, 15, 32,
+                      [linbits](int) { return linbits; });
 }

@@ -96,7 +96,8 @@ template <class Arena> class Sweep {
             std::string label = what;
             for (const R* r : rs) {
                 if (r->arg >= 0)
-                    set_arg(t, r->arg, r->value, std::make_index_sequence<std::tuple_size_v<Args>>{});
+                    set_arg(t, r->arg, r->value,
+                            std::make_index_sequence<std::tuple_size_v<Args>>{});
                 if (r->mutate != nullptr)
                     r->mutate(s.a_);
                 if (r != *rs.begin())
@@ -162,8 +163,7 @@ template <class Arena> class Sweep {
     }
 
     template <class Args, std::size_t... I>
-    static int second_pointer(const Args&, int skip, uint32_t optional,
-                              std::index_sequence<I...>) {
+    static int second_pointer(const Args&, int skip, uint32_t optional, std::index_sequence<I...>) {
         int found = -1;
         (
             [&] {
