@@ -46,23 +46,6 @@ TEST(ConstexprMath, TurnsMatchLibmWithExactQuarterTurns) {
         }
 }
 
-TEST(ConstexprMath, QuarterPowersTruncateOrRoundTheExactValue) {
-    for (int frac = 0; frac <= 31; ++frac)
-        for (int k = -40; k <= 40; ++k) {
-            const long double exact = std::ldexp(std::pow(2.0L, k / 4.0L), frac);
-            if (exact >= 2147483648.0L) {
-                EXPECT_EQ(cm::quarter_power_fixed(k, frac, cm::Rounding::Nearest), INT32_MAX);
-                continue;
-            }
-            EXPECT_EQ(cm::quarter_power_fixed(k, frac, cm::Rounding::Down),
-                      int64_t(std::floor(exact)))
-                << k << " Q" << frac;
-            EXPECT_EQ(cm::quarter_power_fixed(k, frac, cm::Rounding::Nearest),
-                      int64_t(std::floor(exact + 0.5L)))
-                << k << " Q" << frac;
-        }
-}
-
 TEST(FixedPoint, SubBandCountsAreTheQuotientsForEveryLineCount) {
     for (int32_t x = 0; x <= 576; ++x) {
         EXPECT_EQ(zem::ceil_div18(x), (x + 17) / 18) << x;
