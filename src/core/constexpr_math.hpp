@@ -1,5 +1,5 @@
-// The library's constant-expression maths: pi, double-precision sine, cosine (also of whole
-// fractions of a turn), square and cube roots, the Bessel function I0 and 2^(k/4) with its
+// The library's constant-expression maths: pi, double-precision sine and cosine (also of a
+// fraction of a turn), square and cube roots, the Bessel function I0 and 2^(k/4) with its
 // fixed-point tables, so that windows, twiddles and power laws are built at compile time
 // (clang 14 has no constexpr libm). Accurate to about one unit in the last place; a test holds
 // them to libm.
