@@ -109,6 +109,11 @@ TEST(ArgumentSweep, AacElementsAndHeaders) {
            {"numChannels 3", 3, 3, zemStatusAacBadLayerChannels},
            {"modeFlag -1", 4, -1, zemStatusAacBadLayerFlag},
            {"modeFlag 2", 4, 2, zemStatusAacBadLayerFlag}});
+    sweep("zemsDecodeMainHeader_AAC (pair)", zemsDecodeMainHeader_AAC,
+          std::tuple{pp, pos, &a.main, 2, 0},
+          {{"modeFlag 2", 4, 2, zemStatusAacBadLayerFlag},
+           {"pMsUsed null", -1, 0, zemStatusNullPointer,
+            [](Arena& a) { a.main.pMsUsed = nullptr; }}});
     sweep(
         "zemsDecodeExtensionHeader_AAC", zemsDecodeExtensionHeader_AAC,
         std::tuple{pp, pos, &a.ext, 1, 1, 1, 0, 49, 0},
@@ -217,7 +222,8 @@ TEST(ArgumentSweep, AacTools) {
           {{"nine windows", -1, 0, zemStatusAacBadWindowGroupCount,
             [](Arena& a) { a.groupLen[0] = 2; }},
            {"group length -1", -1, 0, zemStatusAacBadWindowGroupCount,
-            [](Arena& a) { a.groupLen[3] = -1; }}});
+            [](Arena& a) { a.groupLen[3] = -1; }},
+           {"maxSfb 15 (14 bands)", 4, 15, zemStatusAacBadMaxSfb}});
     sweep(
         "zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
         std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8, a.noiseSeeds},
@@ -439,7 +445,10 @@ TEST(ArgumentSweep, TransformMdct) {
           badLen);
     sweep("zemsMDCTFwdGetSize_16s", zemsMDCTFwdGetSize_16s, std::tuple{64, s, s + 1, s + 2},
           {{"len 36", 0, 36, zemStatusBadSize},
+           {"len 12", 0, 12, zemStatusBadSize},
            {"len 16", 0, 16, zemStatusBadSize},
+           {"len 0", 0, 0, zemStatusBadSize},
+           {"len 2^30", 0, 1 << 30, zemStatusBadSize},
            {"len -64", 0, -64, zemStatusBadSize}});
     // Init rebuilds the arena's record in place; the 32f records check the length first.
     const Reject lenFirst{"len 48", 1, 48, zemStatusBadSize, nullptr, true};

@@ -87,9 +87,6 @@ TEST(Mp3Requantize, StereoKnownAnswers) {
     EXPECT_EQ(differ.run(header(1, 1, 2)), zemStatusMp3BadSideInfo);
     differ.g[0].block_type = differ.g[1].block_type = 3;
     EXPECT_EQ(differ.run(header(1, 1, 2)), zemStatusOk);
-    Granule bad;
-    bad.bound[1] = 577;
-    EXPECT_EQ(bad.run(header(1, 0)), zemStatusBadArgument);
 }
 
 // Requantised values against sign(x) |x|^(4/3) 2^((g - 210 - 2 sf) / 4), within the rounding of
@@ -201,11 +198,6 @@ TEST(Mp3Synthesis, SilenceAndOverlapFlush) {
                   (t & 1) ? -kept[std::size_t(t)] : kept[std::size_t(t)]);
     for (int i = 18; i < 36; ++i)
         EXPECT_EQ(overlap[std::size_t(i)], 0);
-    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 577, &count, 0, 0),
-              zemStatusBadArgument);
-    count = 33;
-    EXPECT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), 0, &count, 0, 0),
-              zemStatusBadArgument);
 }
 
 // The polyphase bank against the standard's procedure in double precision (the model's
@@ -235,10 +227,6 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
         }
     }
     EXPECT_LT(off, total / 2);
-    pos = 16;
-    int32_t s[32] = {};
-    int16_t pcm[32];
-    EXPECT_EQ(zemsSynthPQMF_MP3_32s16s(s, pcm, v.data(), &pos, 1), zemStatusBadArgument);
 }
 
 } // namespace

@@ -60,11 +60,6 @@ TEST(TransformMdct16, SizesAndLayout) {
             EXPECT_EQ(zemsMDCTFwdGetBufSize_16s(m.spec, &buf), zemStatusOk);
             EXPECT_EQ(buf, r.work);
         }
-    int32_t s, i, w;
-    EXPECT_EQ(zemsMDCTFwdGetSize_16s(1 << 30, &s, &i, &w), zemStatusBadSize);
-    for (int32_t bad : {0, 12, 36, 16, 48})
-        EXPECT_EQ(zemsMDCTFwdGetSize_16s(bad, &s, &i, &w), zemStatusBadSize) << bad;
-    EXPECT_EQ(zemsMDCTFwdGetSize_16s(12, nullptr, &i, &w), zemStatusNullPointer);
 }
 
 // Against X[k] 2^-sf of the definition: within a few output steps plus a small fraction of the
@@ -119,27 +114,12 @@ TEST(TransformMdct16, ZeroInputNeedsNoWorkBuffer) {
     EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
 }
 
-TEST(TransformMdct16, ChecksTagsAndAllocationFailure) {
+// Free invalidates the record; allocation failures leak nothing (argument checks: the sweep).
+TEST(TransformMdct16, FreeAndAllocationFailure) {
     std::vector<uint8_t> mem(2048), init(64);
     ZemMdctFwdSpec_16s* spec = nullptr;
-    EXPECT_EQ(zemsMDCTFwdInit_16s(&spec, 24, mem.data(), nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemsMDCTFwdInit_16s(&spec, 24, mem.data(), init.data()), zemStatusBadSize);
-    EXPECT_EQ(spec, nullptr);
     ASSERT_EQ(zemsMDCTFwdInit_16s(&spec, 32, mem.data() + 1, init.data()), zemStatusOk);
     std::vector<int16_t> x(32, 5), out(16, 99);
-    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), nullptr, nullptr, 0, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), nullptr, spec, 0, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemsMDCTFwdGetBufSize_16s(spec, nullptr), zemStatusNullPointer);
-    // A 32f record is not a 16s record, and the other way round.
-    std::vector<uint8_t> fmem(1024);
-    ZemMdctFwdSpec_32f* f32 = nullptr;
-    ASSERT_EQ(zemsMDCTFwdInit_32f(&f32, 32, fmem.data(), init.data()), zemStatusOk);
-    auto* wrong = reinterpret_cast<ZemMdctFwdSpec_16s*>(f32);
-    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(nullptr, out.data(), wrong, 0, nullptr),
-              zemStatusContextMismatch);
-    EXPECT_EQ(zemsMDCTFwdFree_16s(wrong), zemStatusContextMismatch);
-    EXPECT_EQ(zemsMDCTFwdFree_32f(reinterpret_cast<ZemMdctFwdSpec_32f*>(spec)),
-              zemStatusContextMismatch);
     EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
     EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusContextMismatch);
     EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), out.data(), spec, 0, nullptr),
@@ -147,8 +127,6 @@ TEST(TransformMdct16, ChecksTagsAndAllocationFailure) {
     EXPECT_EQ(out, std::vector<int16_t>(16, 99));
 
     const long before = zemcoreOutstandingBlocks();
-    EXPECT_EQ(zemsMDCTFwdInitAlloc_16s(nullptr, 64), zemStatusNullPointer);
-    EXPECT_EQ(zemsMDCTFwdInitAlloc_16s(&spec, 36), zemStatusBadSize);
     for (long k : {1, 2}) {
         spec = nullptr;
         zemcoreFailAllocation(k);

@@ -131,8 +131,8 @@ ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, in
                                         uint8_t* pData);
 
 /* Scalable layer main header for numChannels 1 or 2 (zemStatusAacBadLayerChannels); modeFlag 0
-   or 1 (zemStatusAacBadLayerFlag); with modeFlag 1 it parses everything, then returns
-   zemStatusModeUnsupported. */
+   or 1 (zemStatusAacBadLayerFlag); two channels need pMain->pMsUsed (zemStatusNullPointer, after
+   the flags); with modeFlag 1 it parses everything, then returns zemStatusModeUnsupported. */
 ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
                                            ZemAacLayerMainRec* pMain, int32_t numChannels,
                                            int32_t modeFlag);

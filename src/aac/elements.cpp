@@ -126,6 +126,8 @@ ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
         return zemStatusAacBadLayerChannels;
     if (modeFlag != 0 && modeFlag != 1)
         return zemStatusAacBadLayerFlag;
+    if (numChannels == 2 && pMain->pMsUsed == nullptr)
+        return zemStatusNullPointer;
     BitCursor bc(*ppStream, *pBitPos);
     ZemAacLayerMainRec& m = *pMain;
     m.window_sequence = int32_t(bc.read(2));
@@ -146,15 +148,11 @@ ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
     ZemStatus st = zemStatusOk;
     if (numChannels == 2) {
         m.ms_mask_present = int32_t(bc.read(2));
-        if (m.pMsUsed == nullptr) {
-            st = zemStatusNullPointer;
-        } else {
-            for (int g = 0; g < m.num_window_groups; ++g)
-                for (int b = 0; b < m.max_sfb; ++b)
-                    m.pMsUsed[60 * g + b] = m.ms_mask_present == 1   ? uint8_t(bc.read(1))
-                                            : m.ms_mask_present == 2 ? 1
-                                                                     : 0;
-        }
+        for (int g = 0; g < m.num_window_groups; ++g)
+            for (int b = 0; b < m.max_sfb; ++b)
+                m.pMsUsed[60 * g + b] = m.ms_mask_present == 1   ? uint8_t(bc.read(1))
+                                        : m.ms_mask_present == 2 ? 1
+                                                                 : 0;
     }
     for (int ch = 0; ch < numChannels && st == zemStatusOk; ++ch) {
         std::memset(&m.tns[ch], 0, sizeof(ZemAacTnsRec));
