@@ -1,11 +1,10 @@
-// Noiseless decoding: round trips of synthesised channel streams through both decoders, the
-// codebook trees, and every failure status on crafted streams.
+// Noiseless decoding: round trips of synthesised channel streams through both decoders, and
+// every failure status on crafted streams.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
-#include "aac/huffman_tree.hpp"
 #include "support/aac_ics_writer.hpp"
 #include "support/seed.hpp"
 #include "support/stream.hpp"
@@ -125,44 +124,6 @@ TEST(AacNoiseless, LowComplexityRoundTrips) {
 
 TEST(AacNoiseless, GeneralRoundTripsWithNoiseAndIntensity) {
     round_trips(Which::General, {0, 1, 4, 7, 10, 11, 13, 13, 14, 15}, 400);
-}
-
-// Every codeword of the scale-factor book (0 here) and of every spectral book walks its tree,
-// and decodes through the first-level table, to the leaf of its own index in exactly its length.
-TEST(AacNoiseless, TreesDecodeEveryCodeword) {
-    using namespace zem;
-    using namespace zem::aac;
-    const int sizes[12] = {121, 81, 81, 81, 81, 81, 81, 64, 64, 169, 169, 289};
-    for (int cb = 0; cb <= 11; ++cb)
-        for (int i = 0; i < sizes[cb]; ++i) {
-            SCOPED_TRACE(testing::Message() << "book " << cb << " index " << i);
-            const HuffCode c = cb == 0 ? kSfCodes[i] : zemtest::aac_spectral_codes(cb)[i];
-            // Both tree shapes: the leaf reached, checked against the first-level decoder.
-            auto walk = [&](const auto* tree, const auto* first) {
-                int bits = 0, fastBits = 0;
-                const uint32_t leaf = walk_tree(tree, c.code << (32 - c.length), bits);
-                EXPECT_EQ(bits, c.length);
-                const uint32_t window = c.code << (32 - c.length) | (0x5A5A5A5Au >> c.length);
-                EXPECT_EQ(decode_codeword(first, tree, window, fastBits), leaf);
-                EXPECT_EQ(fastBits, bits);
-                return leaf;
-            };
-            const uint32_t leaf = cb == 0 ? walk(kSfTree.node, kSfDecoder.first)
-                                          : walk(spectral_tree(cb), spectral_decoder(cb).first);
-            if (cb == 0) {
-                EXPECT_EQ(int(leaf >> 1), i);
-                continue;
-            }
-            const SpectralBook& book = kSpectralBooks[cb];
-            const int width = book.dim == 4 ? 3 : 6;
-            int index = 0;
-            for (int j = 0; j < book.dim; ++j) {
-                const int field = int((leaf >> (2 + width * j)) & ((1u << width) - 1));
-                const int v = field >= (1 << (width - 1)) ? field - (1 << width) : field;
-                index = index * book.radix + v + book.offset;
-            }
-            EXPECT_EQ(index, i);
-        }
 }
 
 // A long channel's global gain and ICS info (no predictor data).

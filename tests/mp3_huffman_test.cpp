@@ -1,5 +1,5 @@
-// Layer III Huffman coding: every codeword and sign of every table through both decoders and
-// the encoder, count1 and budget edges, region layouts of the three decoders, argument checks.
+// Layer III Huffman coding: every value and sign of every table through the encoder and the
+// three decoders, count1 and budget edges, region layouts of the three decoders, argument checks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -111,16 +111,18 @@ void expect_encodes(const Granule& gr, const ZemMp3GranuleRec& g, const ZemMp3He
         ASSERT_EQ(zemtest::bit_at(out.data(), i), 1u) << "stuffing bit " << i;
 }
 
-TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
+// Every value and sign of every table, escapes at 0, at the largest value and at a random one,
+// through the encoder and back through the three decoders (the codes themselves are compared
+// with the standard's listing in the tables test).
+TEST(Mp3Huffman, EveryValueAndSignOfEveryTableRoundTrips) {
     std::mt19937 rng(zemtest::seed());
     const ZemMp3HeaderRec h = header(1, 0);
     for (int t = 1; t < 32; ++t) {
-        if (t == 4 || t == 14)
+        const zem::mp3::PairTable& table = zem::mp3::kPairTables[t];
+        if (table.codes == nullptr)
             continue;
         SCOPED_TRACE(testing::Message() << "table " << t);
-        const zem::mp3::PairTable& table = zem::mp3::kPairTables[t];
         const int maxEscape = (1 << table.linbits) - 1;
-        // Every (x, y), every sign combination, escapes at 0, the largest and a random value.
         std::vector<std::pair<int, int>> pairs;
         int n = 0;
         auto value = [&](int m) {
@@ -138,62 +140,23 @@ TEST(Mp3Huffman, EveryCodewordAndSignOfEveryTableRoundTrips) {
         for (std::size_t at = 0; at < pairs.size(); at += 288) {
             const int count = int(std::min<std::size_t>(288, pairs.size() - at));
             Granule gr;
-            gr.lead = int(rng() % 8);
-            gr.b.put(rng(), gr.lead);
             for (int i = 0; i < count; ++i) {
                 gr.spec[2 * i] = pairs[at + i].first;
                 gr.spec[2 * i + 1] = pairs[at + i].second;
-                zemtest::put_pair(gr.b, t, gr.spec[2 * i], gr.spec[2 * i + 1]);
             }
             const ZemMp3GranuleRec g =
                 long_granule(count, t, t, t, int(rng() % 16), int(rng() % 5));
+            std::vector<uint8_t> bytes(8192);
+            uint8_t* p = bytes.data();
+            int32_t pos = 0;
+            ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(gr.spec, &p, &pos, &h, &g, 0, 0), zemStatusOk);
+            gr.lead = int(rng() % 8);
+            gr.b.put(rng(), gr.lead);
+            for (std::size_t i = 0; i < std::size_t((p - bytes.data()) * 8 + pos); ++i)
+                gr.b.put(zemtest::bit_at(bytes.data(), i), 1);
             for (Which which : {Which::Plain, Which::Sfb, Which::Mbp})
                 expect_decodes(gr, g, h, which);
-            expect_encodes(gr, g, h, 0, gr.hufSize());
         }
-    }
-}
-
-// The ten-bit pre-signed pair lookups against the code tables: every window that starts with a
-// codeword and its sign bits within ten bits resolves to the signed pair and the bits used, and
-// every other window (longer, or escaped in a table with linbits) is left to the tree walk.
-TEST(Mp3Huffman, PreSignedPairLookupsMatchTheCodeTables) {
-    using namespace zem::mp3;
-    for (int table = 1; table < 32; ++table) {
-        const PairTable& t = kPairTables[table];
-        if (t.codes == nullptr)
-            continue;
-        const SignedPairLookup& lookup = kSignedPairLookups[t.decoder];
-        std::vector<bool> seen(1 << kSignedPairBits);
-        for (int i = 0; i < t.width * t.width; ++i) {
-            const int x = i / t.width, y = i % t.width, signs = (x != 0) + (y != 0);
-            const int len = t.codes[i].length + signs;
-            const bool resolved =
-                len <= kSignedPairBits && !(t.linbits > 0 && (x == 15 || y == 15));
-            const int prefix =
-                t.codes[i].length < kSignedPairBits ? t.codes[i].length : kSignedPairBits;
-            const uint32_t code = t.codes[i].code >> (t.codes[i].length - prefix);
-            for (uint32_t tail = 0; tail < (1u << (kSignedPairBits - prefix)); ++tail) {
-                const uint32_t index = code << (kSignedPairBits - prefix) | tail;
-                const uint32_t e = lookup.entry[index];
-                seen[index] = true;
-                if (!resolved) {
-                    ASSERT_EQ(e, 0u) << "table " << table << " pair " << x << "," << y;
-                    continue;
-                }
-                // The sign bits follow the code, x's first.
-                const uint32_t after = tail >> (kSignedPairBits - len);
-                const bool negX = x != 0 && ((after >> (signs - 1)) & 1);
-                const bool negY = y != 0 && (after & 1);
-                ASSERT_EQ(int(e & 63), len) << "table " << table << " index " << index;
-                ASSERT_EQ(signed_pair_x(e), negX ? -x : x)
-                    << "table " << table << " index " << index;
-                ASSERT_EQ(signed_pair_y(e), negY ? -y : y)
-                    << "table " << table << " index " << index;
-            }
-        }
-        EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 1 << kSignedPairBits)
-            << "table " << table; // the code is complete
     }
 }
 
@@ -314,7 +277,7 @@ TEST(Mp3Huffman, KnownEscapeAndStuffingBits) {
     uint8_t* p = bytes;
     int32_t pos = 2;
     ASSERT_EQ(zemsHuffmanEncode_MP3_32s1u(spec, &p, &pos, &h, &g, 0, 40), zemStatusOk);
-    const zem::mp3::HuffCode c = zem::mp3::kHuffCodes24[15 * 16 + 3];
+    const zem::HuffCode c = zem::mp3::kHuffCodes24[15 * 16 + 3];
     EXPECT_EQ(zemtest::bits_at(bytes, 2, c.length), c.code);
     EXPECT_EQ(zemtest::bits_at(bytes, 2 + c.length, 6), 0x15u); // 0101, +, -
     for (int i = 2 + c.length + 6; i < 42; ++i)

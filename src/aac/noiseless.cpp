@@ -3,7 +3,6 @@
 // form.
 #include "zemac.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "aac/huffman_tree.hpp"
@@ -86,9 +85,9 @@ ZemStatus read_sections(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, uint
 
 int decode_sf_difference(BitCursor& bc) {
     int bits = 0;
-    const uint32_t leaf = decode_codeword(kSfDecoder.first, kSfTree.node, bc.window(), bits);
+    const uint32_t index = kSfDecoder.table().decode(bc.window(), bits);
     bc.skip(bits);
-    return int(leaf >> 1) - 60;
+    return int(index) - 60;
 }
 
 ZemStatus read_scale_factors(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan,
@@ -172,32 +171,27 @@ bool read_escape(BitCursor& bc, int32_t& value) {
     return true;
 }
 
-template <int Count> constexpr int longest(const HuffCode (&codes)[Count]) {
-    int n = 0;
-    for (const HuffCode& c : codes)
-        n = c.length > n ? c.length : n;
-    return n;
+constexpr bool codewords_fit_window() { // a codeword and its four sign bits in one window
+    for (const SpectralBook& b : kSpectralBooks)
+        if (huff_longest(b.codes) + 4 > 25)
+            return false;
+    return true;
 }
-constexpr int kLongestSpectralCode =
-    std::max({longest(kSpectralCodes1), longest(kSpectralCodes2), longest(kSpectralCodes3),
-              longest(kSpectralCodes4), longest(kSpectralCodes5), longest(kSpectralCodes6),
-              longest(kSpectralCodes7), longest(kSpectralCodes8), longest(kSpectralCodes9),
-              longest(kSpectralCodes10), longest(kSpectralCodes11)});
-static_assert(kLongestSpectralCode + 4 <= 25, "a codeword and its signs fit one cursor window");
+static_assert(codewords_fit_window());
 
 // Decodes count values (a multiple of Dim) with codebook cb of that dimension. Sign bits
 // follow the codeword, one per non-zero value; escapes (codebook 11) follow the signs.
 template <int Dim, bool HasSigns>
 ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
-    constexpr int kFieldBits = Dim == 4 ? 3 : 6;
-    const SpectralLookup lookup = spectral_decoder(cb);
+    constexpr int kFieldBits = spectral_field_bits(Dim);
+    const SpectralDecoder decoder = spectral_decoder(cb);
     for (int i = 0; i < count; i += Dim) {
         int bits = 0;
         const uint32_t window = bc.window();
-        const uint32_t leaf = decode_codeword(lookup.first, lookup.tree, window, bits);
+        const uint32_t symbol = decoder.decode(window, bits);
         int32_t v[Dim];
         for (int j = 0; j < Dim; ++j) {
-            const uint32_t field = (leaf >> (2 + kFieldBits * j)) & ((1u << kFieldBits) - 1);
+            const uint32_t field = (symbol >> (kFieldBits * j)) & ((1u << kFieldBits) - 1);
             v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
         }
         if constexpr (HasSigns) {

@@ -4,7 +4,7 @@
 #include "core/bitstream.hpp"
 #include "core/checks.hpp"
 #include "mp3/frame.hpp"
-#include "tables/mp3_huffman.hpp"
+#include "mp3/huffman_decoders.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 
 namespace zem::mp3 {
@@ -13,29 +13,21 @@ namespace {
 
 constexpr int kLines = 576;
 
-// Decodes one code of d from the left-aligned window `win` (at least 19 valid bits, the longest
-// code), eight bits at once through its fast lookup; returns its leaf word and adds the code's
-// length to `used`.
-inline uint32_t decode_code(uint32_t win, const Decoder& d, const FastDecoder& f, int& used) {
-    uint32_t w = f.entry[win >> 24];
-    if (w & 1) {
-        used += int((w >> 1) & 15);
-        return w;
-    }
-    int n = 8;
-    do
-        w = d.tree[w - 2 + ((win >> (31 - n++)) & 1)];
-    while ((w & 1) == 0);
-    used += n;
-    return w;
+// Decodes one code from the left-aligned window `win` (at least 19 valid bits, the longest
+// code); returns its symbol and adds the code's length to `used`.
+inline uint32_t decode_code(uint32_t win, const PairDecoder& d, int& used) {
+    int bits = 0;
+    const uint32_t symbol = d.decode(win, bits);
+    used += bits;
+    return symbol;
 }
 
 // The same for the codes the pre-signed lookups leave open, kept out of line so that the lookup
-// loops keep their registers: the leaf word in bits 0-15, the code's length from bit 16 on.
-[[gnu::noinline]] uint32_t walk_code(uint32_t win, const Decoder& d, const FastDecoder& f) {
+// loops keep their registers: the symbol in bits 0-7, the code's length from bit 16 on.
+[[gnu::noinline]] uint32_t walk_code(uint32_t win, const PairDecoder& d) {
     int used = 0;
-    const uint32_t w = decode_code(win, d, f, used);
-    return (w & 0xFFFF) | uint32_t(used) << 16;
+    const uint32_t symbol = decode_code(win, d, used);
+    return symbol | uint32_t(used) << 16;
 }
 
 // The sign bit at `used` of the window applied to a magnitude that has one.
@@ -120,8 +112,7 @@ inline int32_t escaped_value(BitCursor& bs, int32_t magnitude, int linbits) {
 // its two sign bits (at most 21 bits) come from one window.
 bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable& t,
                   const uint8_t* start, int32_t startPos, int64_t budget) {
-    const Decoder& d = kDecoders[t.decoder];
-    const FastDecoder& f = kFastDecoders[t.decoder];
+    const PairDecoder d = pair_decoder(t);
     int i = from;
     if (i < to) {
         PairBits b(bs, start, startPos, budget);
@@ -138,10 +129,10 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     b.skip(int(e & 63)); // bits 4-5 are clear: one shift by the entry itself
                 } else {
                     const uint32_t win = b.window();
-                    const uint32_t walked = walk_code(win, d, f);
+                    const uint32_t walked = walk_code(win, d);
                     int used = int(walked >> 16);
-                    out[i] = signed_from(win, int32_t((walked >> 12) & 15), used);
-                    out[i + 1] = signed_from(win, int32_t((walked >> 8) & 15), used);
+                    out[i] = signed_from(win, symbol_x(walked & 0xFF), used);
+                    out[i + 1] = signed_from(win, symbol_y(walked), used);
                     b.skip(used);
                 }
                 over = b.over_budget();
@@ -155,10 +146,10 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     out[i + 1] = signed_pair_y(e);
                     b.skip(int(e & 63));
                 } else {
-                    const uint32_t walked = walk_code(b.window(), d, f);
+                    const uint32_t walked = walk_code(b.window(), d);
                     b.skip(int(walked >> 16));
-                    out[i] = escaped_value(b, int32_t((walked >> 12) & 15), t.linbits);
-                    out[i + 1] = escaped_value(b, int32_t((walked >> 8) & 15), t.linbits);
+                    out[i] = escaped_value(b, symbol_x(walked & 0xFF), t.linbits);
+                    out[i + 1] = escaped_value(b, symbol_y(walked), t.linbits);
                 }
                 over = b.over_budget();
             }
@@ -171,9 +162,9 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
         for (; i < to; i += 2) {
             const uint32_t win = bs.window();
             int used = 0;
-            const uint32_t w = decode_code(win, d, f, used);
-            out[i] = signed_from(win, int32_t(w >> 12), used);
-            out[i + 1] = signed_from(win, int32_t((w >> 8) & 15), used);
+            const uint32_t w = decode_code(win, d, used);
+            out[i] = signed_from(win, symbol_x(w), used);
+            out[i + 1] = signed_from(win, symbol_y(w), used);
             bs.skip(used);
             if (bs.bits_since(start, startPos) > budget)
                 return false;
@@ -182,10 +173,10 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     }
     for (; i < to; i += 2) {
         int used = 0;
-        const uint32_t w = decode_code(bs.window(), d, f, used);
+        const uint32_t w = decode_code(bs.window(), d, used);
         bs.skip(used);
-        out[i] = escaped_value(bs, int32_t(w >> 12), t.linbits);
-        out[i + 1] = escaped_value(bs, int32_t((w >> 8) & 15), t.linbits);
+        out[i] = escaped_value(bs, symbol_x(w), t.linbits);
+        out[i + 1] = escaped_value(bs, symbol_y(w), t.linbits);
         if (bs.bits_since(start, startPos) > budget)
             return false;
     }

@@ -1,8 +1,9 @@
-// Huffman codebooks of AAC: the scale-factor codebook and the eleven spectral codebooks, as
-// (codeword, length) in codeword-index order. The decoding trees are built from these.
+// Huffman codebooks of AAC (ISO/IEC 13818-7 Annex A): the scale-factor codebook and the eleven
+// spectral codebooks, as (codeword, length) in codeword-index order, and the shape of each
+// spectral codebook. The decoding tables are built from these.
 #pragma once
 
-#include "tables/huff_code.hpp"
+#include "core/huffman.hpp"
 
 namespace zem::aac {
 
@@ -260,6 +261,33 @@ inline constexpr HuffCode kSpectralCodes11[289] = {
     {0xb5, 8},   {0xa1, 8},   {0x96, 8},   {0x97, 8},   {0x95, 8},   {0x99, 8},   {0xa0, 8},
     {0xa2, 8},   {0xac, 8},   {0xa9, 8},   {0xb1, 8},   {0xb3, 8},   {0xbb, 8},   {0xc0, 8},
     {0x18f, 9},  {0x4, 5},
+};
+
+// A spectral codebook: 4-tuples or pairs, signed values or magnitudes with sign bits, and how a
+// codeword index splits into values: index = sum of (value + offset) * radix^k, the last value
+// least significant.
+struct SpectralBook {
+    int dim;
+    bool hasSigns;
+    int radix;
+    int offset;
+    HuffSource codes;
+};
+
+// By codebook number; 0 (the zero codebook) has no codewords.
+inline constexpr SpectralBook kSpectralBooks[12] = {
+    {0, false, 0, 0, {}},
+    {4, false, 3, 1, kSpectralCodes1},
+    {4, false, 3, 1, kSpectralCodes2},
+    {4, true, 3, 0, kSpectralCodes3},
+    {4, true, 3, 0, kSpectralCodes4},
+    {2, false, 9, 4, kSpectralCodes5},
+    {2, false, 9, 4, kSpectralCodes6},
+    {2, true, 8, 0, kSpectralCodes7},
+    {2, true, 8, 0, kSpectralCodes8},
+    {2, true, 13, 0, kSpectralCodes9},
+    {2, true, 13, 0, kSpectralCodes10},
+    {2, true, 17, 0, kSpectralCodes11},
 };
 
 } // namespace zem::aac

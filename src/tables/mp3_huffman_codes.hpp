@@ -5,46 +5,41 @@
 // and 24-31 another; tables 0, 4 and 14 have no codes.
 #pragma once
 
-#include <cstdint>
+#include "core/huffman.hpp"
 
 namespace zem::mp3 {
 
-struct HuffCode {
-    uint16_t code;
-    uint8_t length;
-};
-
-constexpr HuffCode kHuffCodes1[4] = {
+inline constexpr HuffCode kHuffCodes1[4] = {
     {0b1, 1},
     {0b001, 3},
     {0b01, 2},
     {0b000, 3},
 };
 
-constexpr HuffCode kHuffCodes2[9] = {
+inline constexpr HuffCode kHuffCodes2[9] = {
     {0b1, 1},     {0b010, 3},   {0b000001, 6}, {0b011, 3},    {0b001, 3},
     {0b00001, 5}, {0b00011, 5}, {0b00010, 5},  {0b000000, 6},
 };
 
-constexpr HuffCode kHuffCodes3[9] = {
+inline constexpr HuffCode kHuffCodes3[9] = {
     {0b11, 2},    {0b10, 2},    {0b000001, 6}, {0b001, 3},    {0b01, 2},
     {0b00001, 5}, {0b00011, 5}, {0b00010, 5},  {0b000000, 6},
 };
 
-constexpr HuffCode kHuffCodes5[16] = {
+inline constexpr HuffCode kHuffCodes5[16] = {
     {0b1, 1},       {0b010, 3},    {0b000110, 6},  {0b0000101, 7},
     {0b011, 3},     {0b001, 3},    {0b000100, 6},  {0b0000100, 7},
     {0b000111, 6},  {0b000101, 6}, {0b0000111, 7}, {0b00000001, 8},
     {0b0000110, 7}, {0b000001, 6}, {0b0000001, 7}, {0b00000000, 8},
 };
 
-constexpr HuffCode kHuffCodes6[16] = {
+inline constexpr HuffCode kHuffCodes6[16] = {
     {0b111, 3},    {0b011, 3},   {0b00101, 5},  {0b0000001, 7}, {0b110, 3},   {0b10, 2},
     {0b0011, 4},   {0b00010, 5}, {0b0101, 4},   {0b0100, 4},    {0b00100, 5}, {0b000001, 6},
     {0b000011, 6}, {0b00011, 5}, {0b000010, 6}, {0b0000000, 7},
 };
 
-constexpr HuffCode kHuffCodes7[36] = {
+inline constexpr HuffCode kHuffCodes7[36] = {
     {0b1, 1},           {0b010, 3},       {0b001010, 6},    {0b00010011, 8},    {0b00010000, 8},
     {0b000001010, 9},   {0b011, 3},       {0b0011, 4},      {0b000111, 6},      {0b0001010, 7},
     {0b0000101, 7},     {0b00000011, 8},  {0b001011, 6},    {0b00100, 5},       {0b0001101, 7},
@@ -55,7 +50,7 @@ constexpr HuffCode kHuffCodes7[36] = {
     {0b0000000000, 10},
 };
 
-constexpr HuffCode kHuffCodes8[36] = {
+inline constexpr HuffCode kHuffCodes8[36] = {
     {0b11, 2},          {0b100, 3},         {0b000110, 6},       {0b00010010, 8},
     {0b00001100, 8},    {0b000000101, 9},   {0b101, 3},          {0b01, 2},
     {0b0010, 4},        {0b00010000, 8},    {0b00001001, 8},     {0b00000011, 8},
@@ -67,7 +62,7 @@ constexpr HuffCode kHuffCodes8[36] = {
     {0b000000100, 9},   {0b000000001, 9},   {0b00000000001, 11}, {0b00000000000, 11},
 };
 
-constexpr HuffCode kHuffCodes9[36] = {
+inline constexpr HuffCode kHuffCodes9[36] = {
     {0b111, 3},       {0b101, 3},      {0b01001, 5},    {0b001110, 6},   {0b00001111, 8},
     {0b000000111, 9}, {0b110, 3},      {0b100, 3},      {0b0101, 4},     {0b00101, 5},
     {0b000110, 6},    {0b00000111, 8}, {0b0111, 4},     {0b0110, 4},     {0b01000, 5},
@@ -78,7 +73,7 @@ constexpr HuffCode kHuffCodes9[36] = {
     {0b000000000, 9},
 };
 
-constexpr HuffCode kHuffCodes10[64] = {
+inline constexpr HuffCode kHuffCodes10[64] = {
     {0b1, 1},
     {0b010, 3},
     {0b001010, 6},
@@ -145,7 +140,7 @@ constexpr HuffCode kHuffCodes10[64] = {
     {0b00000000000, 11},
 };
 
-constexpr HuffCode kHuffCodes11[64] = {
+inline constexpr HuffCode kHuffCodes11[64] = {
     {0b11, 2},          {0b100, 3},          {0b01010, 5},       {0b0011000, 7},
     {0b00100010, 8},    {0b000100001, 9},    {0b00010101, 8},    {0b000001111, 9},
     {0b101, 3},         {0b011, 3},          {0b0100, 4},        {0b001010, 6},
@@ -164,7 +159,7 @@ constexpr HuffCode kHuffCodes11[64] = {
     {0b0000000110, 10}, {0b0000000011, 10},  {0b0000000010, 10}, {0b0000000000, 10},
 };
 
-constexpr HuffCode kHuffCodes12[64] = {
+inline constexpr HuffCode kHuffCodes12[64] = {
     {0b1001, 4},        {0b110, 3},       {0b10000, 5},     {0b0100001, 7},     {0b00101001, 8},
     {0b000100111, 9},   {0b000100110, 9}, {0b000011010, 9}, {0b111, 3},         {0b101, 3},
     {0b0110, 4},        {0b01001, 5},     {0b0010111, 7},   {0b0010000, 7},     {0b00011010, 8},
@@ -180,7 +175,7 @@ constexpr HuffCode kHuffCodes12[64] = {
     {0b000000110, 9},   {0b000000011, 9}, {0b000000001, 9}, {0b0000000000, 10},
 };
 
-constexpr HuffCode kHuffCodes13[256] = {
+inline constexpr HuffCode kHuffCodes13[256] = {
     {0b1, 1},
     {0b0101, 4},
     {0b001110, 6},
@@ -439,7 +434,7 @@ constexpr HuffCode kHuffCodes13[256] = {
     {0b0000000000000001, 16},
 };
 
-constexpr HuffCode kHuffCodes15[256] = {
+inline constexpr HuffCode kHuffCodes15[256] = {
     {0b111, 3},
     {0b1100, 4},
     {0b10010, 5},
@@ -698,7 +693,7 @@ constexpr HuffCode kHuffCodes15[256] = {
     {0b0000000000000, 13},
 };
 
-constexpr HuffCode kHuffCodes16[256] = {
+inline constexpr HuffCode kHuffCodes16[256] = {
     {0b1, 1},
     {0b0101, 4},
     {0b001110, 6},
@@ -957,7 +952,7 @@ constexpr HuffCode kHuffCodes16[256] = {
     {0b00000011, 8},
 };
 
-constexpr HuffCode kHuffCodes24[256] = {
+inline constexpr HuffCode kHuffCodes24[256] = {
     {0b1111, 4},          {0b1101, 4},         {0b101110, 6},        {0b1010000, 7},
     {0b10010010, 8},      {0b100000110, 9},    {0b011111000, 9},     {0b0110110010, 10},
     {0b0110101010, 10},   {0b01010011101, 11}, {0b01010001101, 11},  {0b01010001001, 11},
@@ -1026,7 +1021,7 @@ constexpr HuffCode kHuffCodes24[256] = {
 
 // Count1 table A by index 8v + 4w + 2x + y of the magnitudes. Table B is 15
 // minus the index, in four bits.
-constexpr HuffCode kQuadCodesA[16] = {
+inline constexpr HuffCode kQuadCodesA[16] = {
     {0b1, 1},     {0b0101, 4},   {0b0100, 4},   {0b00101, 5},  {0b0110, 4},  {0b000101, 6},
     {0b00100, 5}, {0b000100, 6}, {0b0111, 4},   {0b00011, 5},  {0b00110, 5}, {0b000000, 6},
     {0b00111, 5}, {0b000010, 6}, {0b000011, 6}, {0b000001, 6},

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "aac/huffman_tree.hpp"
 #include "tables/aac_huffman.hpp"
 #include "tables/aac_swb.hpp"
 
@@ -25,7 +24,7 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
             digit = 16;
         index = index * book.radix + digit;
     }
-    const HuffCode& c = aac_spectral_codes(cb)[index];
+    const HuffCode& c = book.codes.codes[index];
     b.put(c.code, c.length);
     if (!book.hasSigns)
         return;
@@ -46,15 +45,6 @@ void write_codeword(BitBuilder& b, int cb, const int32_t* v) {
 }
 
 } // namespace
-
-const HuffCode* aac_spectral_codes(int cb) {
-    using namespace zem::aac;
-    static const HuffCode* const kBooks[12] = {nullptr,         kSpectralCodes1,  kSpectralCodes2,
-                                               kSpectralCodes3, kSpectralCodes4,  kSpectralCodes5,
-                                               kSpectralCodes6, kSpectralCodes7,  kSpectralCodes8,
-                                               kSpectralCodes9, kSpectralCodes10, kSpectralCodes11};
-    return kBooks[cb];
-}
 
 std::vector<int> aac_group_lengths(const AacChannel& ch) {
     if (ch.windowSequence != 2)

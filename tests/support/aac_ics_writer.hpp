@@ -42,9 +42,6 @@ struct AacChannel {
     std::vector<int32_t> coef;                  // 1024 values in bit-stream order, before pulses
 };
 
-// The library's code table of spectral codebook 1..11, indexed as the codebook's values.
-const zem::HuffCode* aac_spectral_codes(int cb);
-
 // Window groups of a grouping value (eight-short) or the single long group.
 std::vector<int> aac_group_lengths(const AacChannel& ch);
 

@@ -15,7 +15,7 @@ inline void put_pair(BitBuilder& b, int t, int x, int y) {
     const zem::mp3::PairTable& table = zem::mp3::kPairTables[t];
     const int ax = std::abs(x), ay = std::abs(y);
     const int cx = ax < 15 ? ax : 15, cy = ay < 15 ? ay : 15;
-    const zem::mp3::HuffCode c = table.codes[cx * table.width + cy];
+    const zem::HuffCode c = table.codes[cx * table.width + cy];
     b.put(c.code, c.length);
     if (table.linbits > 0 && cx == 15)
         b.put(unsigned(ax - 15), table.linbits);

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "aac/huffman_tree.hpp"
+#include "tables/aac_huffman.hpp"
 #include "tables/mp3_huffman.hpp"
-#include "support/aac_ics_writer.hpp"
 
 namespace zemtest {
 namespace {
@@ -160,8 +159,8 @@ const ZemVlcDecSpec* VlcSpecs::tuple(int misalign) const {
 PairBook aac_pair_book(int book) {
     using namespace zem;
     using namespace zem::aac;
-    const HuffCode* codes = aac_spectral_codes(book);
     const SpectralBook& b = kSpectralBooks[book];
+    const HuffCode* codes = b.codes.codes;
     PairBook out{{}, b.hasSigns, book == 11 ? 16 : b.hasSigns ? b.radix - 1 : b.offset};
     for (int i = 0; i < b.radix * b.radix; ++i)
         out.codes.push_back(

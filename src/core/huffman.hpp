@@ -1,0 +1,172 @@
+// Huffman codes and their decoding tables, built at compile time from a code table of
+// (codeword, length) in index order. One builder serves every family: a family hands over a
+// code table and says which symbol each codeword's leaf carries (by default its index).
+//
+// Decoding form: a first level indexed by the next eight stream bits, then a binary tree laid
+// out depth first with the 0 branch first. At inner node i a 0 bit moves to node i + 1 and a 1
+// bit to node (tree[i] >> 1); a node with bit 0 set is the leaf (symbol << 1) | 1. A
+// first-level entry holds either kFirstLeaf | length << 16 | leaf, for a codeword of at most
+// eight bits, or the tree node reached after eight bits.
+#pragma once
+
+#include <cstdint>
+
+namespace zem {
+
+struct HuffCode {
+    uint32_t code; // right-aligned, first transmitted bit most significant
+    uint8_t length;
+};
+
+// A code table as the builder takes it: its codewords in index order.
+struct HuffSource {
+    const HuffCode* codes = nullptr;
+    int count = 0;
+    constexpr HuffSource() = default;
+    template <int N> constexpr HuffSource(const HuffCode (&table)[N]) : codes(table), count(N) {}
+};
+
+// The symbol of a leaf when the family chooses none: the codeword's index in its table.
+struct HuffIndex {
+    constexpr uint32_t operator()(int index) const { return uint32_t(index); }
+};
+
+inline constexpr uint32_t kFirstLeaf = 1u << 31;
+
+// One decoding table as its users see it.
+template <class Node> struct HuffTable {
+    const uint32_t* first;
+    const Node* tree;
+
+    // The symbol of the codeword at the top of the left-aligned window, which must hold at
+    // least as many valid bits as the longest codeword; `bits` receives its length.
+    uint32_t decode(uint32_t window, int& bits) const {
+        const uint32_t e = first[window >> 24];
+        if (e & kFirstLeaf) {
+            bits = int(e >> 16) & 0xFF;
+            return (e & 0xFFFF) >> 1;
+        }
+        window <<= 8;
+        int i = int(e), n = 8;
+        while ((tree[i] & 1) == 0) {
+            i = (window & 0x80000000u) ? tree[i] >> 1 : i + 1;
+            window <<= 1;
+            ++n;
+        }
+        bits = n;
+        return uint32_t(tree[i]) >> 1;
+    }
+};
+
+// Room for a code table of up to Count codewords.
+template <class Node, int Count> struct HuffDecoder {
+    Node tree[2 * Count - 1];
+    uint32_t first[256];
+    // A complete prefix code whose symbols and node indices fit the node width.
+    bool valid;
+
+    constexpr HuffTable<Node> table() const { return {first, tree}; }
+};
+
+namespace detail {
+
+constexpr uint32_t left_aligned(const HuffCode& c) { return c.code << (32 - c.length); }
+
+template <class Node, int Count, class Symbol> struct HuffBuilder {
+    const HuffCode* codes;
+    Symbol symbol;
+    int order[Count];
+    HuffDecoder<Node, Count> d;
+
+    // Writes the subtree of the codewords order[lo..hi), which share their first `depth` bits,
+    // at node `pos`; returns the node after it.
+    constexpr int build(int lo, int hi, int depth, int pos) {
+        if (hi - lo == 1 && codes[order[lo]].length == depth) {
+            const uint32_t leaf = symbol(order[lo]) << 1 | 1;
+            if (leaf != Node(leaf) || leaf > 0xFFFF)
+                d.valid = false;
+            d.tree[pos] = Node(leaf);
+            return pos + 1;
+        }
+        if (hi - lo < 2 || depth >= 32) { // an incomplete code, or a prefix of another codeword
+            d.valid = false;
+            return pos + 1;
+        }
+        int split = lo;
+        while (split < hi && ((left_aligned(codes[order[split]]) >> (31 - depth)) & 1) == 0)
+            ++split;
+        const int end0 = build(lo, split, depth + 1, pos + 1);
+        const uint32_t jump = uint32_t(end0) << 1;
+        if (jump != Node(jump))
+            d.valid = false;
+        d.tree[pos] = Node(jump);
+        return build(split, hi, depth + 1, end0);
+    }
+
+    constexpr void first_level() {
+        for (uint32_t prefix = 0; prefix < 256; ++prefix) {
+            int i = 0, depth = 0;
+            while ((d.tree[i] & 1) == 0 && depth < 8) {
+                i = ((prefix >> (7 - depth)) & 1) ? d.tree[i] >> 1 : i + 1;
+                ++depth;
+            }
+            d.first[prefix] =
+                (d.tree[i] & 1) ? kFirstLeaf | uint32_t(depth) << 16 | d.tree[i] : uint32_t(i);
+        }
+    }
+};
+
+} // namespace detail
+
+// Builds the decoding table of a code table of at most Count codewords; symbol(index) is the
+// symbol of a codeword.
+template <class Node, int Count, class Symbol = HuffIndex>
+constexpr HuffDecoder<Node, Count> make_huff_decoder(HuffSource source, Symbol symbol = {}) {
+    detail::HuffBuilder<Node, Count, Symbol> b{source.codes, symbol, {}, {}};
+    const int n = source.count;
+    b.d.valid = n >= 1 && n <= Count;
+    if (!b.d.valid)
+        return b.d;
+    uint64_t kraft = 0; // sum of 2^(32 - length): 2^32 for a complete code
+    for (int i = 0; i < n; ++i) {
+        const HuffCode c = source.codes[i];
+        if (c.length < 1 || c.length > 31 || (c.code >> c.length) != 0)
+            b.d.valid = false;
+        else
+            kraft += uint64_t(1) << (32 - c.length);
+        b.order[i] = i;
+    }
+    if (!b.d.valid || kraft != uint64_t(1) << 32) {
+        b.d.valid = false;
+        return b.d;
+    }
+    for (int i = 1; i < n; ++i) // insertion sort by left-aligned codeword
+        for (int j = i; j > 0 && detail::left_aligned(source.codes[b.order[j - 1]]) >
+                                     detail::left_aligned(source.codes[b.order[j]]);
+             --j) {
+            const int t = b.order[j];
+            b.order[j] = b.order[j - 1];
+            b.order[j - 1] = t;
+        }
+    if (b.build(0, n, 0, 0) != 2 * n - 1)
+        b.d.valid = false;
+    if (b.d.valid)
+        b.first_level();
+    return b.d;
+}
+
+template <class Node, int Count, class Symbol = HuffIndex>
+constexpr HuffDecoder<Node, Count> make_huff_decoder(const HuffCode (&codes)[Count],
+                                                     Symbol symbol = {}) {
+    return make_huff_decoder<Node, Count>(HuffSource(codes), symbol);
+}
+
+// The longest codeword of a code table.
+constexpr int huff_longest(HuffSource source) {
+    int n = 0;
+    for (int i = 0; i < source.count; ++i)
+        n = source.codes[i].length > n ? source.codes[i].length : n;
+    return n;
+}
+
+} // namespace zem
