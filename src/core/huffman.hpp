@@ -4,9 +4,10 @@
 //
 // Decoding form: a first level indexed by the next eight stream bits, then a binary tree laid
 // out depth first with the 0 branch first. At inner node i a 0 bit moves to node i + 1 and a 1
-// bit to node (tree[i] >> 1); a node with bit 0 set is the leaf (symbol << 1) | 1. A
-// first-level entry holds either kFirstLeaf | length << 16 | leaf, for a codeword of at most
-// eight bits, or the tree node reached after eight bits.
+// bit to node tree[i]; a node with its top bit set is a leaf holding the symbol in the other
+// bits (so that a step of the walk is a load and a select). A first-level entry holds either
+// kFirstLeaf | length << 16 | symbol, for a codeword of at most eight bits, or the tree node
+// reached after eight bits.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +34,8 @@ struct HuffIndex {
 
 inline constexpr uint32_t kFirstLeaf = 1u << 31;
 
+template <class Node> inline constexpr Node kHuffLeaf = Node(Node(1) << (8 * sizeof(Node) - 1));
+
 // One decoding table as its users see it.
 template <class Node> struct HuffTable {
     const uint32_t* first;
@@ -44,17 +47,19 @@ template <class Node> struct HuffTable {
         const uint32_t e = first[window >> 24];
         if (e & kFirstLeaf) {
             bits = int(e >> 16) & 0xFF;
-            return (e & 0xFFFF) >> 1;
+            return e & 0xFFFF;
         }
         window <<= 8;
-        int i = int(e), n = 8;
-        while ((tree[i] & 1) == 0) {
-            i = (window & 0x80000000u) ? tree[i] >> 1 : i + 1;
+        uint32_t i = e, node = tree[i];
+        int n = 8;
+        while ((node & kHuffLeaf<Node>) == 0) {
+            i = (window & 0x80000000u) ? node : i + 1;
+            node = tree[i];
             window <<= 1;
             ++n;
         }
         bits = n;
-        return uint32_t(tree[i]) >> 1;
+        return node & ~uint32_t(kHuffLeaf<Node>);
     }
 };
 
@@ -62,7 +67,7 @@ template <class Node> struct HuffTable {
 template <class Node, int Count> struct HuffDecoder {
     Node tree[2 * Count - 1];
     uint32_t first[256];
-    // A complete prefix code whose symbols and node indices fit the node width.
+    // A complete prefix code whose symbols and node indices fit below the node's top bit.
     bool valid;
 
     constexpr HuffTable<Node> table() const { return {first, tree}; }
@@ -82,10 +87,10 @@ template <class Node, int Count, class Symbol> struct HuffBuilder {
     // at node `pos`; returns the node after it.
     constexpr int build(int lo, int hi, int depth, int pos) {
         if (hi - lo == 1 && codes[order[lo]].length == depth) {
-            const uint32_t leaf = symbol(order[lo]) << 1 | 1;
-            if (leaf != Node(leaf) || leaf > 0xFFFF)
+            const uint32_t s = symbol(order[lo]);
+            if (s >= kHuffLeaf<Node> || s > 0x7FFF)
                 d.valid = false;
-            d.tree[pos] = Node(leaf);
+            d.tree[pos] = Node(kHuffLeaf<Node> | s);
             return pos + 1;
         }
         if (hi - lo < 2 || depth >= 32) { // an incomplete code, or a prefix of another codeword
@@ -96,22 +101,23 @@ template <class Node, int Count, class Symbol> struct HuffBuilder {
         while (split < hi && ((left_aligned(codes[order[split]]) >> (31 - depth)) & 1) == 0)
             ++split;
         const int end0 = build(lo, split, depth + 1, pos + 1);
-        const uint32_t jump = uint32_t(end0) << 1;
-        if (jump != Node(jump))
+        if (uint32_t(end0) >= kHuffLeaf<Node>)
             d.valid = false;
-        d.tree[pos] = Node(jump);
+        d.tree[pos] = Node(end0);
         return build(split, hi, depth + 1, end0);
     }
 
     constexpr void first_level() {
         for (uint32_t prefix = 0; prefix < 256; ++prefix) {
             int i = 0, depth = 0;
-            while ((d.tree[i] & 1) == 0 && depth < 8) {
-                i = ((prefix >> (7 - depth)) & 1) ? d.tree[i] >> 1 : i + 1;
+            while ((d.tree[i] & kHuffLeaf<Node>) == 0 && depth < 8) {
+                i = ((prefix >> (7 - depth)) & 1) ? d.tree[i] : i + 1;
                 ++depth;
             }
-            d.first[prefix] =
-                (d.tree[i] & 1) ? kFirstLeaf | uint32_t(depth) << 16 | d.tree[i] : uint32_t(i);
+            const uint32_t symbol = d.tree[i] & ~uint32_t(kHuffLeaf<Node>);
+            d.first[prefix] = (d.tree[i] & kHuffLeaf<Node>)
+                                  ? kFirstLeaf | uint32_t(depth) << 16 | symbol
+                                  : uint32_t(i);
         }
     }
 };

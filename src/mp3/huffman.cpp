@@ -15,7 +15,7 @@ constexpr int kLines = 576;
 
 // Decodes one code from the left-aligned window `win` (at least 19 valid bits, the longest
 // code); returns its symbol and adds the code's length to `used`.
-inline uint32_t decode_code(uint32_t win, const PairDecoder& d, int& used) {
+inline uint32_t decode_code(uint32_t win, PairDecoder d, int& used) {
     int bits = 0;
     const uint32_t symbol = d.decode(win, bits);
     used += bits;
@@ -24,7 +24,7 @@ inline uint32_t decode_code(uint32_t win, const PairDecoder& d, int& used) {
 
 // The same for the codes the pre-signed lookups leave open, kept out of line so that the lookup
 // loops keep their registers: the symbol in bits 0-7, the code's length from bit 16 on.
-[[gnu::noinline]] uint32_t walk_code(uint32_t win, const PairDecoder& d) {
+[[gnu::noinline]] uint32_t walk_code(uint32_t win, PairDecoder d) {
     int used = 0;
     const uint32_t symbol = decode_code(win, d, used);
     return symbol | uint32_t(used) << 16;
