@@ -27,8 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const uint8_t pick = data[0];
     const int len = 2 * (1 + (pick >> 3));
     int32_t pos = pick & 7;
-    // The documented bound: 76 bits a pair for AAC, 60 for MP3.
-    const int perPair = ((pick >> 2) & 3) < 2 ? 76 : 60;
+    // The documented bound: 107 bits a pair for AAC, 91 for MP3.
+    const int perPair = ((pick >> 2) & 3) < 2 ? 107 : 91;
     zemfuzz::PaddedInput in(data + 1, size - 1, std::size_t(pos + len / 2 * perPair - 1) / 8 + 4);
     uint8_t* p = in.data();
     int16_t out[64];

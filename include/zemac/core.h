@@ -109,8 +109,8 @@ enum {
 };
 /* The Layer III Huffman decoders read at most (bitOffset + hufSize + 46) / 8 + 4 bytes (a broken
    stream is read at most one pair of 47 bits past hufSize); the escape-block VLC decoders at most
-   (bitOffset + (len / 2) * P - 1) / 8 + 4 bytes, P = 76 (AAC: a 32-bit walk, two signs, two
-   21-bit escapes) or 60 (MP3: a 32-bit walk, two linbits of 13 bits and their signs). */
+   (bitOffset + (len / 2) * P - 1) / 8 + 4 bytes, P = 107 (AAC: a table walk of at most 63 bits,
+   two signs, two 21-bit escapes) or 91 (MP3: the walk, two linbits of 13 bits and their signs). */
 
 /* The constant record returned by zemacGetLibVersion. */
 typedef struct ZemLibVersion {

@@ -16,8 +16,10 @@ constexpr uint32_t kDecTag = uint32_t(Tag::VlcDecSpec);
 // The lookup table of a decoding spec.
 class Lookup {
   public:
+    // A leaf's length field counts bits of one level (at most 23 in a valid table); keeping
+    // only its low five bits holds a malformed leaf to 32 + 31 bits a walk.
     explicit Lookup(const ZemVlcDecSpec& s, int lengthBits)
-        : s_(s), lengthMask_((1u << lengthBits) - 1) {}
+        : s_(s), lengthMask_(((1u << lengthBits) - 1) & 31u) {}
 
     // Walks the levels over the left-aligned window; returns the leaf and the bits it uses, or
     // 0 (never a leaf) when the walk finds no leaf within the window: a table whose links loop
@@ -31,7 +33,7 @@ class Lookup {
             const int32_t e = element(at + 1 + int(index));
             if (e & 1) {
                 used = consumed + int((uint32_t(e) >> 1) & lengthMask_);
-                return used <= 32 ? e : 0; // a leaf past 32 bits is no leaf either
+                return e;
             }
             consumed += width;
             at = e >> 1;
