@@ -6,8 +6,8 @@
 // out depth first with the 0 branch first. At inner node i a 0 bit moves to node i + 1 and a 1
 // bit to node tree[i]; a node with its top bit set is a leaf holding the symbol in the other
 // bits (so that a step of the walk is a load and a select). A first-level entry holds either
-// kFirstLeaf | length << 16 | symbol, for a codeword of at most eight bits, or the tree node
-// reached after eight bits.
+// kFirstLeaf | length << 16 | symbol, for a codeword of at most eight bits, or the node i
+// reached after eight bits as tree[i] << 15 | i, both of its branches without a load.
 #pragma once
 
 #include <cstdint>
@@ -49,9 +49,11 @@ template <class Node> struct HuffTable {
             bits = int(e >> 16) & 0xFF;
             return e & 0xFFFF;
         }
-        window <<= 8;
-        uint32_t i = e, node = tree[i];
-        int n = 8;
+        window <<= 8; // the ninth bit picks a child of the node the entry names
+        uint32_t i = (window & 0x80000000u) ? e >> 15 : (e & 0x7FFF) + 1;
+        uint32_t node = tree[i];
+        window <<= 1;
+        int n = 9;
         while ((node & kHuffLeaf<Node>) == 0) {
             i = (window & 0x80000000u) ? node : i + 1;
             node = tree[i];
@@ -67,7 +69,8 @@ template <class Node> struct HuffTable {
 template <class Node, int Count> struct HuffDecoder {
     Node tree[2 * Count - 1];
     uint32_t first[256];
-    // A complete prefix code whose symbols and node indices fit below the node's top bit.
+    // A complete prefix code whose symbols and node indices fit in 15 bits and below the
+    // node's top bit.
     bool valid;
 
     constexpr HuffTable<Node> table() const { return {first, tree}; }
@@ -101,7 +104,7 @@ template <class Node, int Count, class Symbol> struct HuffBuilder {
         while (split < hi && ((left_aligned(codes[order[split]]) >> (31 - depth)) & 1) == 0)
             ++split;
         const int end0 = build(lo, split, depth + 1, pos + 1);
-        if (uint32_t(end0) >= kHuffLeaf<Node>)
+        if (uint32_t(end0) >= kHuffLeaf<Node> || end0 > 0x7FFF)
             d.valid = false;
         d.tree[pos] = Node(end0);
         return build(split, hi, depth + 1, end0);
@@ -117,7 +120,7 @@ template <class Node, int Count, class Symbol> struct HuffBuilder {
             const uint32_t symbol = d.tree[i] & ~uint32_t(kHuffLeaf<Node>);
             d.first[prefix] = (d.tree[i] & kHuffLeaf<Node>)
                                   ? kFirstLeaf | uint32_t(depth) << 16 | symbol
-                                  : uint32_t(i);
+                                  : uint32_t(d.tree[i]) << 15 | uint32_t(i);
         }
     }
 };
