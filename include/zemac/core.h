@@ -102,7 +102,7 @@ enum {
     /* Both noiseless decoders: 1024 escaped values of codebook 11 (56 bits a pair), up to
        8 * 51 scale factors of 19 bits (the general decoder reads max_sfb 51 of eight short
        windows before it finds the bands missing), section, pulse and TNS data, ICS info. */
-    zemReadMaxNoiselessDecode = 4726,
+    zemReadMaxNoiselessDecode = 4729,
     zemReadMaxUnpackFrameHeader_MP3 = 6,
     zemReadMaxUnpackSideInfo_MP3 = 35,
     zemReadMaxUnpackScaleFactors_MP3 = 25
