@@ -1,4 +1,5 @@
-// The fixed-point split-radix FFT at the orders of the AAC filter bank (64 and 512 points).
+// The fixed-point split-radix FFT at the orders of the AAC filter bank (64 and 512 points), the
+// SSE2 kernel the filter bank calls and, at 512 points, its scalar twin.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -12,20 +13,23 @@ namespace {
 constexpr auto kOrder6 = zem::make_fixed_fft_table<6, zem::TwiddleRounding::AddHalf>();
 constexpr auto kOrder9 = zem::make_fixed_fft_table<9, zem::TwiddleRounding::AddHalf>();
 
-void fixed_fft(benchmark::State& state, int order, const int32_t* twiddle, const uint8_t* swap) {
+void fixed_fft(benchmark::State& state, zem::FixedFftKernels kernels, int order,
+               const int32_t* twiddle, const uint8_t* swap) {
     std::mt19937 rng(5);
     std::vector<int32_t> src(std::size_t(2) << order), x(std::size_t(2) << order);
     for (int32_t& v : src)
         v = int32_t(rng()) >> 12;
     for (auto _ : state) {
         std::memcpy(x.data(), src.data(), 4 * src.size());
-        zem::zemFixedFft(x.data(), order, twiddle, swap);
+        kernels.forward(x.data(), order, twiddle, swap);
         benchmark::DoNotOptimize(x.data());
     }
     state.SetItemsProcessed(state.iterations() * (int64_t(1) << order));
 }
-BENCHMARK_CAPTURE(fixed_fft, points_64, 6, kOrder6.twiddle, kOrder6.swap);
-BENCHMARK_CAPTURE(fixed_fft, points_512, 9, kOrder9.twiddle, kOrder9.swap);
+BENCHMARK_CAPTURE(fixed_fft, points_64, zem::kFixedFftSse2, 6, kOrder6.twiddle, kOrder6.swap);
+BENCHMARK_CAPTURE(fixed_fft, points_512, zem::kFixedFftSse2, 9, kOrder9.twiddle, kOrder9.swap);
+BENCHMARK_CAPTURE(fixed_fft, points_512_scalar, zem::kFixedFftScalar, 9, kOrder9.twiddle,
+                  kOrder9.swap);
 
 } // namespace
 

@@ -262,24 +262,27 @@ ZemStatus dct_run(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8
         small_dct(pSrc, pDst, s.n, Inverse);
         return zemStatusOk;
     }
-    return with_work_buffer(pWorkBuf, int64_t(s.workSize) + 32, [&](uint8_t* work) {
-        if (Inverse) {
-            // The coefficients scaled by their orthonormal factors, then the plain cosine sums.
-            float* w = dct_inverse_copy(s, work);
-            std::memmove(w, pSrc, sizeof(float) * std::size_t(s.n));
-            zemScaleVector_32f(s.invSqrtN, w, 1);
-            if (s.n > 1)
-                zemScaleVector_32f(s.sqrt2OverN, w + 1, s.n - 1);
-            if (s.cosTable != nullptr)
-                direct_inv(w, pDst, s);
-            else
-                dct_fast_inv(w, pDst, s, work);
-        } else if (s.cosTable != nullptr) {
-            direct_fwd(pSrc, pDst, s, reinterpret_cast<float*>(work));
-        } else {
-            dct_fast_fwd(pSrc, pDst, s, work);
-        }
-    });
+    const WorkBuffer buffer(pWorkBuf, int64_t(s.workSize) + 32);
+    if (buffer.failed())
+        return zemStatusNoMemory;
+    uint8_t* work = buffer.get();
+    if (Inverse) {
+        // The coefficients scaled by their orthonormal factors, then the plain cosine sums.
+        float* w = dct_inverse_copy(s, work);
+        std::memmove(w, pSrc, sizeof(float) * std::size_t(s.n));
+        zemScaleVector_32f(s.invSqrtN, w, 1);
+        if (s.n > 1)
+            zemScaleVector_32f(s.sqrt2OverN, w + 1, s.n - 1);
+        if (s.cosTable != nullptr)
+            direct_inv(w, pDst, s);
+        else
+            dct_fast_inv(w, pDst, s, work);
+    } else if (s.cosTable != nullptr) {
+        direct_fwd(pSrc, pDst, s, reinterpret_cast<float*>(work));
+    } else {
+        dct_fast_fwd(pSrc, pDst, s, work);
+    }
+    return zemStatusOk;
 }
 
 } // namespace

@@ -626,9 +626,11 @@ ZemStatus init_common(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, i
 // Runs body(work) with the caller's work buffer aligned to 32 bytes, or with one allocated for
 // the call when the record needs one and the caller gave none.
 template <typename Body> ZemStatus with_work(const ZemFftSpec* s, uint8_t* pWorkBuf, Body body) {
-    const int64_t bytes = s->workSize > 0 ? int64_t(s->workSize) + 32 : 0;
-    return with_work_buffer(pWorkBuf, bytes,
-                            [&](uint8_t* work) { body(reinterpret_cast<float*>(work)); });
+    const WorkBuffer work(pWorkBuf, s->workSize > 0 ? int64_t(s->workSize) + 32 : 0);
+    if (work.failed())
+        return zemStatusNoMemory;
+    body(reinterpret_cast<float*>(work.get()));
+    return zemStatusOk;
 }
 
 template <bool Inverse>

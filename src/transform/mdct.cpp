@@ -154,26 +154,28 @@ ZemStatus transform(const float* pSrc, float* pDst, const void* pSpec, uint8_t* 
     if (pSrc == nullptr || pDst == nullptr)
         return zemStatusNullPointer;
     const auto* r = static_cast<const MdctRecord*>(pSpec);
-    return with_work_buffer(pWorkBuf, r->workSize, [&](uint8_t* work) {
-        const int32_t n = r->n;
-        float* z = reinterpret_cast<float*>(work);
-        const auto* tw = static_cast<const float*>(mdct_twiddles(r));
-        const MdctKernels& k = mdct_pow2(n) ? kMdctSse2 : kMdctSmall;
-        if (Inverse)
-            k.pre(pSrc, z, tw, n);
-        else
-            k.fold(pSrc, z, tw, n);
-        if (mdct_pow2(n)) {
-            auto* zc = reinterpret_cast<Zem32fc*>(z);
-            zemFftFwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)), work + 4 * n);
-        } else {
-            mdct_small_dft(z, n / 4);
-        }
-        if (Inverse)
-            k.unfold(z, pDst, tw, n);
-        else
-            k.post(z, pDst, tw, n);
-    });
+    const WorkBuffer work(pWorkBuf, r->workSize);
+    if (work.failed())
+        return zemStatusNoMemory;
+    const int32_t n = r->n;
+    float* z = reinterpret_cast<float*>(work.get());
+    const auto* tw = static_cast<const float*>(mdct_twiddles(r));
+    const MdctKernels& k = mdct_pow2(n) ? kMdctSse2 : kMdctSmall;
+    if (Inverse)
+        k.pre(pSrc, z, tw, n);
+    else
+        k.fold(pSrc, z, tw, n);
+    if (mdct_pow2(n)) {
+        auto* zc = reinterpret_cast<Zem32fc*>(z);
+        zemFftFwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)), work.get() + 4 * n);
+    } else {
+        mdct_small_dft(z, n / 4);
+    }
+    if (Inverse)
+        k.unfold(z, pDst, tw, n);
+    else
+        k.post(z, pDst, tw, n);
+    return zemStatusOk;
 }
 
 } // namespace

@@ -126,10 +126,12 @@ ZemStatus forward16(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int
         std::memset(pDst, 0, std::size_t(n / 2) * sizeof(int16_t));
         return zemStatusOk;
     }
-    return with_work_buffer(pWorkBuf, r->workSize, [&](uint8_t* work) {
-        forward16_in(pSrc, pDst, r, scaleFactor, std::max(-lo, hi),
-                     reinterpret_cast<Zem32sc*>(work));
-    });
+    const WorkBuffer work(pWorkBuf, r->workSize);
+    if (work.failed())
+        return zemStatusNoMemory;
+    forward16_in(pSrc, pDst, r, scaleFactor, std::max(-lo, hi),
+                 reinterpret_cast<Zem32sc*>(work.get()));
+    return zemStatusOk;
 }
 
 } // namespace

@@ -10,21 +10,30 @@
 
 namespace zem {
 
-// Runs body(work) with the caller's work buffer, or with one of `bytes` allocated for the call
-// when the caller gave none (none when bytes < 1), rounded up to 32 bytes; null when there is
-// no buffer at all.
-template <typename Body> ZemStatus with_work_buffer(uint8_t* caller, int64_t bytes, Body body) {
-    void* owned = nullptr;
-    if (caller == nullptr && bytes > 0) {
-        owned = zemAllocBytes(std::ptrdiff_t(bytes));
-        if (owned == nullptr)
-            return zemStatusNoMemory;
-        caller = static_cast<uint8_t*>(owned);
+// The work buffer of one call: the caller's, or one of `bytes` allocated for the call when the
+// caller gave none (none when bytes < 1), released at the end of the scope. get() is the buffer
+// rounded up to 32 bytes, null when there is none; failed() tells that the allocation failed.
+class WorkBuffer {
+  public:
+    WorkBuffer(uint8_t* caller, int64_t bytes) {
+        if (caller == nullptr && bytes > 0) {
+            owned_ = zemAllocBytes(std::ptrdiff_t(bytes));
+            failed_ = owned_ == nullptr;
+            caller = static_cast<uint8_t*>(owned_);
+        }
+        work_ = caller == nullptr ? nullptr : align_up<32>(caller);
     }
-    body(caller == nullptr ? nullptr : align_up<32>(caller));
-    zemRelease(owned);
-    return zemStatusOk;
-}
+    ~WorkBuffer() { zemRelease(owned_); }
+    WorkBuffer(const WorkBuffer&) = delete;
+    WorkBuffer& operator=(const WorkBuffer&) = delete;
+    bool failed() const { return failed_; }
+    uint8_t* get() const { return work_; }
+
+  private:
+    void* owned_ = nullptr;
+    uint8_t* work_ = nullptr;
+    bool failed_ = false;
+};
 
 // InitAlloc of a spec that lives in one block: a block of sizeSpec bytes and, for the call only,
 // init scratch of sizeInit bytes (none when 0); init(&spec, block, scratch) builds the spec,
