@@ -1,5 +1,5 @@
-// Inverse quantisation, joint stereo, noise substitution and TNS: documented known answers,
-// comparisons with the formulas in double precision, and round trips.
+// Inverse quantisation, joint stereo, noise substitution and TNS: exact values, comparisons with
+// the formulas in double precision, and round trips.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,28 +1,14 @@
-// Version record, state-block helpers, allocation wrappers and zero fill.
+// State-block helpers, allocation wrappers and zero fill.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
-#include "core/checks.hpp"
 #include "core/state.hpp"
 #include "zemac.h"
 #include "zemcore_testing.h"
 
 namespace {
-
-TEST(Version, ConstantRecord) {
-    const ZemLibVersion* v = zemacGetLibVersion();
-    ASSERT_EQ(v, zemacGetLibVersion());
-    EXPECT_EQ(v->versionMajor, 7);
-    EXPECT_EQ(v->versionMinor, 0);
-    EXPECT_EQ(v->buildMajor, 205);
-    EXPECT_EQ(v->buildNumber, 1017);
-    EXPECT_EQ(std::memcmp(v->cpuCode, "q5\0\0", 4), 0);
-    EXPECT_STREQ(v->libName, "zemacq5-7.0.dll");
-    EXPECT_STREQ(v->versionText, "7.0 build 205.68");
-    EXPECT_STREQ(v->buildDate, "Jul 20 2011");
-}
 
 // Every misalignment of a block start lands the state on the next 16-byte boundary, within
 // the 15 bytes of slack the size formulas include.
@@ -83,21 +69,6 @@ TEST(ZeroFill, ChecksThenClears) {
     EXPECT_EQ(zem::zemZeroWords(buf.data() + 8, 3), zemStatusOk);
     EXPECT_EQ(buf[19], 0);
     EXPECT_EQ(buf[20], 0x5A);
-}
-
-TEST(Checks, CursorOrder) {
-    uint8_t byte = 0;
-    uint8_t* p = &byte;
-    uint8_t* nullByte = nullptr;
-    int32_t pos = 9;
-    EXPECT_EQ(zem::check_cursor(nullptr, &pos, -149), zemStatusNullPointer);
-    EXPECT_EQ(zem::check_cursor(&p, nullptr, -149), zemStatusNullPointer);
-    EXPECT_EQ(zem::check_cursor(&nullByte, &pos, -149), zemStatusNullPointer);
-    EXPECT_EQ(zem::check_cursor(&p, &pos, -193), -193);
-    pos = -1;
-    EXPECT_EQ(zem::check_cursor(&p, &pos, -5), -5);
-    pos = 7;
-    EXPECT_EQ(zem::check_cursor(&p, &pos, -5), zemStatusOk);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
-// Layer III requantisation, stereo processing and hybrid synthesis against double-precision
-// evaluations of the standard's formulas, and the documented known answers.
+// Layer III requantisation, stereo processing and hybrid synthesis: known answers, double-precision
+// evaluations of the standard's formulas, and the SSE2 kernels against their scalar twins. Intensity
+// stereo, mixed blocks and the mixed flag on start and stop blocks are checked on whole streams
+// against the double-precision model (conformance/mp3_syntax_streams.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,7 +42,7 @@ struct Granule {
     }
 };
 
-TEST(Mp3Requantize, KnownAnswers) {
+TEST(Mp3Requantize, ValuesSaturationEmptyBoundAndOverrange) {
     Granule a;
     a.x[0] = 1;
     a.x[1] = -8;
@@ -65,7 +67,7 @@ TEST(Mp3Requantize, KnownAnswers) {
     EXPECT_EQ(d.run(header(1, 3)), zemStatusFailed);
 }
 
-TEST(Mp3Requantize, StereoKnownAnswers) {
+TEST(Mp3Requantize, MidSideIntensityWrapAndBlockTypeMismatch) {
     Granule ms; // mid 8, side 0: both channels receive 8^(4/3) 2^(-1/2)
     ms.x[0] = 8;
     ms.bound[0] = ms.bound[1] = 1;
@@ -229,9 +231,6 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
     EXPECT_LT(off, total / 2);
 }
 
-} // namespace
-
-namespace {
 
 // The SSE2 windowing against the scalar reference on random slot values, the extremes included.
 TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
@@ -341,224 +340,6 @@ TEST(Mp3SynthesisKernels, TransformPairSse2MatchesScalar) {
         for (int i = 0; i < 72; ++i)
             ASSERT_EQ(got[i], want[i]) << "trial " << trial << " value " << i;
     }
-}
-
-} // namespace
-
-namespace {
-
-namespace model = zemtest::mp3model;
-
-// Random quantised values (about a third zero) in stream-order lines [from, to).
-void fill(std::vector<int32_t>& q, int from, int to, std::mt19937& rng, int top = 7) {
-    for (int i = from; i < to; ++i)
-        q[std::size_t(i)] = rng() % 3 == 0 ? 0 : int32_t(rng() % unsigned(2 * top + 1)) - top;
-}
-
-int32_t nonzero(std::mt19937& rng) { return (rng() & 1) ? 1 + int32_t(rng() % 5) : -1; }
-
-// One joint-stereo granule with intensity stereo: the right channel ends where a case puts it
-// (long: the intensity start band; short: one per window), the left fills all 576 lines.
-struct IntensityCase {
-    int id, sampling_frequency, blockType;
-    bool mixed;
-    int start[3];      // long: start[0]; short: per window (mixed: 3 = empty short part)
-    int longStart;     // mixed, short part empty: the long part's intensity start
-    bool illegalBelow; // the band below the top band holds an illegal position
-};
-
-// The library's scale-factor array of one channel (MPEG-2 illegal positions negated).
-void library_scale_factors(const model::Channel& c, bool mpeg1, int8_t* sf) {
-    const int longBands = c.block_type != 2 ? 21 : c.mixed ? (mpeg1 ? 8 : 6) : 0;
-    for (int b = 0; b < longBands; ++b)
-        sf[b] = int8_t(c.illegalLong[b] ? -c.sfLong[b] : c.sfLong[b]);
-    if (c.block_type == 2) {
-        const int first = c.mixed ? 3 : 0, base = longBands;
-        for (int b = first; b < 12; ++b)
-            for (int w = 0; w < 3; ++w)
-                sf[base + 3 * (b - first) + w] =
-                    int8_t(c.illegalShort[b][w] ? -c.sfShort[b][w] : c.sfShort[b][w]);
-    }
-}
-
-// Scale factors below the intensity start, positions from it (MPEG-2: with a random width
-// 1-4 bits, the largest value of the width illegal; MPEG-1: 0-7, 7 illegal).
-void position_at(const model::Granule& g, std::mt19937& rng, bool forceIllegal, int& sf,
-                 bool& illegal) {
-    if (g.mpeg1) {
-        sf = forceIllegal ? 7 : int(rng() % 8);
-        return;
-    }
-    const int top = (1 << (1 + rng() % 4)) - 1;
-    sf = forceIllegal ? top : int(rng() % unsigned(top + 1));
-    illegal = sf == top;
-}
-
-model::Granule intensity_granule(const IntensityCase& k, int modeExtension, std::mt19937& rng) {
-    model::Granule g;
-    g.mpeg1 = k.id == 1;
-    g.sampling_frequency = k.sampling_frequency;
-    g.ms = modeExtension & 2;
-    g.is = true;
-    const int row = 3 * k.id + k.sampling_frequency;
-    const int16_t* lb = zem::mp3::kSfbLong[row];
-    const int16_t* sb = zem::mp3::kSfbShort[row];
-    for (int c = 0; c < 2; ++c) {
-        model::Channel& m = g.ch[c];
-        m.block_type = k.blockType;
-        m.mixed = k.mixed;
-        m.global_gain = 150 + int(rng() % 50);
-        m.scalefac_scale = int(rng() & 1);
-        m.preflag = k.blockType == 2 ? 0 : int(rng() & 1);
-        for (int& s : m.subblock_gain)
-            s = int(rng() % 4);
-        m.intensity_scale = int(rng() & 1);
-        for (int& s : m.sfLong)
-            s = int(rng() % 8);
-        for (auto& band : m.sfShort)
-            for (int& s : band)
-                s = int(rng() % 8);
-    }
-    fill(g.ch[0].q, 0, 576, rng);
-    model::Channel& r = g.ch[1];
-    auto put_last = [&](int from, int width) { // the band's last value, or one inside it
-        r.q[std::size_t(from + int(rng() % unsigned(width)))] = nonzero(rng);
-    };
-    if (k.blockType != 2) {
-        const int s = k.start[0];
-        fill(r.q, 0, lb[s], rng);
-        if (s > 0)
-            put_last(lb[s - 1], lb[s] - lb[s - 1]);
-        for (int b = s; b < 21; ++b)
-            position_at(g, rng, b == 20 && k.illegalBelow, r.sfLong[b], r.illegalLong[b]);
-        return g;
-    }
-    const int first = k.mixed ? 3 : 0;
-    bool shortEmpty = true;
-    for (int w = 0; w < 3; ++w) {
-        const int s = k.start[w];
-        shortEmpty = shortEmpty && s == first;
-        for (int b = first; b < s; ++b) {
-            const int width = sb[b + 1] - sb[b];
-            fill(r.q, 3 * sb[b] + w * width, 3 * sb[b] + (w + 1) * width, rng);
-            if (b == s - 1)
-                put_last(3 * sb[b] + w * width, width);
-        }
-        for (int b = s; b < 12; ++b)
-            position_at(g, rng, b == 11 && k.illegalBelow, r.sfShort[b][w], r.illegalShort[b][w]);
-    }
-    if (k.mixed) {
-        const int longBands = g.mpeg1 ? 8 : 6;
-        const int s = shortEmpty ? k.longStart : longBands;
-        fill(r.q, 0, lb[s], rng);
-        if (s > 0)
-            put_last(lb[s - 1], lb[s] - lb[s - 1]);
-        for (int b = s; b < longBands; ++b)
-            position_at(g, rng, false, r.sfLong[b], r.illegalLong[b]);
-    }
-    return g;
-}
-
-// Requantisation and stereo processing through the export against the model: the top band
-// (long 21, short 12) takes the position of the band below when that is an intensity band,
-// legal or not; otherwise MPEG-2 uses position 0 and MPEG-1 decodes it as an illegal position.
-TEST(Mp3Requantize, IntensityStereoMatchesModel) {
-    const IntensityCase cases[] = {
-        // Long blocks: the right channel ends inside band 21, inside band 20, with band 19,
-        // lower, or not at all; MPEG-1 44.1 kHz, MPEG-2 24 and 22.05 kHz.
-        {1, 0, 0, false, {22}, 0, false},
-        {1, 0, 0, false, {21}, 0, false},
-        {1, 0, 0, false, {20}, 0, false},
-        {1, 0, 1, false, {20}, 0, true},
-        {1, 0, 3, false, {13}, 0, false},
-        {1, 2, 0, false, {0}, 0, true},
-        {0, 1, 0, false, {22}, 0, false},
-        {0, 1, 0, false, {21}, 0, false},
-        {0, 1, 0, false, {20}, 0, false},
-        {0, 1, 3, false, {20}, 0, true},
-        {0, 0, 1, false, {9}, 0, false},
-        {0, 2, 0, false, {0}, 0, true},
-        // Short blocks: per window inside band 12, inside band 11, with band 10, lower.
-        {1, 0, 2, false, {12, 11, 4}, 0, false},
-        {1, 1, 2, false, {13, 0, 12}, 0, true},
-        {0, 0, 2, false, {11, 12, 13}, 0, false},
-        {0, 1, 2, false, {0, 11, 7}, 0, true},
-        // Mixed blocks: the short part as above, or empty with the long part's start.
-        {1, 0, 2, true, {12, 11, 3}, 0, false},
-        {1, 0, 2, true, {3, 3, 3}, 2, true},
-        {0, 0, 2, true, {11, 13, 5}, 0, true},
-        {0, 1, 2, true, {3, 3, 3}, 4, false},
-    };
-    std::mt19937 rng(zemtest::seed());
-    for (const IntensityCase& k : cases)
-        for (int trial = 0; trial < 8; ++trial) {
-            const int modeExtension = 1 + 2 * (trial & 1);
-            const model::Granule m = intensity_granule(k, modeExtension, rng);
-            Granule got;
-            ZemMp3HeaderRec h = header(k.id, 1, modeExtension);
-            h.sampling_frequency = k.sampling_frequency;
-            for (int c = 0; c < 2; ++c) {
-                const model::Channel& mc = m.ch[c];
-                ZemMp3GranuleRec& r = got.g[c];
-                r.window_switching_flag = k.blockType != 0;
-                r.block_type = k.blockType;
-                r.mixed_block_flag = k.mixed;
-                r.global_gain = mc.global_gain;
-                r.scalefac_scale = mc.scalefac_scale;
-                r.preflag = mc.preflag;
-                r.scalefac_compress = 2 * int(rng() % 200) + mc.intensity_scale;
-                for (int w = 0; w < 3; ++w)
-                    r.subblock_gain[w] = mc.subblock_gain[w];
-                library_scale_factors(mc, k.id == 1, got.sf + 40 * c);
-                std::copy(mc.q.begin(), mc.q.end(), got.x.begin() + 576 * c);
-                for (int i = 0; i < 576; ++i)
-                    if (mc.q[std::size_t(i)] != 0)
-                        got.bound[c] = i + 1;
-            }
-            ASSERT_EQ(got.run(h), zemStatusOk);
-            std::vector<double> want[2];
-            model::dequantise(m, want);
-            for (int c = 0; c < 2; ++c)
-                for (std::size_t i = 0; i < 576; ++i) {
-                    // The table's relative error, on the larger of mid and side.
-                    const double v = want[c][i] * 67108864.0;
-                    const double scale = (std::abs(want[0][i]) + std::abs(want[1][i])) * 67108864.0;
-                    ASSERT_NEAR(got.x[576 * std::size_t(c) + i], v, 4.0 + 3e-5 * scale)
-                        << "case " << &k - cases << " trial " << trial << " channel " << c
-                        << " value " << i;
-                }
-        }
-}
-
-// The hybrid synthesis of start, short and stop blocks with and without the mixed flag (the
-// normal window for sub-bands 0 and 1 whenever it is set) against the model, over three granules
-// so that the overlap carries the windows on.
-TEST(Mp3Synthesis, MixedFlagOnEveryWindowSwitchedBlockMatchesModel) {
-    std::mt19937 rng(zemtest::seed());
-    for (int type = 1; type <= 3; ++type)
-        for (int mixed = 0; mixed < 2; ++mixed) {
-            std::vector<int32_t> overlap(576, 0), y(576);
-            int32_t count = 0;
-            model::Synthesis s;
-            for (int gr = 0; gr < 3; ++gr) {
-                const int blockType = gr == 1 ? type : 0;
-                const int bound = gr == 1 ? 576 : 100 + int(rng() % 400);
-                std::vector<int32_t> x(576, 0);
-                for (int i = 0; i < bound; ++i)
-                    x[std::size_t(i)] = int32_t(rng() % (1u << 22)) - (1 << 21);
-                std::vector<double> xr(x.begin(), x.end()), want;
-                for (double& v : xr)
-                    v /= 67108864.0;
-                s.hybrid(xr, blockType, gr == 1 && mixed, want);
-                ASSERT_EQ(zemsMDCTInv_MP3_32s(x.data(), y.data(), overlap.data(), bound, &count,
-                                              blockType, gr == 1 ? mixed : 0),
-                          zemStatusOk);
-                for (int i = 0; i < 576; ++i)
-                    ASSERT_NEAR(y[std::size_t(i)], want[std::size_t(i)] * 16777216.0, 4.0)
-                        << "type " << type << " mixed " << mixed << " granule " << gr
-                        << " sub-band " << i % 32 << " slot " << i / 32;
-            }
-        }
 }
 
 } // namespace

@@ -125,8 +125,9 @@ TEST(VlcEscapeBlock, RoundTrips) {
     }
 }
 
-// The escape words and linbits of the documented examples, bit for bit after the codeword.
-TEST(VlcEscapeBlock, DocumentedBitPatterns) {
+// The escape words of 16 and 8191 (AAC) and the linbits of 18 (MP3, table 24) bit for bit after
+// the codeword; escape widths in the bit count; an odd value count counts nothing.
+TEST(VlcEscapeBlock, EscapeWordsAndLinbitsBitForBit) {
     const PairBook book = zemtest::aac_pair_book(11);
     const VlcSpecs specs(book, VlcSpecs::Kind::Aac);
     const int16_t pairs[2][2] = {{16, 0}, {8191, 0}};
