@@ -327,8 +327,8 @@ void dft_double(CxD* z, int32_t order) {
     for (int64_t len = 2; len <= n; len *= 2) {
         const int64_t half = len / 2;
         for (int64_t k = 0; k < half; ++k) {
-            const double a = 2.0 * kPi * double(k) / double(len);
-            const CxD w{std::cos(a), -std::sin(a)};
+            const CosSin cs = cos_sin(double(k), double(len));
+            const CxD w{cs.c, -cs.s};
             for (int64_t b = k; b < n; b += len) {
                 const CxD t = mul(z[b + half], w);
                 z[b + half] = {z[b].re - t.re, z[b].im - t.im};
@@ -396,15 +396,17 @@ ZemStatus dct_init_fast(ZemDctSpec* s, uint8_t* base, uint8_t* pMemInit, bool in
     s->twiddleOffset = int32_t(off);
     if (n & 1) {
         Cx* t2 = reinterpret_cast<Cx*>(base + off);
-        for (int32_t k = 0; k < n; ++k)
-            t2[k] = cx(std::cos(kPi * k / (2.0 * n)), -std::sin(kPi * k / (2.0 * n)));
+        for (int32_t k = 0; k < n; ++k) {
+            const CosSin w = cos_sin(k, 4.0 * n); // pi k / (2n)
+            t2[k] = cx(w.c, -w.s);
+        }
         off += a32(8 * int64_t(L));
     } else {
         EvenTwiddle* tw = reinterpret_cast<EvenTwiddle*>(base + off);
         for (int32_t k = 0; k < L; ++k) {
             using C = std::complex<double>;
-            const double a2 = kPi * k / (2.0 * n), a1 = 2.0 * kPi * k / n;
-            const C t2(std::cos(a2), -std::sin(a2)), t1(std::cos(a1), -std::sin(a1)), j(0, 1);
+            const CosSin w2 = cos_sin(k, 4.0 * n), w1 = cos_sin(k, n); // pi k / (2n), 2 pi k / n
+            const C t2(w2.c, -w2.s), t1(w1.c, -w1.s), j(0, 1);
             const C a = inverse ? 0.5 * std::conj(t2) * (1.0 + j * std::conj(t1))
                                 : 0.5 * t2 * (1.0 - j * t1);
             const C b = inverse ? 0.5 * std::conj(t2) * std::polar(1.0, -kPi / 4) *
