@@ -24,7 +24,6 @@ static_assert(sizeof(void*) == 8
                   ? sizeof(ZemVlcDecSpec) == 48 && offsetof(ZemVlcDecSpec, pTable) == 16
                   : sizeof(ZemVlcDecSpec) == 36 && offsetof(ZemVlcDecSpec, pTable) == 12);
 
-
 enum class Decoder { Plain, Tuple };
 
 struct Coded {
