@@ -1,5 +1,5 @@
 // Layer III Huffman coding: every value and sign of every table through the encoder and the
-// three decoders, count1 and budget edges, region layouts of the three decoders, argument checks.
+// three decoders, count1 and budget edges and region layouts of the three decoders.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,13 +18,7 @@ namespace {
 using zemtest::all_equal;
 using zemtest::BitBuilder;
 
-ZemMp3HeaderRec header(int id, int sf = 0) {
-    ZemMp3HeaderRec h{};
-    h.id = id;
-    h.layer = 1;
-    h.sampling_frequency = sf;
-    return h;
-}
+ZemMp3HeaderRec header(int id, int sf = 0) { return zemtest::mp3_header(id, 0, 0, sf); }
 
 ZemMp3GranuleRec long_granule(int bigValues, int t0, int t1, int t2, int r0 = 7, int r1 = 7) {
     ZemMp3GranuleRec g{};

@@ -1,5 +1,5 @@
 // Layer III scale factors: array layouts of every block type and version, scfsi reuse, the
-// MPEG-2 width schemes, intensity marks, pack round trips and argument checks.
+// MPEG-2 width schemes, intensity marks and pack round trips.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -13,15 +13,7 @@
 namespace {
 
 using zemtest::BitBuilder;
-
-ZemMp3HeaderRec header(int id, int modeExtension = 0) {
-    ZemMp3HeaderRec h{};
-    h.id = id;
-    h.layer = 1;
-    h.mode = 1;
-    h.mode_extension = modeExtension;
-    return h;
-}
+using zemtest::mp3_header;
 
 ZemMp3GranuleRec granule_rec(int scalefacCompress, int blockType, int mixed) {
     ZemMp3GranuleRec g{};
@@ -101,7 +93,7 @@ TEST(Mp3ScaleFactors, Mpeg1LayoutsOfEveryBlockType) {
     std::mt19937 rng(zemtest::seed());
     int8_t prior[40];
     std::memset(prior, 0x55, sizeof prior);
-    const ZemMp3HeaderRec h = header(1);
+    const ZemMp3HeaderRec h = mp3_header(1, 1);
     const int32_t scfsiSet[4] = {1, 1, 1, 1};
     for (int sfc = 0; sfc < 16; ++sfc) {
         const int s1 = kSlen1[sfc], s2 = kSlen2[sfc];
@@ -124,7 +116,7 @@ TEST(Mp3ScaleFactors, Mpeg1Granule1ReusesScfsiGroups) {
     int8_t granule0[40];
     for (int8_t& v : granule0)
         v = int8_t(rng() % 16);
-    const ZemMp3HeaderRec h = header(1);
+    const ZemMp3HeaderRec h = mp3_header(1, 1);
     const Field groups[4] = {{0, 6, 4}, {6, 5, 4}, {11, 5, 3}, {16, 5, 3}}; // scalefac_compress 15
     for (int mask = 0; mask < 16; ++mask) {
         const int32_t scfsi[4] = {mask & 1, (mask >> 1) & 1, (mask >> 2) & 1, mask >> 3};
@@ -155,7 +147,7 @@ TEST(Mp3ScaleFactors, Mpeg2WidthSchemesAndIntensityMarks) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.sfc);
-        const ZemMp3HeaderRec h = header(0, c.modeExtension);
+        const ZemMp3HeaderRec h = mp3_header(0, 1, c.modeExtension);
         ZemMp3GranuleRec g = granule_rec(c.sfc, c.blockType, c.mixed);
         std::vector<uint8_t> ones(40, 0xFF);
         int8_t sf[40];
@@ -201,8 +193,8 @@ TEST(Mp3ScaleFactors, Mpeg2PackUnpackForEveryScalefacCompress) {
                 for (int i = 0; i < 40; ++i)
                     d.bytes[std::size_t(i)] = uint8_t(rng());
                 const int ch = int(rng() & 1);
-                unpack_and_pack(d, header(0, ext), granule_rec(sfc, blk[0], blk[1]), scfsi, 0, ch,
-                                prior, false, !((ext & 1) && ch == 1));
+                unpack_and_pack(d, mp3_header(0, 1, ext), granule_rec(sfc, blk[0], blk[1]), scfsi,
+                                0, ch, prior, false, !((ext & 1) && ch == 1));
                 if (testing::Test::HasFatalFailure())
                     return;
             }

@@ -1,5 +1,5 @@
-// Layer III frame header and side information: unpacking hand-built streams, packing back,
-// argument checks in order and partial results of a bad block type.
+// Layer III frame header and side information: unpacking hand-built streams, packing back
+// and partial results of a bad block type.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -13,15 +13,7 @@
 namespace {
 
 using zemtest::BitBuilder;
-
-ZemMp3HeaderRec header(int id, int mode) {
-    ZemMp3HeaderRec h{};
-    h.id = id;
-    h.layer = 1;
-    h.protection_bit = 1;
-    h.mode = mode;
-    return h;
-}
+using zemtest::mp3_header;
 
 bool same(const ZemMp3GranuleRec& a, const ZemMp3GranuleRec& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
@@ -140,7 +132,7 @@ TEST(Mp3SideInfo, UnpackAndPackEveryVersionAndChannelCount) {
     } const cases[] = {{1, 3, 17}, {1, 0, 32}, {1, 1, 32}, {0, 3, 9}, {0, 2, 17}};
     for (const Case& c : cases) {
         for (int iter = 0; iter < 50; ++iter) {
-            ZemMp3HeaderRec h = header(c.id, c.mode);
+            ZemMp3HeaderRec h = mp3_header(c.id, c.mode);
             h.mode_extension = 3; // mode alone decides the channel count
             const SideInfo s = random_side_info(rng, h);
             ASSERT_EQ(s.bits, std::size_t(c.bytes) * 8);
@@ -184,7 +176,7 @@ TEST(Mp3SideInfo, UnpackAndPackEveryVersionAndChannelCount) {
 // before it is stored or written, and the cursor stops on the byte it had reached.
 TEST(Mp3SideInfo, BlockTypeZeroStopsPartway) {
     std::mt19937 rng(zemtest::seed());
-    const ZemMp3HeaderRec h = header(1, 0);
+    const ZemMp3HeaderRec h = mp3_header(1, 0);
     SideInfo s = random_side_info(rng, h);
     // Rebuild record 1 as a window-switching record with block type 0 (bits 20 + 59 + 39 on).
     BitBuilder b;

@@ -16,18 +16,10 @@
 #include "mp3/requantize.hpp"
 #include "support/mp3_model.hpp"
 #include "support/seed.hpp"
+#include "support/stream.hpp"
 #include "zemac.h"
 
 namespace {
-
-ZemMp3HeaderRec header(int id, int mode, int modeExtension = 0) {
-    ZemMp3HeaderRec h{};
-    h.id = id;
-    h.layer = 1;
-    h.mode = mode;
-    h.mode_extension = modeExtension;
-    return h;
-}
 
 struct Granule {
     std::vector<int32_t> x = std::vector<int32_t>(2 * 576, 0);
@@ -46,48 +38,48 @@ TEST(Mp3Requantize, ValuesSaturationEmptyBoundAndOverrange) {
     a.x[0] = 1;
     a.x[1] = -8;
     a.bound[0] = 2;
-    ASSERT_EQ(a.run(header(1, 3)), zemStatusOk);
+    ASSERT_EQ(a.run(zemtest::mp3_header(1, 3)), zemStatusOk);
     EXPECT_EQ(a.x[0], 67108864);
     EXPECT_EQ(a.x[1], -1073741824);
     Granule b;
     b.g[0].global_gain = 255;
     b.x[5] = 8206;
     b.bound[0] = 6;
-    ASSERT_EQ(b.run(header(1, 3)), zemStatusOk);
+    ASSERT_EQ(b.run(zemtest::mp3_header(1, 3)), zemStatusOk);
     EXPECT_EQ(b.x[5], 2147483647);
     Granule c; // bound 0: nothing requantised
     c.x[0] = 5;
-    ASSERT_EQ(c.run(header(1, 3)), zemStatusOk);
+    ASSERT_EQ(c.run(zemtest::mp3_header(1, 3)), zemStatusOk);
     EXPECT_EQ(c.x[0], 5);
     EXPECT_EQ(c.bound[0], 0);
     Granule d;
     d.x[0] = 8207;
     d.bound[0] = 1;
-    EXPECT_EQ(d.run(header(1, 3)), zemStatusFailed);
+    EXPECT_EQ(d.run(zemtest::mp3_header(1, 3)), zemStatusFailed);
 }
 
 TEST(Mp3Requantize, MidSideIntensityWrapAndBlockTypeMismatch) {
     Granule ms; // mid 8, side 0: both channels receive 8^(4/3) 2^(-1/2)
     ms.x[0] = 8;
     ms.bound[0] = ms.bound[1] = 1;
-    ASSERT_EQ(ms.run(header(1, 1, 2)), zemStatusOk);
+    ASSERT_EQ(ms.run(zemtest::mp3_header(1, 1, 2)), zemStatusOk);
     EXPECT_NEAR(ms.x[0], 16.0 * 67108864 / std::sqrt(2.0), 2.0);
     EXPECT_EQ(ms.x[576], ms.x[0]);
     Granule is; // intensity position 3 on a left value of 2^30: the doubling wraps
     is.x[0] = 8;
     is.bound[0] = 1;
     is.sf[40] = 3;
-    ASSERT_EQ(is.run(header(1, 1, 1)), zemStatusOk);
+    ASSERT_EQ(is.run(zemtest::mp3_header(1, 1, 1)), zemStatusOk);
     EXPECT_EQ(is.x[0], -(1 << 29));
     EXPECT_EQ(is.x[576], 3 * (1 << 29));
     Granule differ; // joint stereo needs the same block type, and for short blocks the same
     differ.g[0].block_type = 2; // mixed flag; start and stop blocks may differ in the flag
-    EXPECT_EQ(differ.run(header(1, 1, 2)), zemStatusMp3BadSideInfo);
+    EXPECT_EQ(differ.run(zemtest::mp3_header(1, 1, 2)), zemStatusMp3BadSideInfo);
     differ.g[1].block_type = 2;
     differ.g[1].mixed_block_flag = 1;
-    EXPECT_EQ(differ.run(header(1, 1, 2)), zemStatusMp3BadSideInfo);
+    EXPECT_EQ(differ.run(zemtest::mp3_header(1, 1, 2)), zemStatusMp3BadSideInfo);
     differ.g[0].block_type = differ.g[1].block_type = 3;
-    EXPECT_EQ(differ.run(header(1, 1, 2)), zemStatusOk);
+    EXPECT_EQ(differ.run(zemtest::mp3_header(1, 1, 2)), zemStatusOk);
 }
 
 double long_window(int type, int i) {

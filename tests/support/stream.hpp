@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/bit_builder.hpp"
+#include "zemac.h"
 
 namespace zemtest {
 
@@ -47,6 +48,20 @@ template <typename T> T filled(uint8_t byte) {
     T r;
     std::fill_n(reinterpret_cast<uint8_t*>(&r), sizeof r, byte);
     return r;
+}
+
+// A Layer III frame header record (layer code 1, no CRC) with the fields the granule functions
+// read.
+inline ZemMp3HeaderRec mp3_header(int id, int mode, int modeExtension = 0,
+                                  int samplingFrequency = 0) {
+    ZemMp3HeaderRec h{};
+    h.id = id;
+    h.layer = 1;
+    h.protection_bit = 1;
+    h.mode = mode;
+    h.mode_extension = modeExtension;
+    h.sampling_frequency = samplingFrequency;
+    return h;
 }
 
 // A file under the test data directory, whole.
