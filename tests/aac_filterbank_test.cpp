@@ -28,7 +28,7 @@ std::vector<int32_t> random_ints(std::mt19937& rng, std::size_t n, int32_t ampli
 
 TEST(AacFilterbankTables, WindowsAndTwiddlesMatchTheirFormulas) {
     using namespace zem::aac;
-    // The documented KBD values anchor the compile-time Bessel and square-root code.
+    // KBD values at the window ends (alpha 4 long, 6 short) anchor the compile-time Bessel code.
     EXPECT_EQ(kKbdLong.w[0], 628271);
     EXPECT_EQ(kKbdLong.w[1], 923387);
     EXPECT_EQ(kKbdLong.w[2], 1174117);
@@ -36,8 +36,6 @@ TEST(AacFilterbankTables, WindowsAndTwiddlesMatchTheirFormulas) {
     EXPECT_EQ(kKbdShort.w[0], 94051);
     EXPECT_EQ(kKbdShort.w[1], 254850);
     EXPECT_EQ(kKbdShort.w[2], 495460);
-    EXPECT_EQ(kTwiddlesLong.cs[0], 1073741745);
-    EXPECT_EQ(kTwiddlesLong.cs[1], 411775);
     // Every sine window and twiddle value equals the rounded libm value.
     for (int n = 0; n < 1024; ++n)
         ASSERT_EQ(kSineLong.w[n], std::llround(std::ldexp(std::sin(M_PI * (n + 0.5) / 2048), 31)))

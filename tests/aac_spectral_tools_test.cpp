@@ -25,7 +25,7 @@ int32_t dequant(int32_t x, int sf) {
     return band[0];
 }
 
-TEST(AacQuantInv, KnownAnswers) {
+TEST(AacQuantInv, ExactValuesOfSmallAndLargestMagnitudes) {
     const int32_t cases[][3] = {
         {1, 100, 8},          {2, 100, 20},          {16, 100, 322},
         {8191, 100, 1320907}, {8191, 120, 42269053}, {-8191, 120, -42269053},

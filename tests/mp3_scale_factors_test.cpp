@@ -130,8 +130,8 @@ TEST(Mp3ScaleFactors, Mpeg1Granule1ReusesScfsiGroups) {
     }
 }
 
-// MPEG-2 known answers: the widths of the partitions and their counts, read from a stream of
-// all ones so that every intensity-right value is the illegal-position mark.
+// MPEG-2 partition widths and counts of scalefac_compress values from every row, read from a
+// stream of all ones so that every intensity-right value is the illegal-position mark.
 TEST(Mp3ScaleFactors, Mpeg2WidthSchemesAndIntensityMarks) {
     struct Case {
         int sfc, modeExtension, channel, blockType, mixed;
