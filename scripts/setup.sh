@@ -4,7 +4,7 @@
 set -euo pipefail
 what=${1:-all}
 build_pkgs=(cmake ninja-build g++ binutils ccache)
-test_pkgs=(g++-multilib clang-14 libclang-rt-14-dev googletest libbenchmark-dev pkg-config python3
+test_pkgs=(g++-multilib clang-14 libclang-rt-14-dev clang-format-14 googletest libbenchmark-dev pkg-config python3
            ffmpeg lame mpg123 faad libfftw3-dev libkissfft-dev libavutil-dev qemu-user)
 pkgs=("${build_pkgs[@]}")
 [ "$what" = all ] && pkgs+=("${test_pkgs[@]}")
