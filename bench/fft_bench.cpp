@@ -47,17 +47,17 @@ void BM_zemac(benchmark::State& state) {
     const int n = int(state.range(0));
     Buffers b(n);
     int32_t sizeSpec = 0, sizeInit = 0, sizeWork = 0;
-    zem::zemFftGetBufSizes(order_of(n), zem::FftNoScale, 0, &sizeSpec, &sizeInit, &sizeWork);
+    zem::fft_get_buf_sizes(order_of(n), zem::FftNoScale, 0, &sizeSpec, &sizeInit, &sizeWork);
     std::vector<uint8_t> mem(sizeSpec), init(sizeInit + 1), work(sizeWork + 1);
     zem::ZemFftSpec* spec = nullptr;
-    if (zem::zemFftInit(&spec, order_of(n), zem::FftNoScale, 0, mem.data(), init.data()) != 0) {
+    if (zem::fft_init(&spec, order_of(n), zem::FftNoScale, 0, mem.data(), init.data()) != 0) {
         state.SkipWithError("init failed");
         return;
     }
     auto* src = reinterpret_cast<Zem32fc*>(b.in);
     auto* dst = reinterpret_cast<Zem32fc*>(b.out);
     for (auto _ : state) {
-        zem::zemFftFwd(src, dst, spec, work.data());
+        zem::fft_fwd(src, dst, spec, work.data());
         benchmark::DoNotOptimize(b.out);
     }
 }

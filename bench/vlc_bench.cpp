@@ -24,10 +24,9 @@ std::vector<int16_t> block(int small, int large) {
 }
 
 void decode(benchmark::State& state, bool mp3) {
-    const zemtest::VlcSpecs specs(
-        mp3 ? zemtest::mp3_pair_book(24)
-            : zemtest::aac_pair_book(11),
-        mp3 ? zemtest::VlcSpecs::Kind::Mp3 : zemtest::VlcSpecs::Kind::Aac);
+    const zemtest::VlcSpecs specs(mp3 ? zemtest::mp3_pair_book(24) : zemtest::aac_pair_book(11),
+                                  mp3 ? zemtest::VlcSpecs::Kind::Mp3
+                                      : zemtest::VlcSpecs::Kind::Aac);
     const std::vector<int16_t> v = block(14, mp3 ? 270 : 2000);
     std::vector<uint8_t> stream(8192, 0);
     uint8_t* p = stream.data();

@@ -82,7 +82,7 @@ TEST(AacFilterbankCore, InverseAndForwardMatchDoublePrecision) {
                 zemtest::imdct(std::vector<double>(spec.begin(), spec.end()));
 
             std::vector<int32_t> X = spec;
-            zem::aac::zemAacImdctNorm_32s(X.data(), N);
+            zem::aac::aac_imdct_norm_32s(X.data(), N);
             std::vector<double> got(std::size_t(2 * N));
             for (int n = 0; n < 2 * N; ++n)
                 got[std::size_t(n)] = imdct_sample(X.data(), N, n);
@@ -91,7 +91,7 @@ TEST(AacFilterbankCore, InverseAndForwardMatchDoublePrecision) {
 
             if (amplitude <= (1 << 20)) { // the plain core has no headroom control
                 X = spec;
-                zem::aac::zemAacImdct_32s(X.data(), N);
+                zem::aac::aac_imdct_32s(X.data(), N);
                 for (int n = 0; n < 2 * N; ++n)
                     got[std::size_t(n)] = imdct_sample(X.data(), N, n);
                 std::vector<double> yPlain = y;
@@ -105,12 +105,12 @@ TEST(AacFilterbankCore, InverseAndForwardMatchDoublePrecision) {
         const std::vector<double> ref =
             zemtest::mdct(std::vector<double>(time.begin(), time.end()));
         std::vector<int32_t> x = time;
-        zem::aac::zemAacMdct_32s(x.data(), N);
+        zem::aac::aac_mdct_32s(x.data(), N);
         EXPECT_LT(max_abs_error(ref, std::vector<double>(x.begin(), x.begin() + N)),
                   6.0 * std::sqrt(N) + 1e-5 * peak(ref))
             << "forward N " << N;
         x = time;
-        zem::aac::zemAacMdctNorm_32s(x.data(), N);
+        zem::aac::aac_mdct_norm_32s(x.data(), N);
         std::vector<double> refNorm = ref;
         for (double& v : refNorm)
             v /= 2.0 * N;

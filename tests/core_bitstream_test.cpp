@@ -21,7 +21,7 @@ TEST(BitReader, MatchesBitModelAtEveryPositionAndWidth) {
             for (std::size_t byte = 0; byte < 16; ++byte) {
                 uint8_t* p = data.data() + byte;
                 int32_t bitPos = pos;
-                const uint32_t v = zem::zemReadBits(p, bitPos, n);
+                const uint32_t v = zem::read_bits(p, bitPos, n);
                 const std::size_t start = byte * 8 + std::size_t(pos);
                 ASSERT_EQ(v, bits_at(data.data(), start, n)) << "pos " << pos << " n " << n;
                 ASSERT_EQ(std::size_t(p - data.data()) * 8 + std::size_t(bitPos),
@@ -42,10 +42,10 @@ TEST(BitReader, AlignToByteMovesOnlyInsideAByte) {
     uint8_t data[4] = {};
     uint8_t* p = data + 1;
     int32_t pos = 1;
-    zem::zemAlignToByte(p, pos);
+    zem::align_to_byte(p, pos);
     EXPECT_EQ(p, data + 2);
     EXPECT_EQ(pos, 0);
-    zem::zemAlignToByte(p, pos);
+    zem::align_to_byte(p, pos);
     EXPECT_EQ(p, data + 2);
     EXPECT_EQ(pos, 0);
 }
@@ -62,7 +62,7 @@ TEST(BitWriter, RandomFieldSequencesMatchBitModel) {
         for (int field = 0; field < 40; ++field) {
             const int n = int(rng() % 32);
             const uint32_t value = rng();
-            zem::zemWriteBits(p, pos, value, n);
+            zem::write_bits(p, pos, value, n);
             model.put(n == 0 ? 0 : value & (0xFFFFFFFFu >> (32 - n)), n);
             ASSERT_EQ(std::size_t(p - out.data()) * 8 + std::size_t(pos), model.bit_count());
         }

@@ -31,42 +31,42 @@ TEST(StateBlock, AlignsForAllSixteenMisalignments) {
 TEST(Allocation, WrappersAndFaultInjection) {
     const long before = zemcoreOutstandingBlocks();
     const long calls = zemcoreAllocationCount();
-    EXPECT_EQ(zem::zemAllocBytes(0), nullptr);
-    EXPECT_EQ(zem::zemAllocWords(-3), nullptr);
+    EXPECT_EQ(zem::alloc_bytes(0), nullptr);
+    EXPECT_EQ(zem::alloc_words(-3), nullptr);
     EXPECT_EQ(zemcoreAllocationCount(), calls) << "a count below 1 must not reach zemMalloc";
 
-    void* a = zem::zemAllocBytes(10);
-    void* b = zem::zemAllocWords(10);
+    void* a = zem::alloc_bytes(10);
+    void* b = zem::alloc_words(10);
     ASSERT_NE(a, nullptr);
     ASSERT_NE(b, nullptr);
     EXPECT_EQ(zemcoreOutstandingBlocks(), before + 2);
     std::memset(b, 0xAB, 40); // four bytes per word
-    zem::zemRelease(a);
-    zem::zemRelease(b);
+    zem::release_block(a);
+    zem::release_block(b);
     EXPECT_EQ(zemcoreOutstandingBlocks(), before);
 
     zemcoreFailAllocation(2);
-    void* first = zem::zemAllocBytes(8);
+    void* first = zem::alloc_bytes(8);
     EXPECT_NE(first, nullptr);
-    EXPECT_EQ(zem::zemAllocBytes(8), nullptr);
-    void* third = zem::zemAllocBytes(8);
+    EXPECT_EQ(zem::alloc_bytes(8), nullptr);
+    void* third = zem::alloc_bytes(8);
     EXPECT_NE(third, nullptr);
-    zem::zemRelease(first);
-    zem::zemRelease(third);
+    zem::release_block(first);
+    zem::release_block(third);
     EXPECT_EQ(zemcoreOutstandingBlocks(), before);
 }
 
 TEST(ZeroFill, ChecksThenClears) {
     std::vector<uint8_t> buf(40, 0x5A);
-    EXPECT_EQ(zem::zemZeroBytes(nullptr, 4), zemStatusNullPointer);
-    EXPECT_EQ(zem::zemZeroBytes(buf.data(), 0), zemStatusBadSize);
-    EXPECT_EQ(zem::zemZeroWords(buf.data(), -1), zemStatusBadSize);
+    EXPECT_EQ(zem::zero_bytes(nullptr, 4), zemStatusNullPointer);
+    EXPECT_EQ(zem::zero_bytes(buf.data(), 0), zemStatusBadSize);
+    EXPECT_EQ(zem::zero_words(buf.data(), -1), zemStatusBadSize);
     EXPECT_EQ(buf[0], 0x5A);
-    EXPECT_EQ(zem::zemZeroBytes(buf.data() + 1, 3), zemStatusOk);
+    EXPECT_EQ(zem::zero_bytes(buf.data() + 1, 3), zemStatusOk);
     EXPECT_EQ(buf[0], 0x5A);
     EXPECT_EQ(buf[3], 0);
     EXPECT_EQ(buf[4], 0x5A);
-    EXPECT_EQ(zem::zemZeroWords(buf.data() + 8, 3), zemStatusOk);
+    EXPECT_EQ(zem::zero_words(buf.data() + 8, 3), zemStatusOk);
     EXPECT_EQ(buf[19], 0);
     EXPECT_EQ(buf[20], 0x5A);
 }

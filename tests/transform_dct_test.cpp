@@ -29,11 +29,11 @@ struct Dct {
     int32_t sizeSpec = 0, sizeWork = 0;
     Dct(int32_t n, bool inverse) {
         int32_t sizeInit = 0;
-        EXPECT_EQ(zemDctGetBufSizes(n, 0, &sizeSpec, &sizeInit, &sizeWork), zemStatusOk);
+        EXPECT_EQ(dct_get_buf_sizes(n, 0, &sizeSpec, &sizeInit, &sizeWork), zemStatusOk);
         mem.assign(sizeSpec + 64, kGuard);
         init.assign(sizeInit + 1, 0);
         work.assign(sizeWork + 64, kGuard);
-        auto fn = inverse ? zemDctInvInit : zemDctFwdInit;
+        auto fn = inverse ? dct_inv_init : dct_fwd_init;
         EXPECT_EQ(fn(&spec, n, 0, spec_mem(), init.data()), zemStatusOk) << n;
     }
     static uint8_t* first_after_boundary(std::vector<uint8_t>& v) {
@@ -114,7 +114,7 @@ TEST(TransformDct, SizeQueryAnchorsLimitsAndChecks) {
     };
     for (const Row& r : rows) {
         int32_t s = -1, i = -1, w = -1;
-        ASSERT_EQ(zemDctGetBufSizes(r.n, 3, &s, &i, &w), zemStatusOk) << r.n;
+        ASSERT_EQ(dct_get_buf_sizes(r.n, 3, &s, &i, &w), zemStatusOk) << r.n;
         EXPECT_EQ(s, r.spec) << r.n;
         EXPECT_EQ(i, r.init) << r.n;
         EXPECT_EQ(w, r.work) << r.n;
@@ -122,14 +122,14 @@ TEST(TransformDct, SizeQueryAnchorsLimitsAndChecks) {
     // Beyond the documented limits, and the powers of two whose spec would pass 2^31 - 1 bytes.
     int32_t s, i, w;
     for (int32_t n : {0, -4, 1 << 27, 1 << 28, 1 << 30, 0x02000001, 0x03FFFFFF, INT32_MAX}) {
-        EXPECT_EQ(zemDctGetBufSizes(n, 0, &s, &i, &w), zemStatusBadSize) << n;
+        EXPECT_EQ(dct_get_buf_sizes(n, 0, &s, &i, &w), zemStatusBadSize) << n;
         uint8_t mem[64];
         ZemDctSpec* spec = nullptr;
-        EXPECT_EQ(zemDctFwdInit(&spec, n, 0, mem, mem), zemStatusBadSize) << n;
+        EXPECT_EQ(dct_fwd_init(&spec, n, 0, mem, mem), zemStatusBadSize) << n;
         EXPECT_EQ(spec, nullptr);
     }
-    EXPECT_EQ(zemDctGetBufSizes(0, 0, nullptr, &i, &w), zemStatusBadSize);
-    EXPECT_EQ(zemDctGetBufSizes(5, 0, &s, nullptr, &w), zemStatusNullPointer);
+    EXPECT_EQ(dct_get_buf_sizes(0, 0, nullptr, &i, &w), zemStatusBadSize);
+    EXPECT_EQ(dct_get_buf_sizes(5, 0, &s, nullptr, &w), zemStatusNullPointer);
 }
 
 // Every path (straight-line, direct, power of two, chirp-z for odd and even L) in both
@@ -149,7 +149,7 @@ TEST(TransformDct, MatchesDefinitionOnEveryPath) {
             const std::vector<float> x = random_floats(n, seed + 2 * n + inverse);
             const std::vector<double> want = reference(x, inverse);
             std::vector<float> y(n), z = x;
-            auto fn = inverse ? zemDctInv : zemDctFwd;
+            auto fn = inverse ? dct_inv : dct_fwd;
             ASSERT_EQ(fn(x.data(), y.data(), d.spec, d.work_mem()), zemStatusOk) << n;
             ASSERT_EQ(fn(z.data(), z.data(), d.spec, nullptr), zemStatusOk) << n;
             EXPECT_EQ(y, z) << "in place differs, n " << n;
@@ -174,7 +174,7 @@ TEST(TransformDct, LongChirpLengthsAtSampledOutputs) {
                 outputs.push_back(o < 100 ? o : n - 200 + o);
             const std::vector<double> want = reference(x, inverse, outputs);
             std::vector<float> y(n);
-            ASSERT_EQ((inverse ? zemDctInv : zemDctFwd)(x.data(), y.data(), d.spec, d.work_mem()),
+            ASSERT_EQ((inverse ? dct_inv : dct_fwd)(x.data(), y.data(), d.spec, d.work_mem()),
                       zemStatusOk);
             double num = 0, den = 0;
             for (std::size_t o : outputs) {
@@ -224,13 +224,13 @@ TEST(TransformDct, RoundTripAndConstantInput) {
         Dct f(n, false), b(n, true);
         const std::vector<float> x = random_floats(n, seed ^ n);
         std::vector<float> y(n), z(n);
-        ASSERT_EQ(zemDctFwd(x.data(), y.data(), f.spec, f.work_mem()), zemStatusOk);
-        ASSERT_EQ(zemDctInv(y.data(), z.data(), b.spec, b.work_mem()), zemStatusOk);
+        ASSERT_EQ(dct_fwd(x.data(), y.data(), f.spec, f.work_mem()), zemStatusOk);
+        ASSERT_EQ(dct_inv(y.data(), z.data(), b.spec, b.work_mem()), zemStatusOk);
         for (int32_t k = 0; k < n; ++k)
             ASSERT_NEAR(z[k], x[k], 1e-6) << n << " " << k;
         // A constant vector: sqrt(n) times the value in output 0, nothing elsewhere.
         std::vector<float> c(n, 0.75f);
-        ASSERT_EQ(zemDctFwd(c.data(), y.data(), f.spec, nullptr), zemStatusOk);
+        ASSERT_EQ(dct_fwd(c.data(), y.data(), f.spec, nullptr), zemStatusOk);
         EXPECT_NEAR(y[0], 0.75 * std::sqrt(double(n)), 4e-7 * std::sqrt(double(n))) << n;
         for (int32_t k = 1; k < n; ++k)
             ASSERT_NEAR(y[k], 0.0f, 2e-6) << n << " " << k;
@@ -242,26 +242,26 @@ TEST(TransformDct, ArgumentChecksTagsAndAllocationFailure) {
     std::vector<float> x(46, 1.0f), y(46, 5.0f);
     const std::vector<float> keep = y;
     // Pointers first, then the tag: an inverse spec (and an FFT spec) fail the forward call.
-    EXPECT_EQ(zemDctFwd(nullptr, y.data(), b.spec, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemDctFwd(x.data(), y.data(), nullptr, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemDctFwd(x.data(), y.data(), b.spec, nullptr), zemStatusContextMismatch);
-    EXPECT_EQ(zemDctInv(x.data(), y.data(), f.spec, nullptr), zemStatusContextMismatch);
+    EXPECT_EQ(dct_fwd(nullptr, y.data(), b.spec, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(dct_fwd(x.data(), y.data(), nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(dct_fwd(x.data(), y.data(), b.spec, nullptr), zemStatusContextMismatch);
+    EXPECT_EQ(dct_inv(x.data(), y.data(), f.spec, nullptr), zemStatusContextMismatch);
     ZemFftSpec* fft = nullptr;
-    ASSERT_EQ(zemFftInitAlloc(&fft, 4, FftNoScale, 0), zemStatusOk);
-    EXPECT_EQ(zemDctInv(x.data(), y.data(), reinterpret_cast<ZemDctSpec*>(fft), nullptr),
+    ASSERT_EQ(fft_init_alloc(&fft, 4, FftNoScale, 0), zemStatusOk);
+    EXPECT_EQ(dct_inv(x.data(), y.data(), reinterpret_cast<ZemDctSpec*>(fft), nullptr),
               zemStatusContextMismatch);
-    EXPECT_EQ(zemFftFree(fft), zemStatusOk);
+    EXPECT_EQ(fft_free(fft), zemStatusOk);
     EXPECT_EQ(y, keep);
 
     // Init: length, then pointers, then the limits; the chirp-z lengths need the init scratch.
     ZemDctSpec* out = nullptr;
     uint8_t mem[512];
-    EXPECT_EQ(zemDctFwdInit(nullptr, 0, 0, mem, nullptr), zemStatusBadSize);
-    EXPECT_EQ(zemDctFwdInit(nullptr, 8, 0, mem, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemDctInvInit(&out, 8, 0, nullptr, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemDctInvInit(&out, 46, 0, f.mem.data(), nullptr), zemStatusNullPointer);
+    EXPECT_EQ(dct_fwd_init(nullptr, 0, 0, mem, nullptr), zemStatusBadSize);
+    EXPECT_EQ(dct_fwd_init(nullptr, 8, 0, mem, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(dct_inv_init(&out, 8, 0, nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(dct_inv_init(&out, 46, 0, f.mem.data(), nullptr), zemStatusNullPointer);
     EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(zemDctInvInit(&out, 8, 7, mem, nullptr), zemStatusOk);
+    EXPECT_EQ(dct_inv_init(&out, 8, 7, mem, nullptr), zemStatusOk);
     EXPECT_EQ(out->hint, 7);
 
     // The on-the-fly work buffer: its failure leaves the output unwritten and leaks nothing.
@@ -270,14 +270,14 @@ TEST(TransformDct, ArgumentChecksTagsAndAllocationFailure) {
         Dct d(n, false);
         std::vector<float> in(n, 1.0f), res(n, 5.0f);
         zemcoreFailAllocation(1);
-        EXPECT_EQ(zemDctFwd(in.data(), res.data(), d.spec, nullptr), zemStatusNoMemory) << n;
+        EXPECT_EQ(dct_fwd(in.data(), res.data(), d.spec, nullptr), zemStatusNoMemory) << n;
         zemcoreFailAllocation(0);
         EXPECT_EQ(res, std::vector<float>(n, 5.0f));
-        EXPECT_EQ(zemDctFwd(in.data(), res.data(), d.spec, nullptr), zemStatusOk);
+        EXPECT_EQ(dct_fwd(in.data(), res.data(), d.spec, nullptr), zemStatusOk);
     }
     // The small kernels need no work buffer at all.
     zemcoreFailAllocation(1);
-    EXPECT_EQ(zemDctInv(x.data(), y.data(), out, nullptr), zemStatusOk);
+    EXPECT_EQ(dct_inv(x.data(), y.data(), out, nullptr), zemStatusOk);
     zemcoreFailAllocation(0);
     EXPECT_EQ(zemcoreOutstandingBlocks(), before);
 }

@@ -24,11 +24,11 @@ struct Fft {
     ZemFftSpec* spec = nullptr;
     Fft(int32_t order, int32_t mode, bool split = false) {
         int32_t s = 0, i = 0, w = 0;
-        EXPECT_EQ(zemFftGetBufSizes(order, mode, 0, &s, &i, &w), zemStatusOk);
+        EXPECT_EQ(fft_get_buf_sizes(order, mode, 0, &s, &i, &w), zemStatusOk);
         mem.resize(s);
         init.resize(i + 1);
         work.resize(w + 1);
-        auto initFn = split ? zemFftInitSplit : zemFftInit;
+        auto initFn = split ? fft_init_split : fft_init;
         EXPECT_EQ(initFn(&spec, order, mode, 0, mem.data(), init.data()), zemStatusOk);
     }
 };
@@ -61,7 +61,7 @@ TEST(TransformFft, SizeQueryAnchorsAndFormulas) {
                 {28, 1078338784, 268435520, 131104}};
     for (const Row& r : rows) {
         int32_t s = -1, i = -1, w = -1;
-        ASSERT_EQ(zemFftGetBufSizes(r.order, FftNoScale, 0, &s, &i, &w), zemStatusOk);
+        ASSERT_EQ(fft_get_buf_sizes(r.order, FftNoScale, 0, &s, &i, &w), zemStatusOk);
         EXPECT_EQ(s, r.spec) << r.order;
         EXPECT_EQ(i, r.init) << r.order;
         EXPECT_EQ(w, r.work) << r.order;
@@ -70,18 +70,18 @@ TEST(TransformFft, SizeQueryAnchorsAndFormulas) {
         const int32_t n = 1 << order;
         int32_t s = -1, i = -1, w = -1;
         for (int32_t mode : {1, 2, 4, 8}) {
-            ASSERT_EQ(zemFftGetBufSizes(order, mode, 7, &s, &i, &w), zemStatusOk);
+            ASSERT_EQ(fft_get_buf_sizes(order, mode, 7, &s, &i, &w), zemStatusOk);
             EXPECT_EQ(s, 9 * n + 192);
             EXPECT_EQ(i, order <= 10 ? 0 : n + 64);
             EXPECT_EQ(w, 8 * n + 32);
         }
     }
     int32_t s, i, w;
-    EXPECT_EQ(zemFftGetBufSizes(31, 3, 0, nullptr, &i, &w), zemStatusBadOrder);
-    EXPECT_EQ(zemFftGetBufSizes(29, 3, 0, nullptr, &i, &w), zemStatusNullPointer);
-    EXPECT_EQ(zemFftGetBufSizes(29, 3, 0, &s, &i, &w), zemStatusBadFlag);
-    EXPECT_EQ(zemFftGetBufSizes(29, 8, 0, &s, &i, &w), zemStatusBadOrder);
-    EXPECT_EQ(zemFftGetBufSizes(-1, 8, 0, &s, &i, &w), zemStatusBadOrder);
+    EXPECT_EQ(fft_get_buf_sizes(31, 3, 0, nullptr, &i, &w), zemStatusBadOrder);
+    EXPECT_EQ(fft_get_buf_sizes(29, 3, 0, nullptr, &i, &w), zemStatusNullPointer);
+    EXPECT_EQ(fft_get_buf_sizes(29, 3, 0, &s, &i, &w), zemStatusBadFlag);
+    EXPECT_EQ(fft_get_buf_sizes(29, 8, 0, &s, &i, &w), zemStatusBadOrder);
+    EXPECT_EQ(fft_get_buf_sizes(-1, 8, 0, &s, &i, &w), zemStatusBadOrder);
 }
 
 // Up to order 12 against the definition; relative L2 error of the forward and inverse FFT.
@@ -97,7 +97,7 @@ TEST(TransformFft, MatchesDirectDftUpToOrder12) {
             for (std::size_t k = 0; k < x.size(); ++k)
                 xf[k] = {in[2 * k], in[2 * k + 1]};
             const cvec want = zemtest::direct_dft(xf, inverse);
-            auto fn = inverse ? zemFftInv : zemFftFwd;
+            auto fn = inverse ? fft_inv : fft_fwd;
             ASSERT_EQ(fn(as_c(in), as_c(out), f.spec, f.work.data()), zemStatusOk);
             const double err = zemtest::rel_l2(out.data(), want);
             EXPECT_LE(err, 1.5e-7) << "order " << order << " inverse " << inverse;
@@ -118,7 +118,7 @@ TEST(TransformFft, MatchesDoubleFftUpToOrder20) {
         cvec xf(x.size());
         for (std::size_t k = 0; k < x.size(); ++k)
             xf[k] = {data[2 * k], data[2 * k + 1]};
-        ASSERT_EQ(zemFftFwd(as_c(data), as_c(data), f.spec, nullptr), zemStatusOk);
+        ASSERT_EQ(fft_fwd(as_c(data), as_c(data), f.spec, nullptr), zemStatusOk);
         const double err = zemtest::rel_l2(data.data(), zemtest::fast_dft(xf, false));
         EXPECT_LE(err, 5.96e-8 * order / 2) << "order " << order;
         RecordProperty("rel_l2_order_" + std::to_string(order), std::to_string(err * 1e9) + "e-9");
@@ -136,10 +136,9 @@ TEST(TransformFft, ScalingModesRoundTrip) {
         for (int32_t mode : {FftScaleInvByN, FftScaleBySqrtN}) {
             Fft f(order, mode);
             std::vector<float> y(in.size()), z(in.size());
-            ASSERT_EQ(
-                zemFftFwd(as_c(const_cast<std::vector<float>&>(in)), as_c(y), f.spec, nullptr),
-                zemStatusOk);
-            ASSERT_EQ(zemFftInv(as_c(y), as_c(z), f.spec, f.work.data()), zemStatusOk);
+            ASSERT_EQ(fft_fwd(as_c(const_cast<std::vector<float>&>(in)), as_c(y), f.spec, nullptr),
+                      zemStatusOk);
+            ASSERT_EQ(fft_inv(as_c(y), as_c(z), f.spec, f.work.data()), zemStatusOk);
             double num = 0, den = 0;
             for (std::size_t k = 0; k < in.size(); ++k) {
                 num += (z[k] - in[k]) * double(z[k] - in[k]);
@@ -149,8 +148,8 @@ TEST(TransformFft, ScalingModesRoundTrip) {
         }
         Fft plain(order, FftNoScale), byN(order, FftScaleFwdByN);
         std::vector<float> a = in, b = in;
-        zemFftFwd(as_c(a), as_c(a), plain.spec, nullptr);
-        zemFftFwd(as_c(b), as_c(b), byN.spec, nullptr);
+        fft_fwd(as_c(a), as_c(a), plain.spec, nullptr);
+        fft_fwd(as_c(b), as_c(b), byN.spec, nullptr);
         for (std::size_t k = 0; k < a.size(); ++k)
             ASSERT_EQ(b[k], a[k] * (1.0f / float(n))) << order;
         EXPECT_NEAR(Fft(order, FftScaleBySqrtN).spec->scale, 1.0 / std::sqrt(double(n)),
@@ -193,7 +192,7 @@ TEST(TransformFft, Sse2KernelsMatchScalarBitForBit) {
                 re[k] = in[2 * k];
                 im[k] = in[2 * k + 1];
             }
-            ASSERT_EQ(zemFftFwdSplit(re.data(), im.data(), re.data(), im.data(), fs.spec, nullptr),
+            ASSERT_EQ(fft_fwd_split(re.data(), im.data(), re.data(), im.data(), fs.spec, nullptr),
                       zemStatusOk);
             double num = 0, den = 0;
             for (std::size_t k = 0; k < n; ++k) {
@@ -229,41 +228,41 @@ TEST(TransformFft, TwiddleTablesEqualLibm) {
 TEST(TransformFft, ArgumentChecksAndTags) {
     Fft f(6, FftNoScale), split(6, FftNoScale, true);
     std::vector<float> buf(128, 1.0f), keep = buf;
-    EXPECT_EQ(zemFftFwd(as_c(buf), as_c(buf), nullptr, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemFftFwd(nullptr, as_c(buf), split.spec, nullptr), zemStatusContextMismatch);
-    EXPECT_EQ(zemFftInv(as_c(buf), nullptr, f.spec, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemFftFwdSplit(buf.data(), buf.data(), buf.data(), buf.data(), f.spec, nullptr),
+    EXPECT_EQ(fft_fwd(as_c(buf), as_c(buf), nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_fwd(nullptr, as_c(buf), split.spec, nullptr), zemStatusContextMismatch);
+    EXPECT_EQ(fft_inv(as_c(buf), nullptr, f.spec, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_fwd_split(buf.data(), buf.data(), buf.data(), buf.data(), f.spec, nullptr),
               zemStatusContextMismatch);
-    EXPECT_EQ(zemFftFwdSplit(buf.data(), nullptr, buf.data(), buf.data(), split.spec, nullptr),
+    EXPECT_EQ(fft_fwd_split(buf.data(), nullptr, buf.data(), buf.data(), split.spec, nullptr),
               zemStatusNullPointer);
     EXPECT_EQ(buf, keep);
 
     int32_t size = -1;
-    EXPECT_EQ(zemFftGetWorkSize(f.spec, &size), zemStatusOk);
+    EXPECT_EQ(fft_get_work_size(f.spec, &size), zemStatusOk);
     EXPECT_EQ(size, 8 * 64 + 32);
-    EXPECT_EQ(zemFftGetWorkSize(Fft(5, FftNoScale).spec, &size), zemStatusOk);
+    EXPECT_EQ(fft_get_work_size(Fft(5, FftNoScale).spec, &size), zemStatusOk);
     EXPECT_EQ(size, 0);
-    EXPECT_EQ(zemFftGetWorkSize(split.spec, &size), zemStatusContextMismatch);
-    EXPECT_EQ(zemFftFree(split.spec), zemStatusContextMismatch);
+    EXPECT_EQ(fft_get_work_size(split.spec, &size), zemStatusContextMismatch);
+    EXPECT_EQ(fft_free(split.spec), zemStatusContextMismatch);
 
     // A rejected scaling mode leaves the header cleared (tag 0) and *ppSpec unchanged.
     std::vector<uint8_t> mem(2000, 0xAB);
     ZemFftSpec* out = reinterpret_cast<ZemFftSpec*>(&size);
-    EXPECT_EQ(zemFftInit(&out, 6, 3, 9, mem.data(), nullptr), zemStatusBadFlag);
+    EXPECT_EQ(fft_init(&out, 6, 3, 9, mem.data(), nullptr), zemStatusBadFlag);
     EXPECT_EQ(out, reinterpret_cast<ZemFftSpec*>(&size));
     auto* hdr = align_up<32>(mem.data());
     EXPECT_EQ(reinterpret_cast<ZemFftSpec*>(hdr)->tag, 0);
     EXPECT_EQ(reinterpret_cast<ZemFftSpec*>(hdr)->hint, 9);
-    EXPECT_EQ(zemFftInit(&out, 29, 8, 0, mem.data(), nullptr), zemStatusBadOrder);
-    EXPECT_EQ(zemFftInit(&out, 6, 8, 0, nullptr, nullptr), zemStatusNullPointer);
-    EXPECT_EQ(zemFftInit(nullptr, 6, 8, 0, mem.data(), nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_init(&out, 29, 8, 0, mem.data(), nullptr), zemStatusBadOrder);
+    EXPECT_EQ(fft_init(&out, 6, 8, 0, nullptr, nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_init(nullptr, 6, 8, 0, mem.data(), nullptr), zemStatusNullPointer);
     std::vector<uint8_t> big(9 * 2048 + 192);
-    EXPECT_EQ(zemFftInit(&out, 11, 8, 0, big.data(), nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_init(&out, 11, 8, 0, big.data(), nullptr), zemStatusNullPointer);
 
     // Free invalidates a spec in caller memory.
-    EXPECT_EQ(zemFftFree(f.spec), zemStatusOk);
-    EXPECT_EQ(zemFftFwd(as_c(buf), as_c(buf), f.spec, nullptr), zemStatusContextMismatch);
-    EXPECT_EQ(zemFftFree(nullptr), zemStatusNullPointer);
+    EXPECT_EQ(fft_free(f.spec), zemStatusOk);
+    EXPECT_EQ(fft_fwd(as_c(buf), as_c(buf), f.spec, nullptr), zemStatusContextMismatch);
+    EXPECT_EQ(fft_free(nullptr), zemStatusNullPointer);
 }
 
 TEST(TransformFft, AllocationFailuresLeakNothing) {
@@ -273,13 +272,13 @@ TEST(TransformFft, AllocationFailuresLeakNothing) {
         for (long fail = 1; fail <= (order == 11 ? 2 : 1); ++fail) {
             ZemFftSpec* spec = nullptr;
             zemcoreFailAllocation(fail);
-            EXPECT_EQ(zemFftInitAlloc(&spec, order, FftNoScale, 0), zemStatusNoMemory);
+            EXPECT_EQ(fft_init_alloc(&spec, order, FftNoScale, 0), zemStatusNoMemory);
             zemcoreFailAllocation(0);
             EXPECT_EQ(spec, nullptr);
             EXPECT_EQ(zemcoreOutstandingBlocks(), before);
         }
         ZemFftSpec* spec = nullptr;
-        ASSERT_EQ(zemFftInitAlloc(&spec, order, FftScaleInvByN, 0), zemStatusOk);
+        ASSERT_EQ(fft_init_alloc(&spec, order, FftScaleInvByN, 0), zemStatusOk);
         EXPECT_EQ(spec->allocated, 1);
         EXPECT_EQ(zemcoreOutstandingBlocks(), before + 1);
         const std::size_t n = std::size_t(1) << order;
@@ -287,20 +286,20 @@ TEST(TransformFft, AllocationFailuresLeakNothing) {
         // The on-the-fly work buffer: its failure leaves the output unwritten.
         std::vector<float> out(in.size(), 7.0f);
         zemcoreFailAllocation(1);
-        EXPECT_EQ(zemFftFwd(as_c(in), as_c(out), spec, nullptr), zemStatusNoMemory);
+        EXPECT_EQ(fft_fwd(as_c(in), as_c(out), spec, nullptr), zemStatusNoMemory);
         zemcoreFailAllocation(0);
         EXPECT_EQ(out, std::vector<float>(in.size(), 7.0f));
-        EXPECT_EQ(zemFftFwd(as_c(in), as_c(out), spec, nullptr), zemStatusOk);
-        EXPECT_EQ(zemFftInv(as_c(out), as_c(out), spec, nullptr), zemStatusOk);
+        EXPECT_EQ(fft_fwd(as_c(in), as_c(out), spec, nullptr), zemStatusOk);
+        EXPECT_EQ(fft_inv(as_c(out), as_c(out), spec, nullptr), zemStatusOk);
         for (std::size_t k = 0; k < in.size(); ++k)
             EXPECT_NEAR(out[k], keep[k], 1e-5);
         EXPECT_EQ(zemcoreOutstandingBlocks(), before + 1);
-        EXPECT_EQ(zemFftFree(spec), zemStatusOk);
+        EXPECT_EQ(fft_free(spec), zemStatusOk);
         EXPECT_EQ(zemcoreOutstandingBlocks(), before);
     }
     ZemFftSpec* spec = nullptr;
-    EXPECT_EQ(zemFftInitAlloc(&spec, 6, 0, 0), zemStatusBadFlag);
-    EXPECT_EQ(zemFftInitAlloc(nullptr, 6, 8, 0), zemStatusNullPointer);
+    EXPECT_EQ(fft_init_alloc(&spec, 6, 0, 0), zemStatusBadFlag);
+    EXPECT_EQ(fft_init_alloc(nullptr, 6, 8, 0), zemStatusNullPointer);
     EXPECT_EQ(zemcoreOutstandingBlocks(), before);
 }
 
@@ -313,11 +312,11 @@ TEST(TransformFft, ScaleVectorEveryAlignmentAndTail) {
                     data[k] = want[k] = float(k) * 0.25f - 7.0f;
                 for (int k = off; k < off + len; ++k)
                     want[k] = factor == 0.0f ? 0.0f : want[k] * factor;
-                ASSERT_EQ(zemScaleVector_32f(factor, data + off, len), zemStatusOk);
+                ASSERT_EQ(scale_vector_32f(factor, data + off, len), zemStatusOk);
                 ASSERT_EQ(std::memcmp(data, want, sizeof data), 0) << off << " " << len;
             }
-    EXPECT_EQ(zemScaleVector_32f(2.0f, nullptr, 4), zemStatusNullPointer);
-    EXPECT_EQ(zemScaleVector_32f(2.0f, data, 0), zemStatusBadSize);
+    EXPECT_EQ(scale_vector_32f(2.0f, nullptr, 4), zemStatusNullPointer);
+    EXPECT_EQ(scale_vector_32f(2.0f, data, 0), zemStatusBadSize);
 }
 
 // Order 28 needs about 3.5 GiB; it runs only when ZEM_LONG_TESTS is set.
@@ -325,18 +324,18 @@ TEST(TransformFft, OptionalLongOrder28WhenZemLongTestsSet) {
     if (std::getenv("ZEM_LONG_TESTS") == nullptr || sizeof(void*) < 8)
         GTEST_SKIP() << "set ZEM_LONG_TESTS to run order 28 (x86-64 only)";
     ZemFftSpec* spec = nullptr;
-    ASSERT_EQ(zemFftInitAlloc(&spec, 28, FftNoScale, 0), zemStatusOk);
+    ASSERT_EQ(fft_init_alloc(&spec, 28, FftNoScale, 0), zemStatusOk);
     const std::size_t n = std::size_t(1) << 28;
     std::vector<float> x(2 * n, 0.0f);
     // Two impulses: X[k] = 1 + 0.5 e^(-j 2 pi 12345 k / N); check a few hundred bins.
     x[0] = 1.0f;
     x[2 * 12345] = 0.5f;
     std::vector<uint8_t> work(131104);
-    ASSERT_EQ(zemFftFwd(as_c(x), as_c(x), spec, work.data()), zemStatusOk);
+    ASSERT_EQ(fft_fwd(as_c(x), as_c(x), spec, work.data()), zemStatusOk);
     for (std::size_t k = 0; k < n; k += n / 300 + 1) {
         const double a = -6.283185307179586 * double((12345 * k) % n) / double(n);
         EXPECT_NEAR(x[2 * k], 1 + 0.5 * std::cos(a), 2e-6) << k;
         EXPECT_NEAR(x[2 * k + 1], 0.5 * std::sin(a), 2e-6) << k;
     }
-    EXPECT_EQ(zemFftFree(spec), zemStatusOk);
+    EXPECT_EQ(fft_free(spec), zemStatusOk);
 }

@@ -25,7 +25,9 @@ struct AnyTable {
     const uint8_t* swap;
 };
 
-template <int Order> AnyTable any(const zem::FixedFftTable<Order>& t) { return {Order, t.twiddle, t.swap}; }
+template <int Order> AnyTable any(const zem::FixedFftTable<Order>& t) {
+    return {Order, t.twiddle, t.swap};
+}
 
 constexpr auto kOrder2 = zem::make_fixed_fft_table<2, TwiddleRounding::AddHalf>();
 constexpr auto kOrder3 = zem::make_fixed_fft_table<3, TwiddleRounding::AddHalf>();
@@ -33,8 +35,8 @@ constexpr auto kOrder4 = zem::make_fixed_fft_table<4, TwiddleRounding::AddHalf>(
 constexpr auto kOrder8 = zem::make_fixed_fft_table<8, TwiddleRounding::AddHalf>();
 
 std::vector<AnyTable> all_tables() {
-    return {any(kOrder2), any(kOrder3), any(kOrder4), any(kOrder5), any(kOrder6),
-            any(kOrder7), any(kOrder8), any(kOrder9)};
+    return {any(kOrder2), any(kOrder3), any(kOrder4), any(kOrder5),
+            any(kOrder6), any(kOrder7), any(kOrder8), any(kOrder9)};
 }
 
 TEST(FixedFftTables, DocumentedValues) {
@@ -69,7 +71,8 @@ TEST(FixedFftTables, SwapListIsTheBitReversal) {
             ++s;
         } while (*s);
         for (int i = 0; i < n; ++i)
-            EXPECT_EQ(perm[i], zem::detail::bit_reverse(i, t.order)) << "order " << t.order << " at " << i;
+            EXPECT_EQ(perm[i], zem::detail::bit_reverse(i, t.order))
+                << "order " << t.order << " at " << i;
     }
 }
 
@@ -78,7 +81,7 @@ TEST(FixedFft, ImpulseGivesAllOnes) {
         const int n = 1 << t.order;
         std::vector<int32_t> x(2 * n, 0);
         x[0] = 1;
-        zem::zemFixedFft(x.data(), t.order, t.twiddle, t.swap);
+        zem::fixed_fft_sse2(x.data(), t.order, t.twiddle, t.swap);
         for (int i = 0; i < n; ++i) {
             EXPECT_EQ(x[2 * i], 1) << "order " << t.order << " bin " << i;
             EXPECT_EQ(x[2 * i + 1], 0) << "order " << t.order << " bin " << i;
@@ -98,8 +101,9 @@ TEST(FixedFft, MatchesDoublePrecisionDft) {
         std::vector<std::complex<double>> want(n);
         for (int k = 0; k < n; ++k)
             for (int m = 0; m < n; ++m)
-                want[k] += std::complex<double>(x[2 * m], x[2 * m + 1]) * std::polar(1.0, -2.0 * M_PI * k * m / n);
-        zem::zemFixedFft(x.data(), t.order, t.twiddle, t.swap);
+                want[k] += std::complex<double>(x[2 * m], x[2 * m + 1]) *
+                           std::polar(1.0, -2.0 * M_PI * k * m / n);
+        zem::fixed_fft_sse2(x.data(), t.order, t.twiddle, t.swap);
         double err = 0, ref = 0;
         for (int k = 0; k < n; ++k) {
             err += std::norm(std::complex<double>(x[2 * k], x[2 * k + 1]) - want[k]);
@@ -125,7 +129,10 @@ TEST(FixedFft, KernelsMatchStepByStepModel) {
             const int n = 1 << t.order;
             std::vector<int32_t> x(2 * n);
             for (int32_t& v : x)
-                v = kind == 0 ? int32_t(rng()) >> 8 : kind == 1 ? int32_t(rng()) : (rng() & 1) ? INT32_MAX : INT32_MIN;
+                v = kind == 0     ? int32_t(rng()) >> 8
+                    : kind == 1   ? int32_t(rng())
+                    : (rng() & 1) ? INT32_MAX
+                                  : INT32_MIN;
             std::vector<int32_t> want = x;
             zemtest::fixed_fft_model(want.data(), t.order, t.twiddle, t.swap);
             for (const auto& kernel : kernels)
@@ -134,7 +141,8 @@ TEST(FixedFft, KernelsMatchStepByStepModel) {
                     std::copy(x.begin(), x.end(), buf.begin() + offset);
                     kernel.run(buf.data() + offset, t.order, t.twiddle, t.swap);
                     ASSERT_TRUE(std::equal(want.begin(), want.end(), buf.begin() + offset))
-                        << kernel.name << " order " << t.order << " input kind " << kind << " offset " << offset;
+                        << kernel.name << " order " << t.order << " input kind " << kind
+                        << " offset " << offset;
                     for (int i = 0; i < offset; ++i)
                         ASSERT_EQ(buf[i], kCanary);
                     for (int i = offset + 2 * n; i < 2 * n + 8; ++i)

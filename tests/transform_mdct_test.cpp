@@ -87,7 +87,7 @@ TEST(TransformMdct, SizesAnchorsAndGrid) {
     // every misalignment, and the work buffer is 4N + 32 (6N + 64 from 256 up).
     for (int32_t n = 32; n <= (1 << 16); n *= 2) {
         int32_t s, i, w;
-        ASSERT_EQ(zemFftGetBufSizes(int32_t(std::log2(n / 4)), FftNoScale, 0, &s, &i, &w), 0);
+        ASSERT_EQ(fft_get_buf_sizes(int32_t(std::log2(n / 4)), FftNoScale, 0, &s, &i, &w), 0);
         for (int32_t misalign : {0, 1, 31}) {
             Mdct m(n, misalign);
             EXPECT_EQ(m.specSize, s + 32 + 2 * n + 92);

@@ -334,8 +334,8 @@ class FrameSync {
   public:
     FrameSync(const Buffer& in, const StreamLocation& loc, std::FILE* log)
         : data_(in.data()), end_(loc.end), log_(log),
-          pos_(loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd),
-          junk_{pos_ - loc.tagsEnd, loc.tagsEnd} {}
+          pos_(loc.kind == StreamKind::Mp3 ? loc.begin : loc.tagsEnd), junk_{pos_ - loc.tagsEnd,
+                                                                             loc.tagsEnd} {}
 
     // The next frame f, at `at`; false at the end of the data. The frame may run past it.
     bool next(FrameInfo& f, std::size_t& at, DecodeSummary& sum) {
@@ -381,7 +381,6 @@ class FrameSync {
     }
 
   private:
-
     // A free-format frame takes the length measured at the stream's first two headers.
     bool measure_free_format(FrameInfo& f) {
         if (f.length != 0)

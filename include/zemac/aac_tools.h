@@ -22,22 +22,24 @@ extern "C" {
    then within the band count); zemStatusAacBadSampleRateIndex; zemStatusAacBadSpectralValue for
    a magnitude above 8191 (values before it are already converted). */
 ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, int32_t numWinGrp,
-                                         const int32_t* pWinGrpLen, int32_t maxSfb, const uint8_t* pSfbCb,
-                                         int32_t sfIndex, int32_t winLen);
+                                         const int32_t* pWinGrpLen, int32_t maxSfb,
+                                         const uint8_t* pSfbCb, int32_t sfIndex, int32_t winLen);
 
 /* Mid/side in place: L' = L + R, R' = L - R on bands with the flag set (msMaskPresent 1) or on
    all bands (2), skipping noise bands; on intensity bands with the flag set (mode 1) the
    codebook in pSfbCb switches between 14 and 15 instead. msMaskPresent must be 1 or 2
    (zemStatusAacBadMsMaskPresent). */
-ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR, int32_t msMaskPresent,
-                                               const uint8_t* pMsUsedRows, uint8_t* pSfbCb, int32_t numWinGrp,
-                                               const int32_t* pWinGrpLen, int32_t maxSfb, int32_t sfIndex,
-                                               int32_t winLen);
+ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR,
+                                               int32_t msMaskPresent, const uint8_t* pMsUsedRows,
+                                               uint8_t* pSfbCb, int32_t numWinGrp,
+                                               const int32_t* pWinGrpLen, int32_t maxSfb,
+                                               int32_t sfIndex, int32_t winLen);
 
 /* Intensity stereo: on bands of codebook 15 (14: out of phase) R = +-L 2^(-p/4), p the band's
    intensity position in pSf. Other right-channel values are not written. */
-ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR, const int16_t* pSf,
-                                             const uint8_t* pSfbCb, int32_t numWinGrp, const int32_t* pWinGrpLen,
+ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR,
+                                             const int16_t* pSf, const uint8_t* pSfbCb,
+                                             int32_t numWinGrp, const int32_t* pWinGrpLen,
                                              int32_t maxSfb, int32_t sfIndex, int32_t winLen);
 
 /* Noise substitution on the window-ordered spectrum (windows winLen values apart): every band of
@@ -56,25 +58,30 @@ ZEM_API ZemStatus zemsDecodePNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, con
    noise band in pNoiseSeeds (8 rows of 60 states, row per group); channel 1 replays the stored
    state on bands whose M/S flag is 1, so both channels get the same noise there. Both arrays are
    required; after the checks above, channel must be 0 or 1 (zemStatusBadArgument). */
-ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed, const uint8_t* pSfbCb,
-                                          const int16_t* pSf, int32_t maxSfb, int32_t numWinGrp,
-                                          const int32_t* pWinGrpLen, int32_t sfIndex, int32_t winLen,
-                                          uint32_t* pSeed, int32_t channel, const uint8_t* pMsUsedRows,
+ZEM_API ZemStatus zemsDecodeMsPNS_AAC_32s(int32_t* pSrcDst, int32_t* pLtpUsed,
+                                          const uint8_t* pSfbCb, const int16_t* pSf, int32_t maxSfb,
+                                          int32_t numWinGrp, const int32_t* pWinGrpLen,
+                                          int32_t sfIndex, int32_t winLen, uint32_t* pSeed,
+                                          int32_t channel, const uint8_t* pMsUsedRows,
                                           uint32_t* pNoiseSeeds);
 
 /* Temporal noise shaping in place on one channel (1024 values, or 8 windows of 128 in window
    order): the decoder's all-pole filter, or the encoder's all-zero filter (mode must be 1,
    zemStatusAacTnsModeUnsupported). Side data per window (pNumFilt, pCoefRes) and per filter
    (pRegionLen, pOrder; pCoef and pDirection packed for filters of non-zero order). Statuses in
-   order: zemStatusNullPointer, zemStatusAacBadWindowLength, the mode, zemStatusAacBadSampleRateIndex,
-   zemStatusAacBadMaxSfb; then while filtering zemStatusAacBadTnsFilterCount, ...Length, ...Order,
+   order: zemStatusNullPointer, zemStatusAacBadWindowLength, the mode,
+   zemStatusAacBadSampleRateIndex, zemStatusAacBadMaxSfb; then while filtering
+   zemStatusAacBadTnsFilterCount, ...Length, ...Order,
    ...CoefRes, ...Coef, ...Direction (earlier regions stay filtered). */
-ZEM_API ZemStatus zemsDecodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt, const int32_t* pRegionLen,
-                                          const int32_t* pOrder, const int32_t* pCoefRes, const int8_t* pCoef,
-                                          const int32_t* pDirection, int32_t maxSfb, int32_t reserved,
-                                          int32_t samplingFreqIndex, int32_t winLen);
-ZEM_API ZemStatus zemsEncodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt, const int32_t* pRegionLen,
-                                          const int32_t* pOrder, const int32_t* pCoefRes, const int8_t* pCoef,
+ZEM_API ZemStatus zemsDecodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt,
+                                          const int32_t* pRegionLen, const int32_t* pOrder,
+                                          const int32_t* pCoefRes, const int8_t* pCoef,
+                                          const int32_t* pDirection, int32_t maxSfb,
+                                          int32_t reserved, int32_t samplingFreqIndex,
+                                          int32_t winLen);
+ZEM_API ZemStatus zemsEncodeTNS_AAC_32s_I(int32_t* pSrcDst, const int32_t* pNumFilt,
+                                          const int32_t* pRegionLen, const int32_t* pOrder,
+                                          const int32_t* pCoefRes, const int8_t* pCoef,
                                           const int32_t* pDirection, int32_t maxSfb, int32_t mode,
                                           int32_t samplingFreqIndex, int32_t winLen);
 

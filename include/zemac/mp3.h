@@ -85,16 +85,16 @@ ZEM_API ZemStatus zemsPackSideInfo_MP3(const ZemMp3GranuleRec* pSideInfo, uint8_
    scalefac_compress, and unpacking reduces mixed_block_flag of a short granule to its low bit.
    The buffer must stay readable 3 bytes past the last bit. Statuses, in check order:
    zemStatusNullPointer; zemStatusBadArgument (bit offset outside 0..7, granule or channel
-   outside 0..1); zemStatusMp3BadFrameHeader (id not 0/1); MPEG-2: zemStatusMp3BadSideInfo (scalefac_compress outside 0..511),
-   zemStatusMp3BadFrameHeader (mode_extension outside 0..3); MPEG-1: zemStatusMp3BadSideInfo
-   (scalefac_compress outside 0..15). Unpacking for granule 1 keeps the entries of the groups
-   whose scfsi flag is set, so pass the channel's granule-0 array there. */
+   outside 0..1); zemStatusMp3BadFrameHeader (id not 0/1); MPEG-2: zemStatusMp3BadSideInfo
+   (scalefac_compress outside 0..511), zemStatusMp3BadFrameHeader (mode_extension outside 0..3);
+   MPEG-1: zemStatusMp3BadSideInfo (scalefac_compress outside 0..15). Unpacking for granule 1 keeps
+   the entries of the groups whose scfsi flag is set, so pass the channel's granule-0 array there.
+ */
 ZEM_API ZemStatus zemsUnpackScaleFactors_MP3_1u8s(uint8_t** ppStream, int32_t* pBitPos,
-                                                  int8_t* pScaleFactor,
-                                                  ZemMp3GranuleRec* pGranule,
+                                                  int8_t* pScaleFactor, ZemMp3GranuleRec* pGranule,
                                                   const int32_t* pScfsi,
-                                                  const ZemMp3HeaderRec* pHeader,
-                                                  int32_t granule, int32_t channel);
+                                                  const ZemMp3HeaderRec* pHeader, int32_t granule,
+                                                  int32_t channel);
 
 /* Writes the scale factors that zemsUnpackScaleFactors_MP3_1u8s reads, each as the low slen
    bits of its value; MPEG-1 granule 1 long blocks skip the groups whose scfsi flag is set. */
@@ -124,8 +124,8 @@ ZEM_API ZemStatus zemsHuffmanDecodeSfb_MP3_1u32s(uint8_t** ppStream, int32_t* pB
                                                  const int16_t* pSfbTableLong);
 
 /* zemsHuffmanDecodeSfb_MP3_1u32s with the built-in long band table. */
-ZEM_API ZemStatus zemsHuffmanDecode_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos,
-                                              int32_t* pDst, int32_t* pNonZeroBound,
+ZEM_API ZemStatus zemsHuffmanDecode_MP3_1u32s(uint8_t** ppStream, int32_t* pBitPos, int32_t* pDst,
+                                              int32_t* pNonZeroBound,
                                               const ZemMp3GranuleRec* pGranule,
                                               const ZemMp3HeaderRec* pHeader, int32_t hufSize);
 
@@ -150,8 +150,8 @@ ZEM_API ZemStatus zemsHuffmanDecodeSfbMbp_MP3_1u32s(
    (big_values outside 0..288, region counts negative or summing to 21 or more,
    count1table_select not 0/1); zemStatusMp3BadFrameHeader (id or layer not 1,
    sampling_frequency outside 0..2); zemStatusBadArgument (count1Len outside
-   0..576 - 2 * big_values, hufSize negative); zemStatusMp3BadSideInfo (a table number outside 0..31, after the
-   regions before it are written). */
+   0..576 - 2 * big_values, hufSize negative); zemStatusMp3BadSideInfo (a table number outside
+   0..31, after the regions before it are written). */
 ZEM_API ZemStatus zemsHuffmanEncode_MP3_32s1u(const int32_t* pSrc, uint8_t** ppStream,
                                               int32_t* pBitPos, const ZemMp3HeaderRec* pHeader,
                                               const ZemMp3GranuleRec* pGranule, int32_t count1Len,

@@ -105,7 +105,7 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
     };
     if (windowSequence == EightShort) {
         for (int w = 0; w < 8; ++w)
-            zemAacImdctNorm_32s(pSrc + 128 * w, 128);
+            aac_imdct_norm_32s(pSrc + 128 * w, 128);
         for (int n = 0; n < 1024; ++n) {
             const int32_t c =
                 n < 448 ? 0 : short_overlap_sum(pSrc, n, windowShape, prevWindowShape, 31);
@@ -116,7 +116,7 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
                 n < 576 ? short_overlap_sum(pSrc, 1024 + n, windowShape, prevWindowShape, 31) : 0;
         return zemStatusOk;
     }
-    zemAacImdctNorm_32s(pSrc, 1024);
+    aac_imdct_norm_32s(pSrc, 1024);
     if (windowSequence == OnlyLong) {
         kOverlapSse2.only_long(pSrc, pOverlap, long_window(prevWindowShape),
                                long_window(windowShape), pDst, dstStep);
@@ -148,7 +148,7 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s_I(int32_t* pSrcDst, int32_t* pOverlap, int
     int32_t* X = pSrcDst;
     if (windowSequence == EightShort) {
         for (int w = 0; w < 8; ++w)
-            zemAacImdct_32s(X + 128 * w, 128);
+            aac_imdct_32s(X + 128 * w, 128);
         for (int n = 448; n < 1024; ++n)
             pOverlap[n] =
                 wrap_add(pOverlap[n], short_overlap_sum(X, n, windowShape, prevWindowShape, 32));
@@ -159,7 +159,7 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s_I(int32_t* pSrcDst, int32_t* pOverlap, int
         for (int n = 576; n < 1024; ++n)
             X[n] = 0;
     } else {
-        zemAacImdct_32s(X, 1024);
+        aac_imdct_32s(X, 1024);
         const HalfWindow rise = first_half(windowSequence, prevWindowShape);
         const HalfWindow fall = second_half(windowSequence, windowShape);
         for (int n = 0; n < 1024; ++n)
@@ -220,7 +220,7 @@ ZEM_API ZemStatus zemsMDCTFwd_AAC_32s(const int32_t* pSrc, int32_t* pDst, int32_
         window_short(pWorkBuf, pSrc, windowShape, prevWindowShape, true);
     else
         window_long(pWorkBuf, pSrc, windowSequence, windowShape, prevWindowShape, true);
-    zemAacMdct_32s(pWorkBuf, N);
+    aac_mdct_32s(pWorkBuf, N);
     for (int k = 0; k < N; ++k)
         pDst[k] = pWorkBuf[k];
     return zemStatusOk;
@@ -236,10 +236,10 @@ ZEM_API ZemStatus zemsMDCTFwd_AAC_32s_I(int32_t* pSrcDst, int32_t windowSequence
         return zemStatusBadSize;
     if (windowSequence == EightShort) {
         window_short(pSrcDst, pSrcDst, windowShape, prevWindowShape, false);
-        zemAacMdctNorm_32s(pSrcDst, 128);
+        aac_mdct_norm_32s(pSrcDst, 128);
     } else {
         window_long(pSrcDst, pSrcDst, windowSequence, windowShape, prevWindowShape, false);
-        zemAacMdctNorm_32s(pSrcDst, 1024);
+        aac_mdct_norm_32s(pSrcDst, 1024);
     }
     return zemStatusOk;
 }

@@ -159,7 +159,7 @@ struct ForwardScale {
 
 } // namespace
 
-void zemAacImdctNorm_32s(int32_t* X, int N) {
+void aac_imdct_norm_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
@@ -167,14 +167,14 @@ void zemAacImdctNorm_32s(int32_t* X, int N) {
     inverse_post_twiddle(X, N, t.cs, PostScale(t.order - s - 3));
 }
 
-void zemAacImdct_32s(int32_t* X, int N) {
+void aac_imdct_32s(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PlainScale{});
 }
 
-void zemAacMdct_32s(int32_t* x, int N) {
+void aac_mdct_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
@@ -182,7 +182,7 @@ void zemAacMdct_32s(int32_t* x, int N) {
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
 
-void zemAacMdctNorm_32s(int32_t* x, int N) {
+void aac_mdct_norm_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, PlainScale{});

@@ -13,13 +13,13 @@ namespace zem::aac {
 // X[n] = y[n] and X[N/2 + n] = y[N + n] for n < N/2; y[N-1-n] = -y[n], y[2N-1-n] = y[N+n].
 // The normalised core scales for headroom before the FFT and undoes it after: its y is the
 // IMDCT 2/(2N) sum_k X[k] cos(2pi/(2N) (n + n0)(k + 1/2)). The plain core's y is N/16 of that.
-void zemAacImdctNorm_32s(int32_t* X, int N);
-void zemAacImdct_32s(int32_t* X, int N);
+void aac_imdct_norm_32s(int32_t* X, int N);
+void aac_imdct_32s(int32_t* X, int N);
 
 // Forward cores, in place on 2N samples x; the N coefficients land in x[0..N).
 // Plain: X[k] = 2 sum_n x[n] cos(2pi/(2N) (n + n0)(k + 1/2)); normalised: 1/(2N) of that.
-void zemAacMdct_32s(int32_t* x, int N);
-void zemAacMdctNorm_32s(int32_t* x, int N);
+void aac_mdct_32s(int32_t* x, int N);
+void aac_mdct_norm_32s(int32_t* x, int N);
 
 // Accessor of the compact inverse output: sample n of y[0..2N).
 inline int32_t imdct_sample(const int32_t* X, int N, int n) {

@@ -6,8 +6,8 @@
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
 
-#include <algorithm>
 #include "zemac.h"
+#include <algorithm>
 
 namespace zem::aac {
 
@@ -146,7 +146,8 @@ int dequantise_small_sse2(int32_t* x, int count, const int32_t* small) {
             break;
         int32_t at[4];
         store(at, ax);
-        store(x + i, negate_where(set(small[at[0]], small[at[1]], small[at[2]], small[at[3]]), sign));
+        store(x + i,
+              negate_where(set(small[at[0]], small[at[1]], small[at[2]], small[at[3]]), sign));
     }
     return i + dequantise_small_scalar(x + i, count - i, small);
 }
@@ -161,7 +162,8 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
                                          const uint8_t* pSfbCb, int32_t sfIndex, int32_t winLen) {
     if (any_null(pSrcDst, pSf, pWinGrpLen, pSfbCb))
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_bands(winLen, numWinGrp, pWinGrpLen, maxSfb, sfIndex); st != zemStatusOk)
+    if (const ZemStatus st = check_bands(winLen, numWinGrp, pWinGrpLen, maxSfb, sfIndex);
+        st != zemStatusOk)
         return st;
     const SwbTable& bands = swb_table(sfIndex, winLen);
     if (maxSfb > bands.count)
@@ -172,31 +174,30 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
     // built again only when the scale factor changes.
     int32_t small[16] = {};
     int tableSf = -1;
-    for_each_grouped_band(bands, numWinGrp, pWinGrpLen, winLen, maxSfb,
-                          [&](int g, int b, int first, int count) {
-                              const int idx = g * maxSfb + b;
-                              if (status != zemStatusOk || is_unquantised(pSfbCb[idx]))
-                                  return;
-                              const int s = pSf[idx] - 100;
-                              const int e = (s + 3) >> 2;
-                              const int r = 4 * e - s;
-                              if (pSf[idx] != tableSf) {
-                                  tableSf = pSf[idx];
-                                  small_magnitudes(small, e, r);
-                              }
-                              int32_t* x = pSrcDst + first;
-                              int i = 0;
-                              while ((i += kQuantSse2.dequantise_small(x + i, count - i, small)) <
-                                     count) {
-                                  const int32_t sign = x[i] >> 31;
-                                  const int32_t ax = wrap_sub(x[i] ^ sign, sign);
-                                  if (ax > 8191 || ax < 0) {
-                                      status = zemStatusAacBadSpectralValue;
-                                      return;
-                                  }
-                                  x[i] = wrap_sub(dequantise_large(ax, e, r) ^ sign, sign);
-                                  ++i;
-                              }
-                          });
+    for_each_grouped_band(
+        bands, numWinGrp, pWinGrpLen, winLen, maxSfb, [&](int g, int b, int first, int count) {
+            const int idx = g * maxSfb + b;
+            if (status != zemStatusOk || is_unquantised(pSfbCb[idx]))
+                return;
+            const int s = pSf[idx] - 100;
+            const int e = (s + 3) >> 2;
+            const int r = 4 * e - s;
+            if (pSf[idx] != tableSf) {
+                tableSf = pSf[idx];
+                small_magnitudes(small, e, r);
+            }
+            int32_t* x = pSrcDst + first;
+            int i = 0;
+            while ((i += kQuantSse2.dequantise_small(x + i, count - i, small)) < count) {
+                const int32_t sign = x[i] >> 31;
+                const int32_t ax = wrap_sub(x[i] ^ sign, sign);
+                if (ax > 8191 || ax < 0) {
+                    status = zemStatusAacBadSpectralValue;
+                    return;
+                }
+                x[i] = wrap_sub(dequantise_large(ax, e, r) ^ sign, sign);
+                ++i;
+            }
+        });
     return status;
 }

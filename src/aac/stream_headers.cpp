@@ -9,7 +9,7 @@ namespace zem::aac {
 namespace {
 
 int32_t get(uint8_t*& stream, int32_t& bitPos, int n) {
-    return int32_t(zemReadBits(stream, bitPos, n));
+    return int32_t(read_bits(stream, bitPos, n));
 }
 
 // `count` entries of (is_cpe, tag_select) pairs.
@@ -65,7 +65,7 @@ void read_program_config(uint8_t*& s, int32_t& pos, ZemAacPceRec& pce) {
     read_element_list(s, pos, pce.num_valid_cc_elements, pce.cc_element_is_ind_sw,
                       pce.valid_cc_element_tag_select);
 
-    zemAlignToByte(s, pos);
+    align_to_byte(s, pos);
     pce.comment_field_bytes = get(s, pos, 8);
     for (int i = 0; i < pce.comment_field_bytes; ++i)
         pce.comment_field_data[i] = uint8_t(get(s, pos, 8));
@@ -81,7 +81,7 @@ ZEM_API ZemStatus zemsUnpackADTSFrameHeader_AAC(uint8_t** ppStream, ZemAacAdtsRe
     uint8_t* s = *ppStream;
     int32_t pos = 0;
     ZemAacAdtsRec& h = *pAdts;
-    zemReadBits(s, pos, 12); // syncword, read past
+    read_bits(s, pos, 12); // syncword, read past
     h.id = aac::get(s, pos, 1);
     h.layer = aac::get(s, pos, 2);
     h.protection_absent = aac::get(s, pos, 1);
@@ -111,8 +111,8 @@ ZEM_API ZemStatus zemsUnpackADIFHeader_AAC(uint8_t** ppStream, ZemAacAdifRec* pA
     uint8_t* s = *ppStream;
     int32_t pos = 0;
     ZemAacAdifRec& h = *pAdif;
-    const uint32_t idHigh = zemReadBits(s, pos, 16);
-    h.adif_id = int32_t(idHigh << 16 | zemReadBits(s, pos, 16));
+    const uint32_t idHigh = read_bits(s, pos, 16);
+    h.adif_id = int32_t(idHigh << 16 | read_bits(s, pos, 16));
     h.copyright_id_present = aac::get(s, pos, 1);
     if (h.copyright_id_present)
         for (auto& byte : h.copyright_id)

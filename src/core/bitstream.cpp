@@ -2,7 +2,7 @@
 
 namespace zem {
 
-void zemWriteBits(uint8_t*& stream, int32_t& bitPos, uint32_t value, int n) {
+void write_bits(uint8_t*& stream, int32_t& bitPos, uint32_t value, int n) {
     if (n <= 0)
         return;
     const int p = bitPos;

@@ -13,7 +13,7 @@ inline uint32_t load_be32(const uint8_t* p) {
 
 // The next n bits (1 <= n <= 25), first bit most significant; advances the cursor by n.
 // Fetches the four bytes at the byte pointer: callers keep three bytes past the data readable.
-inline uint32_t zemReadBits(uint8_t*& stream, int32_t& bitPos, int n) {
+inline uint32_t read_bits(uint8_t*& stream, int32_t& bitPos, int n) {
     const uint32_t word = load_be32(stream) & (0xFFFFFFFFu >> bitPos);
     const int end = bitPos + n;
     stream += end >> 3;
@@ -22,7 +22,7 @@ inline uint32_t zemReadBits(uint8_t*& stream, int32_t& bitPos, int n) {
 }
 
 // Moves to the start of the next byte unless already on a byte boundary.
-inline void zemAlignToByte(uint8_t*& stream, int32_t& bitPos) {
+inline void align_to_byte(uint8_t*& stream, int32_t& bitPos) {
     if (bitPos != 0) {
         ++stream;
         bitPos = 0;
@@ -32,11 +32,11 @@ inline void zemAlignToByte(uint8_t*& stream, int32_t& bitPos) {
 // Writes the low n bits of value (0 <= n <= 31), most significant first. The bits of the
 // current byte after the cursor must be 0 (packing from a byte boundary keeps that true);
 // the writer ORs into the current byte and clears the low bits of each byte it starts.
-void zemWriteBits(uint8_t*& stream, int32_t& bitPos, uint32_t value, int n);
+void write_bits(uint8_t*& stream, int32_t& bitPos, uint32_t value, int n);
 
 // Building block of the inline readers: a cursor copied into registers, read by peeking a
 // 32-bit window at the current byte and skipping what was consumed. peek(n) looks at most
-// three bytes past the last bit of the n, exactly like zemReadBits.
+// three bytes past the last bit of the n, exactly like read_bits.
 class BitCursor {
   public:
     BitCursor(uint8_t* stream, int32_t bitPos) : p_(stream), pos_(bitPos) {}
@@ -62,7 +62,7 @@ class BitCursor {
         return v;
     }
     bool read_bit() { return read(1) != 0; }
-    void align() { zemAlignToByte(p_, pos_); }
+    void align() { align_to_byte(p_, pos_); }
 
     // Bits consumed since `start`.
     int64_t bits_since(const uint8_t* start, int32_t startPos) const {

@@ -6,13 +6,13 @@
 
 namespace zem {
 
-void* zemAllocBytes(std::ptrdiff_t n) { return n < 1 ? nullptr : zemMalloc(std::size_t(n)); }
+void* alloc_bytes(std::ptrdiff_t n) { return n < 1 ? nullptr : zemMalloc(std::size_t(n)); }
 
-void* zemAllocWords(std::ptrdiff_t n) { return n < 1 ? nullptr : zemMalloc(std::size_t(n) * 4); }
+void* alloc_words(std::ptrdiff_t n) { return n < 1 ? nullptr : zemMalloc(std::size_t(n) * 4); }
 
-void zemRelease(void* p) { zemFree(p); }
+void release_block(void* p) { zemFree(p); }
 
-ZemStatus zemZeroBytes(void* p, std::ptrdiff_t n) {
+ZemStatus zero_bytes(void* p, std::ptrdiff_t n) {
     if (p == nullptr)
         return zemStatusNullPointer;
     if (n < 1)
@@ -21,7 +21,7 @@ ZemStatus zemZeroBytes(void* p, std::ptrdiff_t n) {
     return zemStatusOk;
 }
 
-ZemStatus zemZeroWords(void* p, std::ptrdiff_t n) {
+ZemStatus zero_words(void* p, std::ptrdiff_t n) {
     if (p == nullptr)
         return zemStatusNullPointer;
     if (n < 1)

@@ -76,12 +76,12 @@ inline bool has_tag(const void* header, Tag tag, std::size_t wordIndex = 0) {
 }
 
 // Allocation wrappers: a count below 1 returns null without asking the core library.
-void* zemAllocBytes(std::ptrdiff_t n);
-void* zemAllocWords(std::ptrdiff_t n);
-void zemRelease(void* p);
+void* alloc_bytes(std::ptrdiff_t n);
+void* alloc_words(std::ptrdiff_t n);
+void release_block(void* p);
 
 // Zero fill: null -> zemStatusNullPointer, n < 1 -> zemStatusBadSize.
-ZemStatus zemZeroBytes(void* p, std::ptrdiff_t n);
-ZemStatus zemZeroWords(void* p, std::ptrdiff_t n);
+ZemStatus zero_bytes(void* p, std::ptrdiff_t n);
+ZemStatus zero_words(void* p, std::ptrdiff_t n);
 
 } // namespace zem

@@ -361,7 +361,7 @@ int mixed_region0(const int16_t* longRow, const int16_t* shortRow, int L, int S)
 class Writer {
   public:
     Writer(uint8_t* p, int32_t pos) : p_(p), pos_(pos), start_(p), startPos_(pos) {}
-    void put(uint32_t value, int n) { zemWriteBits(p_, pos_, value, n); }
+    void put(uint32_t value, int n) { write_bits(p_, pos_, value, n); }
     int64_t written() const { return (p_ - start_) * 8 + (pos_ - startPos_); }
     void store(uint8_t** pp, int32_t* pos) const {
         *pp = p_;

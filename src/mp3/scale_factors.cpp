@@ -91,7 +91,7 @@ class Reader {
     // Reads n values of `width` bits (0 bits: zeros) into out.
     void run(int8_t* out, int n, int width) {
         for (int i = 0; i < n; ++i)
-            out[i] = width == 0 ? int8_t(0) : int8_t(zemReadBits(p_, pos_, width));
+            out[i] = width == 0 ? int8_t(0) : int8_t(read_bits(p_, pos_, width));
     }
     void store(uint8_t** pp, int32_t* pos) const {
         *pp = p_;
@@ -108,7 +108,7 @@ class Writer {
     Writer(uint8_t* p, int32_t pos) : p_(p), pos_(pos) {}
     void run(const int8_t* in, int n, int width) {
         for (int i = 0; i < n; ++i)
-            zemWriteBits(p_, pos_, uint32_t(in[i]), width);
+            write_bits(p_, pos_, uint32_t(in[i]), width);
     }
     void store(uint8_t** pp, int32_t* pos) const {
         *pp = p_;

@@ -35,7 +35,7 @@ void set_implicit_regions(ZemMp3GranuleRec& g) {
 class Reader {
   public:
     explicit Reader(uint8_t* p) : p_(p) {}
-    int32_t operator()(int n) { return int32_t(zemReadBits(p_, pos_, n)); }
+    int32_t operator()(int n) { return int32_t(read_bits(p_, pos_, n)); }
     uint8_t* byte_ptr() const { return p_; }
 
   private:
@@ -46,7 +46,7 @@ class Reader {
 class Writer {
   public:
     explicit Writer(uint8_t* p) : p_(p) {}
-    void operator()(int32_t value, int n) { zemWriteBits(p_, pos_, uint32_t(value), n); }
+    void operator()(int32_t value, int n) { write_bits(p_, pos_, uint32_t(value), n); }
     uint8_t* byte_ptr() const { return p_; }
 
   private:

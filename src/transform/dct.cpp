@@ -67,7 +67,7 @@ DctSizes dct_sizes(int64_t n) {
             return {};
         const int64_t L = (n & 1) ? n : n / 2;
         int32_t sp = 0, si = 0, sw = 0;
-        zemFftGetBufSizes(log2_ceil(2 * L - 1), FftNoScale, 0, &sp, &si, &sw);
+        fft_get_buf_sizes(log2_ceil(2 * L - 1), FftNoScale, 0, &sp, &si, &sw);
         const int64_t P = int64_t(1) << log2_ceil(2 * L - 1);
         // 8 bytes per complex float: three L-point tables and the P-point chirp filter.
         s = {true, sp + 8 * (3 * L + P), si > sw ? si : sw, sw + 8 * P};
@@ -270,9 +270,9 @@ ZemStatus dct_run(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8
         // The coefficients scaled by their orthonormal factors, then the plain cosine sums.
         float* w = dct_inverse_copy(s, work);
         std::memmove(w, pSrc, sizeof(float) * std::size_t(s.n));
-        zemScaleVector_32f(s.invSqrtN, w, 1);
+        scale_vector_32f(s.invSqrtN, w, 1);
         if (s.n > 1)
-            zemScaleVector_32f(s.sqrt2OverN, w + 1, s.n - 1);
+            scale_vector_32f(s.sqrt2OverN, w + 1, s.n - 1);
         if (s.cosTable != nullptr)
             direct_inv(w, pDst, s);
         else
@@ -287,7 +287,7 @@ ZemStatus dct_run(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8
 
 } // namespace
 
-ZemStatus zemDctGetBufSizes(int32_t n, int32_t, int32_t* pSizeSpec, int32_t* pSizeInit,
+ZemStatus dct_get_buf_sizes(int32_t n, int32_t, int32_t* pSizeSpec, int32_t* pSizeInit,
                             int32_t* pSizeWork) {
     if (n < 1)
         return zemStatusBadSize;
@@ -302,21 +302,21 @@ ZemStatus zemDctGetBufSizes(int32_t n, int32_t, int32_t* pSizeSpec, int32_t* pSi
     return zemStatusOk;
 }
 
-ZemStatus zemDctFwdInit(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
-                        uint8_t* pMemInit) {
+ZemStatus dct_fwd_init(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
+                       uint8_t* pMemInit) {
     return init_common(ppSpec, n, hint, pMemSpec, pMemInit, kDctTagFwd);
 }
 
-ZemStatus zemDctInvInit(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
-                        uint8_t* pMemInit) {
+ZemStatus dct_inv_init(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
+                       uint8_t* pMemInit) {
     return init_common(ppSpec, n, hint, pMemSpec, pMemInit, kDctTagInv);
 }
 
-ZemStatus zemDctFwd(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf) {
+ZemStatus dct_fwd(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf) {
     return dct_run<false>(pSrc, pDst, pSpec, pWorkBuf);
 }
 
-ZemStatus zemDctInv(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf) {
+ZemStatus dct_inv(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf) {
     return dct_run<true>(pSrc, pDst, pSpec, pWorkBuf);
 }
 

@@ -32,13 +32,13 @@ struct ZemDctSpec {
     int32_t filterOffset;  // FFT of the conjugate chirp, over the FFT length, times 1/P
 };
 
-ZemStatus zemDctGetBufSizes(int32_t n, int32_t hint, int32_t* pSizeSpec, int32_t* pSizeInit,
+ZemStatus dct_get_buf_sizes(int32_t n, int32_t hint, int32_t* pSizeSpec, int32_t* pSizeInit,
                             int32_t* pSizeWork);
-ZemStatus zemDctFwdInit(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
-                        uint8_t* pMemInit);
-ZemStatus zemDctInvInit(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
-                        uint8_t* pMemInit);
-ZemStatus zemDctFwd(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf);
-ZemStatus zemDctInv(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus dct_fwd_init(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
+                       uint8_t* pMemInit);
+ZemStatus dct_inv_init(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMemSpec,
+                       uint8_t* pMemInit);
+ZemStatus dct_fwd(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus dct_inv(const float* pSrc, float* pDst, const ZemDctSpec* pSpec, uint8_t* pWorkBuf);
 
 } // namespace zem

@@ -429,7 +429,7 @@ ZemStatus dct_init_fast(ZemDctSpec* s, uint8_t* base, uint8_t* pMemInit, bool in
         return zemStatusOk;
     }
     ZemFftSpec* f = nullptr;
-    return zemFftInit(&f, order, FftNoScale, 0, base + kDctHeaderBytes, pMemInit);
+    return fft_init(&f, order, FftNoScale, 0, base + kDctHeaderBytes, pMemInit);
 }
 
 float* dct_inverse_copy(const ZemDctSpec& s, uint8_t* work) {

@@ -11,7 +11,7 @@
 // SSE2 register, the later ones two values of q. Larger orders use radix-2 decimation in
 // frequency in place with a bit-reversal permutation (their work buffer is too small for a
 // second copy of the data). Scaling, when the record asks for it, is one pass of
-// zemScaleVector_32f over the result.
+// scale_vector_32f over the result.
 #include "transform/fft.hpp"
 
 #include <cmath>
@@ -646,7 +646,7 @@ ZemStatus fft_interleaved(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* 
         float* x = reinterpret_cast<float*>(pDst);
         kernel<Inverse, true>(reinterpret_cast<const float*>(pSrc), x, work, *pSpec);
         if (Inverse ? pSpec->scaleInv : pSpec->scaleFwd)
-            zemScaleVector_32f(pSpec->scale, x, int32_t(2) << pSpec->order);
+            scale_vector_32f(pSpec->scale, x, int32_t(2) << pSpec->order);
     });
 }
 
@@ -684,7 +684,7 @@ void fft_in_place(float* data, const ZemFftSpec& spec, bool inverse, uint8_t* wo
 
 float fft_inv_sqrt(float n) { return inv_sqrt_refined(n); }
 
-ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t, int32_t* pSizeSpec,
+ZemStatus fft_get_buf_sizes(int32_t order, int32_t scalingMode, int32_t, int32_t* pSizeSpec,
                             int32_t* pSizeInit, int32_t* pSizeWork) {
     if (order < 0 || order > 30)
         return zemStatusBadOrder;
@@ -700,33 +700,33 @@ ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t, int32_t
     *pSizeWork = s.work;
     return zemStatusOk;
 }
-ZemStatus zemFftInit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
-                     uint8_t* pMemSpec, uint8_t* pMemInit) {
+ZemStatus fft_init(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                   uint8_t* pMemSpec, uint8_t* pMemInit) {
     return init_common(ppSpec, order, scalingMode, hint, pMemSpec, pMemInit, kFftTagInterleaved);
 }
 
-ZemStatus zemFftInitSplit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
-                          uint8_t* pMemSpec, uint8_t* pMemInit) {
+ZemStatus fft_init_split(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                         uint8_t* pMemSpec, uint8_t* pMemInit) {
     return init_common(ppSpec, order, scalingMode, hint, pMemSpec, pMemInit, kFftTagSplit);
 }
 
-ZemStatus zemFftInitAlloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint) {
+ZemStatus fft_init_alloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint) {
     if (ppSpec == nullptr)
         return zemStatusNullPointer;
     int32_t sizeSpec = 0, sizeInit = 0, sizeWork = 0;
     if (const ZemStatus st =
-            zemFftGetBufSizes(order, scalingMode, hint, &sizeSpec, &sizeInit, &sizeWork);
+            fft_get_buf_sizes(order, scalingMode, hint, &sizeSpec, &sizeInit, &sizeWork);
         st != zemStatusOk)
         return st;
     return alloc_spec_block(ppSpec, sizeSpec, sizeInit,
                             [&](ZemFftSpec** spec, uint8_t* mem, uint8_t* init) {
-                                return zemFftInit(spec, order, scalingMode, hint, mem, init);
+                                return fft_init(spec, order, scalingMode, hint, mem, init);
                             });
 }
 
-ZemStatus zemFftFree(ZemFftSpec* pSpec) { return free_spec_block(pSpec, kFftTagInterleaved); }
+ZemStatus fft_free(ZemFftSpec* pSpec) { return free_spec_block(pSpec, kFftTagInterleaved); }
 
-ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize) {
+ZemStatus fft_get_work_size(const ZemFftSpec* pSpec, int32_t* pSize) {
     if (pSpec == nullptr || pSize == nullptr)
         return zemStatusNullPointer;
     if (pSpec->tag != kFftTagInterleaved)
@@ -735,18 +735,16 @@ ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize) {
     return zemStatusOk;
 }
 
-ZemStatus zemFftFwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
-                    uint8_t* pWorkBuf) {
+ZemStatus fft_fwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf) {
     return fft_interleaved<false>(pSrc, pDst, pSpec, pWorkBuf);
 }
 
-ZemStatus zemFftInv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec,
-                    uint8_t* pWorkBuf) {
+ZemStatus fft_inv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf) {
     return fft_interleaved<true>(pSrc, pDst, pSpec, pWorkBuf);
 }
 
-ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
-                         const ZemFftSpec* pSpec, uint8_t* pWorkBuf) {
+ZemStatus fft_fwd_split(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
+                        const ZemFftSpec* pSpec, uint8_t* pWorkBuf) {
     if (pSpec == nullptr)
         return zemStatusNullPointer;
     if (pSpec->tag != kFftTagSplit)
@@ -763,13 +761,13 @@ ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe
         bit_reverse<1>(pDstRe, pSpec->order);
         bit_reverse<1>(pDstIm, pSpec->order);
         if (pSpec->scaleFwd) {
-            zemScaleVector_32f(pSpec->scale, pDstRe, int32_t(n));
-            zemScaleVector_32f(pSpec->scale, pDstIm, int32_t(n));
+            scale_vector_32f(pSpec->scale, pDstRe, int32_t(n));
+            scale_vector_32f(pSpec->scale, pDstIm, int32_t(n));
         }
     });
 }
 
-ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len) {
+ZemStatus scale_vector_32f(float factor, float* pData, int32_t len) {
     if (pData == nullptr)
         return zemStatusNullPointer;
     if (len < 1)
@@ -777,7 +775,7 @@ ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len) {
     if (factor == 1.0f)
         return zemStatusOk;
     if (factor == 0.0f)
-        return zemZeroWords(pData, len); // a byte count would overflow 32 bits for long vectors
+        return zero_words(pData, len); // a byte count would overflow 32 bits for long vectors
     int32_t i = 0;
     for (; i < len && (reinterpret_cast<std::uintptr_t>(pData + i) & 15) != 0; ++i)
         pData[i] *= factor;

@@ -45,22 +45,22 @@ struct ZemFftSpec {
     const ZemFftSpec* block; // large orders: the record of their 2^12-point blocks (behind the run)
 };
 
-ZemStatus zemFftGetBufSizes(int32_t order, int32_t scalingMode, int32_t hint, int32_t* pSizeSpec,
+ZemStatus fft_get_buf_sizes(int32_t order, int32_t scalingMode, int32_t hint, int32_t* pSizeSpec,
                             int32_t* pSizeInit, int32_t* pSizeWork);
-ZemStatus zemFftInit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
-                     uint8_t* pMemSpec, uint8_t* pMemInit);
-ZemStatus zemFftInitSplit(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
-                          uint8_t* pMemSpec, uint8_t* pMemInit);
-ZemStatus zemFftInitAlloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint);
-ZemStatus zemFftFree(ZemFftSpec* pSpec);
-ZemStatus zemFftGetWorkSize(const ZemFftSpec* pSpec, int32_t* pSize);
-ZemStatus zemFftFwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
-ZemStatus zemFftInv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
-ZemStatus zemFftFwdSplit(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
-                         const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus fft_init(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                   uint8_t* pMemSpec, uint8_t* pMemInit);
+ZemStatus fft_init_split(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint,
+                         uint8_t* pMemSpec, uint8_t* pMemInit);
+ZemStatus fft_init_alloc(ZemFftSpec** ppSpec, int32_t order, int32_t scalingMode, int32_t hint);
+ZemStatus fft_free(ZemFftSpec* pSpec);
+ZemStatus fft_get_work_size(const ZemFftSpec* pSpec, int32_t* pSize);
+ZemStatus fft_fwd(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus fft_inv(const Zem32fc* pSrc, Zem32fc* pDst, const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
+ZemStatus fft_fwd_split(const float* pSrcRe, const float* pSrcIm, float* pDstRe, float* pDstIm,
+                        const ZemFftSpec* pSpec, uint8_t* pWorkBuf);
 
 // Multiplies len floats by factor (1.0: untouched, 0.0: zero-filled).
-ZemStatus zemScaleVector_32f(float factor, float* pData, int32_t len);
+ZemStatus scale_vector_32f(float factor, float* pData, int32_t len);
 
 // The unscaled kernels over N interleaved complex values, natural order in and out: a scalar
 // reference and the SSE2 version, which give identical bits. src may equal dst; work holds N

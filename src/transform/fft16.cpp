@@ -46,7 +46,7 @@ void keep_headroom(Zem32sc* x, int64_t m, int32_t& exponent) {
 
 } // namespace
 
-ZemStatus zemFft16GetBufSizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeInit,
+ZemStatus fft16_get_buf_sizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeInit,
                               int32_t* pSizeWork) {
     if (order < 0 || order > kFftMaxOrder)
         return zemStatusBadOrder;
@@ -65,7 +65,7 @@ ZemStatus zemFft16GetBufSizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeI
         work = 8 * m;
     } else {
         int32_t s = 0, i = 0, w = 0;
-        if (const ZemStatus st = zemFftGetBufSizes(order, FftNoScale, 0, &s, &i, &w);
+        if (const ZemStatus st = fft_get_buf_sizes(order, FftNoScale, 0, &s, &i, &w);
             st != zemStatusOk)
             return st;
         spec = s;
@@ -83,7 +83,7 @@ ZemStatus zemFft16GetBufSizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeI
     return zemStatusOk;
 }
 
-ZemStatus zemFft16Init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec) {
+ZemStatus fft16_init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec) {
     if (ppSpec == nullptr || pMemSpec == nullptr)
         return zemStatusNullPointer;
     if (order < 0 || order > kFftMaxOrder)
@@ -103,20 +103,20 @@ ZemStatus zemFft16Init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec) 
     return zemStatusOk;
 }
 
-ZemStatus zemFft16InitAlloc(ZemFft16Spec** ppSpec, int32_t order) {
+ZemStatus fft16_init_alloc(ZemFft16Spec** ppSpec, int32_t order) {
     if (ppSpec == nullptr)
         return zemStatusNullPointer;
     int32_t spec = 0, init = 0, work = 0;
-    if (const ZemStatus st = zemFft16GetBufSizes(order, &spec, &init, &work); st != zemStatusOk)
+    if (const ZemStatus st = fft16_get_buf_sizes(order, &spec, &init, &work); st != zemStatusOk)
         return st;
     return alloc_spec_block(ppSpec, spec, 0, [order](ZemFft16Spec** s, uint8_t* mem, uint8_t*) {
-        return zemFft16Init(s, order, mem);
+        return fft16_init(s, order, mem);
     });
 }
 
-ZemStatus zemFft16Free(ZemFft16Spec* pSpec) { return free_spec_block(pSpec, kFft16Tag); }
+ZemStatus fft16_free(ZemFft16Spec* pSpec) { return free_spec_block(pSpec, kFft16Tag); }
 
-void zemFft16Fwd(Zem32sc* x, const ZemFft16Spec& spec, int32_t* pExponent) {
+void fft16_fwd(Zem32sc* x, const ZemFft16Spec& spec, int32_t* pExponent) {
     const int32_t order = spec.order;
     const int64_t m = int64_t(1) << order;
     const int16_t* tw = twiddles(spec);

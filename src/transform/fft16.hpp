@@ -24,14 +24,14 @@ struct ZemFft16Spec {
 };
 static_assert(sizeof(ZemFft16Spec) == 32);
 
-ZemStatus zemFft16GetBufSizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeInit,
+ZemStatus fft16_get_buf_sizes(int32_t order, int32_t* pSizeSpec, int32_t* pSizeInit,
                               int32_t* pSizeWork);
-ZemStatus zemFft16Init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec);
-ZemStatus zemFft16InitAlloc(ZemFft16Spec** ppSpec, int32_t order);
-ZemStatus zemFft16Free(ZemFft16Spec* pSpec);
+ZemStatus fft16_init(ZemFft16Spec** ppSpec, int32_t order, uint8_t* pMemSpec);
+ZemStatus fft16_init_alloc(ZemFft16Spec** ppSpec, int32_t order);
+ZemStatus fft16_free(ZemFft16Spec* pSpec);
 
 // Unscaled DFT of the 2^order complex values at data, divided by 2^(*pExponent) on return.
 // Inputs must stay below 2^29 in magnitude.
-void zemFft16Fwd(Zem32sc* data, const ZemFft16Spec& spec, int32_t* pExponent);
+void fft16_fwd(Zem32sc* data, const ZemFft16Spec& spec, int32_t* pExponent);
 
 } // namespace zem

@@ -299,11 +299,11 @@ void fixed_fft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t
 
 } // namespace
 
-void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+void fixed_fft_sse2(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
     fixed_fft<Kernel::Sse2>(pData, order, pTwiddle, pSwap);
 }
 
-void zemFixedFftScalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+void fixed_fft_scalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
     fixed_fft<Kernel::Scalar>(pData, order, pTwiddle, pSwap);
 }
 

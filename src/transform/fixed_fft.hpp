@@ -79,13 +79,13 @@ constexpr FixedFftTable<Order> make_fixed_fft_table() {
 // In-place forward FFT of 2^order complex values (order 2..9 with tables of that order). The
 // SSE2 kernel and its scalar reference give the same bits: every value is fixed by the wrapping
 // integer arithmetic of its butterflies, whatever the order in which they run.
-void zemFixedFft(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
-void zemFixedFftScalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+void fixed_fft_sse2(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
+void fixed_fft_scalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
 
 struct FixedFftKernels {
     void (*forward)(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap);
 };
-inline constexpr FixedFftKernels kFixedFftScalar = {zemFixedFftScalar};
-inline constexpr FixedFftKernels kFixedFftSse2 = {zemFixedFft};
+inline constexpr FixedFftKernels kFixedFftScalar = {fixed_fft_scalar};
+inline constexpr FixedFftKernels kFixedFftSse2 = {fixed_fft_sse2};
 
 } // namespace zem

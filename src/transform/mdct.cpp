@@ -33,7 +33,7 @@ ZemStatus mdct_sizes(int32_t n, Sizes& out) {
     if (order > kFftMaxOrder)
         return zemStatusBadSize;
     int32_t s = 0, i = 0, w = 0;
-    if (zemFftGetBufSizes(order, FftNoScale, 0, &s, &i, &w) != zemStatusOk)
+    if (fft_get_buf_sizes(order, FftNoScale, 0, &s, &i, &w) != zemStatusOk)
         return zemStatusBadSize;
     out = {int64_t(s) + 32 + 2 * int64_t(n) + 92, i, int64_t(w) + 32 + 4 * int64_t(n) + 64};
     return out.spec > INT32_MAX || out.work > INT32_MAX ? zemStatusBadSize : zemStatusOk;
@@ -48,7 +48,7 @@ double twiddle_gain(Tag tag, int32_t n) {
 int32_t work_bytes(int32_t n, const ZemFftSpec* fft) {
     int32_t fftWork = 0;
     if (fft != nullptr)
-        zemFftGetWorkSize(fft, &fftWork);
+        fft_get_work_size(fft, &fftWork);
     return 4 * n + 32 + fftWork;
 }
 
@@ -76,8 +76,7 @@ ZemStatus init_record(void** ppSpec, int32_t n, uint8_t* pMemSpec, uint8_t* pMem
     ZemFftSpec* fft = nullptr;
     if (mdct_pow2(n)) {
         uint8_t* fftMem = base + kRecordBytes + twiddle_bytes(n);
-        if (const ZemStatus st =
-                zemFftInit(&fft, mdct_fft_order(n), FftNoScale, 0, fftMem, pMemInit);
+        if (const ZemStatus st = fft_init(&fft, mdct_fft_order(n), FftNoScale, 0, fftMem, pMemInit);
             st != zemStatusOk)
             return st;
     }
@@ -98,20 +97,20 @@ ZemStatus init_alloc(void** ppSpec, int32_t n, Tag tag) {
     Sizes sizes{};
     if (const ZemStatus st = mdct_sizes(n, sizes); st != zemStatusOk)
         return st;
-    auto* r = static_cast<MdctRecord*>(zemAllocBytes(sizeof(MdctRecord) + sizeof(MdctOwned)));
+    auto* r = static_cast<MdctRecord*>(alloc_bytes(sizeof(MdctRecord) + sizeof(MdctOwned)));
     if (r == nullptr)
         return zemStatusNoMemory;
-    auto* tw = static_cast<float*>(zemAllocBytes(twiddle_bytes(n)));
+    auto* tw = static_cast<float*>(alloc_bytes(twiddle_bytes(n)));
     if (tw == nullptr) {
-        zemRelease(r);
+        release_block(r);
         return zemStatusNoMemory;
     }
     ZemFftSpec* fft = nullptr;
     if (mdct_pow2(n)) {
-        if (const ZemStatus st = zemFftInitAlloc(&fft, mdct_fft_order(n), FftNoScale, 0);
+        if (const ZemStatus st = fft_init_alloc(&fft, mdct_fft_order(n), FftNoScale, 0);
             st != zemStatusOk) {
-            zemRelease(tw);
-            zemRelease(r);
+            release_block(tw);
+            release_block(r);
             return st;
         }
     }
@@ -126,8 +125,8 @@ ZemStatus init_alloc(void** ppSpec, int32_t n, Tag tag) {
 ZemStatus free_record(void* pSpec, Tag tag) {
     return free_mdct_record(pSpec, tag, [](const MdctOwned& owned) {
         if (owned.fft != nullptr)
-            zemFftFree(static_cast<ZemFftSpec*>(owned.fft));
-        zemRelease(owned.twiddle);
+            fft_free(static_cast<ZemFftSpec*>(owned.fft));
+        release_block(owned.twiddle);
     });
 }
 
@@ -167,7 +166,7 @@ ZemStatus transform(const float* pSrc, float* pDst, const void* pSpec, uint8_t* 
         k.fold(pSrc, z, tw, n);
     if (mdct_pow2(n)) {
         auto* zc = reinterpret_cast<Zem32fc*>(z);
-        zemFftFwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)), work.get() + 4 * n);
+        fft_fwd(zc, zc, static_cast<const ZemFftSpec*>(mdct_fft(r)), work.get() + 4 * n);
     } else {
         mdct_small_dft(z, n / 4);
     }

@@ -29,7 +29,7 @@ ZemStatus sizes16(int32_t n, Sizes& out) {
     if (!mdct_pow2(n))
         return zemStatusBadSize;
     int32_t s = 0, i = 0, w = 0;
-    if (zemFft16GetBufSizes(mdct_fft_order(n), &s, &i, &w) != zemStatusOk)
+    if (fft16_get_buf_sizes(mdct_fft_order(n), &s, &i, &w) != zemStatusOk)
         return zemStatusBadSize;
     const int64_t spec = int64_t(s) + n + 124;
     const int64_t work = (4 * int64_t(n) > w ? 4 * int64_t(n) : w) + n + 32;
@@ -102,7 +102,7 @@ void forward16_in(const int16_t* pSrc, int16_t* pDst, const MdctRecord* r, int32
         z[j].im = int32_t((c * b - s * a + 8) >> 4);
     }
     int32_t exponent = 0;
-    zemFft16Fwd(z, *static_cast<const ZemFft16Spec*>(mdct_fft(r)), &exponent);
+    fft16_fwd(z, *static_cast<const ZemFft16Spec*>(mdct_fft(r)), &exponent);
     // The float transform's X equals 2^(e - 24 - d) times the post-twiddle products below.
     // Clamped in 64 bits: beyond 64 either way every value flushes to 0 or saturates alike.
     const int64_t wide = int64_t(24 + d - exponent) + scaleFactor;
@@ -162,7 +162,7 @@ ZEM_API ZemStatus zemsMDCTFwdInit_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t len, 
     auto* r = reinterpret_cast<MdctRecord*>(align_up<32>(pMemSpec));
     auto* base = reinterpret_cast<uint8_t*>(r);
     ZemFft16Spec* fft = nullptr;
-    if (const ZemStatus st = zemFft16Init(&fft, mdct_fft_order(len), base + kRecordBytes + len);
+    if (const ZemStatus st = fft16_init(&fft, mdct_fft_order(len), base + kRecordBytes + len);
         st != zemStatusOk)
         return st;
     build_twiddles(reinterpret_cast<int16_t*>(base + kRecordBytes), len);
@@ -181,12 +181,12 @@ ZEM_API ZemStatus zemsMDCTFwdInitAlloc_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t 
     if (const ZemStatus st = sizes16(len, s); st != zemStatusOk)
         return st;
     auto* r = static_cast<MdctRecord*>(
-        zemAllocBytes(std::ptrdiff_t(sizeof(MdctRecord) + sizeof(MdctOwned)) + len));
+        alloc_bytes(std::ptrdiff_t(sizeof(MdctRecord) + sizeof(MdctOwned)) + len));
     if (r == nullptr)
         return zemStatusNoMemory;
     ZemFft16Spec* fft = nullptr;
-    if (const ZemStatus st = zemFft16InitAlloc(&fft, mdct_fft_order(len)); st != zemStatusOk) {
-        zemRelease(r);
+    if (const ZemStatus st = fft16_init_alloc(&fft, mdct_fft_order(len)); st != zemStatusOk) {
+        release_block(r);
         return st;
     }
     auto* tw = reinterpret_cast<int16_t*>(reinterpret_cast<MdctOwned*>(r + 1) + 1);
@@ -200,7 +200,7 @@ ZEM_API ZemStatus zemsMDCTFwdInitAlloc_16s(ZemMdctFwdSpec_16s** ppSpec, int32_t 
 ZEM_API ZemStatus zemsMDCTFwdFree_16s(ZemMdctFwdSpec_16s* pSpec) {
     return free_mdct_record(pSpec, Tag::MdctFwd16s, [](const MdctOwned& owned) {
         // The twiddles share the record's block.
-        zemFft16Free(static_cast<ZemFft16Spec*>(owned.fft));
+        fft16_free(static_cast<ZemFft16Spec*>(owned.fft));
     });
 }
 

@@ -17,13 +17,13 @@ class WorkBuffer {
   public:
     WorkBuffer(uint8_t* caller, int64_t bytes) {
         if (caller == nullptr && bytes > 0) {
-            owned_ = zemAllocBytes(std::ptrdiff_t(bytes));
+            owned_ = alloc_bytes(std::ptrdiff_t(bytes));
             failed_ = owned_ == nullptr;
             caller = static_cast<uint8_t*>(owned_);
         }
         work_ = caller == nullptr ? nullptr : align_up<32>(caller);
     }
-    ~WorkBuffer() { zemRelease(owned_); }
+    ~WorkBuffer() { release_block(owned_); }
     WorkBuffer(const WorkBuffer&) = delete;
     WorkBuffer& operator=(const WorkBuffer&) = delete;
     bool failed() const { return failed_; }
@@ -40,22 +40,22 @@ class WorkBuffer {
 // which then owns its block (Spec has the fields allocated and blockOffset).
 template <typename Spec, typename Init>
 ZemStatus alloc_spec_block(Spec** ppSpec, int32_t sizeSpec, int32_t sizeInit, Init init) {
-    auto* mem = static_cast<uint8_t*>(zemAllocBytes(sizeSpec));
+    auto* mem = static_cast<uint8_t*>(alloc_bytes(sizeSpec));
     if (mem == nullptr)
         return zemStatusNoMemory;
     uint8_t* scratch = nullptr;
     if (sizeInit > 0) {
-        scratch = static_cast<uint8_t*>(zemAllocBytes(sizeInit));
+        scratch = static_cast<uint8_t*>(alloc_bytes(sizeInit));
         if (scratch == nullptr) {
-            zemRelease(mem);
+            release_block(mem);
             return zemStatusNoMemory;
         }
     }
     Spec* spec = nullptr;
     const ZemStatus st = init(&spec, mem, scratch);
-    zemRelease(scratch);
+    release_block(scratch);
     if (st != zemStatusOk) {
-        zemRelease(mem);
+        release_block(mem);
         return st;
     }
     spec->allocated = 1;
@@ -73,7 +73,7 @@ template <typename Spec> ZemStatus free_spec_block(Spec* pSpec, int32_t tag) {
         return zemStatusContextMismatch;
     pSpec->tag = 0;
     if (pSpec->allocated == 1)
-        zemRelease(reinterpret_cast<uint8_t*>(pSpec) - pSpec->blockOffset);
+        release_block(reinterpret_cast<uint8_t*>(pSpec) - pSpec->blockOffset);
     return zemStatusOk;
 }
 
@@ -99,7 +99,7 @@ ZemStatus free_mdct_record(void* pSpec, Tag tag, ReleaseOwned release_owned) {
     r->tag = 0;
     if (r->allocated != 0) {
         release_owned(*reinterpret_cast<MdctOwned*>(r + 1));
-        zemRelease(r);
+        release_block(r);
     }
     return zemStatusOk;
 }

@@ -40,10 +40,14 @@ void fixed_fft_model(int32_t* data, int order, const int32_t* tw, const uint8_t*
                         x[i + 2 * q] = z1;
                         x[i + 3 * q] = z3;
                     } else if (off == e) {
-                        auto M = [](int32_t v) { return hi(int64_t(wrap(2 * int64_t(v))) * 0x5A82799A); };
+                        auto M = [](int32_t v) {
+                            return hi(int64_t(wrap(2 * int64_t(v))) * 0x5A82799A);
+                        };
                         const int32_t p = wrap(int64_t(v.im) - u.re);
-                        x[i + 2 * q] = {wrap(int64_t(M(z1.re)) + M(z1.im)), wrap(int64_t(M(z1.im)) - M(z1.re))};
-                        x[i + 3 * q] = {wrap(int64_t(M(p)) + M(z3.im)), wrap(int64_t(M(p)) - M(z3.im))};
+                        x[i + 2 * q] = {wrap(int64_t(M(z1.re)) + M(z1.im)),
+                                        wrap(int64_t(M(z1.im)) - M(z1.re))};
+                        x[i + 3 * q] = {wrap(int64_t(M(p)) + M(z3.im)),
+                                        wrap(int64_t(M(p)) - M(z3.im))};
                     } else {
                         const bool mirrored = off > e;
                         const int k = mirrored ? q - off : off;
