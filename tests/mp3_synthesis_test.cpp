@@ -82,15 +82,6 @@ TEST(Mp3Requantize, MidSideIntensityWrapAndBlockTypeMismatch) {
     EXPECT_EQ(differ.run(zemtest::mp3_header(1, 1, 2)), zemStatusOk);
 }
 
-double long_window(int type, int i) {
-    const double normal = std::sin(M_PI / 36 * (i + 0.5));
-    if (type == 1)
-        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
-    if (type == 3)
-        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
-    return normal;
-}
-
 TEST(Mp3Synthesis, SubbandTransformMatchesDefinition) {
     std::mt19937 rng(zemtest::seed());
     for (int type = 0; type < 4; ++type)
@@ -104,7 +95,7 @@ TEST(Mp3Synthesis, SubbandTransformMatchesDefinition) {
                 if (type != 2) {
                     for (int k = 0; k < 18; ++k)
                         want += x[k] * std::cos(M_PI / 72 * (2 * i + 19) * (2 * k + 1));
-                    want *= 0.25 * long_window(type, i);
+                    want *= 0.25 * zemtest::mp3model::long_window(type, i);
                 } else {
                     for (int w = 0; w < 3; ++w) {
                         const int j = i - 6 - 6 * w;

@@ -45,36 +45,35 @@ constexpr void reduce(double x, int64_t& q, double& r) {
 
 } // namespace detail
 
+namespace detail {
+// cos of r plus q quarter turns, from cos r and sin r.
+constexpr double cos_quarter_turns(int64_t q, double cosR, double sinR) {
+    switch (q & 3) {
+    case 0:
+        return cosR;
+    case 1:
+        return -sinR;
+    case 2:
+        return -cosR;
+    default:
+        return sinR;
+    }
+}
+} // namespace detail
+
+// sin x = cos(x - pi/2), three quarter turns on.
 constexpr double sin(double x) {
     int64_t q = 0;
     double r = 0.0;
     detail::reduce(x, q, r);
-    switch (q & 3) {
-    case 0:
-        return detail::sin_poly(r);
-    case 1:
-        return detail::cos_poly(r);
-    case 2:
-        return -detail::sin_poly(r);
-    default:
-        return -detail::cos_poly(r);
-    }
+    return detail::cos_quarter_turns(q + 3, detail::cos_poly(r), detail::sin_poly(r));
 }
 
 constexpr double cos(double x) {
     int64_t q = 0;
     double r = 0.0;
     detail::reduce(x, q, r);
-    switch (q & 3) {
-    case 0:
-        return detail::cos_poly(r);
-    case 1:
-        return -detail::sin_poly(r);
-    case 2:
-        return -detail::cos_poly(r);
-    default:
-        return detail::sin_poly(r);
-    }
+    return detail::cos_quarter_turns(q, detail::cos_poly(r), detail::sin_poly(r));
 }
 
 // Newton's iteration from a power-of-two estimate; exact for perfect squares.
@@ -144,16 +143,7 @@ constexpr double cos_quadrant(int64_t num, int64_t den, int64_t quarters) {
         return kAxis[q & 3];
     }
     const double t = kPi / 2.0 * double(r) / double(den);
-    switch (q & 3) {
-    case 0:
-        return cmath::cos(t);
-    case 1:
-        return -cmath::sin(t);
-    case 2:
-        return -cmath::cos(t);
-    default:
-        return cmath::sin(t);
-    }
+    return cos_quarter_turns(q, cmath::cos(t), cmath::sin(t));
 }
 } // namespace detail
 

@@ -35,9 +35,9 @@ class WorkBuffer {
     bool failed_ = false;
 };
 
-// InitAlloc of a spec that lives in one block: a block of sizeSpec bytes and, for the call only,
-// init scratch of sizeInit bytes (none when 0); init(&spec, block, scratch) builds the spec,
-// which then owns its block (Spec has the fields allocated and blockOffset).
+// InitAlloc of a transform record that lives in one block: a block of sizeSpec bytes and, for
+// the call only, init scratch of sizeInit bytes (none when 0); init(&record, block, scratch)
+// builds the record, which then owns its block (Spec has the fields allocated and blockOffset).
 template <typename Spec, typename Init>
 ZemStatus alloc_spec_block(Spec** ppSpec, int32_t sizeSpec, int32_t sizeInit, Init init) {
     auto* mem = static_cast<uint8_t*>(alloc_bytes(sizeSpec));

@@ -170,15 +170,6 @@ std::vector<double> reorder(const std::vector<double>& x, const Channel& c, cons
     return out;
 }
 
-double window(int type, int i) {
-    const double normal = std::sin(M_PI / 36 * (i + 0.5));
-    if (type == 1)
-        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
-    if (type == 3)
-        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
-    return normal;
-}
-
 struct Cosines {
     double longT[36][18], shortT[12][6], matrix[64][32];
     Cosines() {
@@ -257,7 +248,7 @@ void Synthesis::hybrid(std::vector<double>& xr, int block_type, bool mixed,
                 double v = 0;
                 for (int k = 0; k < 18; ++k)
                     v += x[k] * t.longT[i][k];
-                z[i] = window(type, i) * v;
+                z[i] = long_window(type, i) * v;
             }
         }
         for (int s = 0; s < 18; ++s) {
@@ -292,6 +283,15 @@ void Synthesis::polyphase(const double* s, double* pcm) {
 int16_t to_pcm(double v) {
     const double s = std::floor(v * 32768.0 + 0.5);
     return int16_t(s > 32767.0 ? 32767.0 : s < -32768.0 ? -32768.0 : s);
+}
+
+double long_window(int type, int i) {
+    const double normal = std::sin(M_PI / 36 * (i + 0.5));
+    if (type == 1)
+        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
+    if (type == 3)
+        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
+    return normal;
 }
 
 } // namespace zemtest::mp3model

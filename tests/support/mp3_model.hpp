@@ -49,6 +49,9 @@ class Synthesis {
     std::vector<double> fifo_ = std::vector<double>(1024, 0.0);
 };
 
+// The 36-point window of block type 0, 1 or 3 (the normal window for any other type).
+double long_window(int type, int i);
+
 // Full scale 1.0 to 16 bits: rounded to nearest and clipped.
 int16_t to_pcm(double v);
 

@@ -30,7 +30,7 @@ class VlcSpecs {
     // firstWidth: index width of the first level (at most 7); deeper levels take 3 bits.
     VlcSpecs(const PairBook& book, Kind kind, int elementBits = 32, int firstWidth = 6);
     VlcSpecs(const VlcSpecs&) = delete;
-    // zemStatusBadArgument when the book is empty or not a complete prefix code (then the spec
+    // zemStatusBadArgument when the book is empty or not a complete prefix code (then the record
     // addresses are null): a table with holes would send a decoder through links that never end.
     ZemStatus status() const { return status_; }
     VlcSpecs& operator=(const VlcSpecs&) = delete;
