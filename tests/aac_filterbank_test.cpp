@@ -10,6 +10,7 @@
 #include "aac/filterbank_tables.hpp"
 #include "aac/mdct_core.hpp"
 #include "aac/overlap_kernels.hpp"
+#include "core/cpu.hpp"
 #include "support/mdct_model.hpp"
 #include "support/seed.hpp"
 #include "zemac.h"
@@ -257,10 +258,15 @@ TEST(AacDeinterleave, GroupsBandsIntoWindowOrder) {
 
 } // namespace
 
-// The SSE2 overlap-add of only-long frames against the scalar reference: identical samples and
-// overlap on random inputs with full-scale values, at every alignment of the buffers and both
-// output strides, nothing written outside the output samples.
-TEST(AacFilterBankKernels, OnlyLongSse2MatchesScalar) {
+// The SSE2 and AVX2 overlap-add of only-long frames against the scalar reference: identical
+// samples and overlap on random inputs with full-scale values, at every alignment of the buffers
+// and both output strides, nothing written outside the output samples.
+TEST(AacFilterBankKernels, OnlyLongSimdMatchesScalar) {
+    std::vector<zem::aac::OverlapKernels> simd = {zem::aac::kOverlapSse2};
+#if defined(__x86_64__)
+    if (zem::cpu_has_avx2())
+        simd.push_back(zem::aac::kOverlapAvx2);
+#endif
     std::mt19937 rng(zemtest::seed());
     auto any = [&] { return int32_t(rng()); };
     for (int trial = 0; trial < 16; ++trial) {
@@ -272,21 +278,44 @@ TEST(AacFilterBankKernels, OnlyLongSse2MatchesScalar) {
             fall[std::size_t(i)] = int32_t(rng() >> 1);
             ov[std::size_t(i)] = any();
         }
-        std::vector<int32_t> ovScalar = ov, ovSimd = ov;
-        std::vector<int16_t> pcmScalar(2048 + 16, 0x5A5A), pcmSimd(2048 + 16, 0x5A5A);
+        std::vector<int32_t> ovScalar = ov;
+        std::vector<int16_t> pcmScalar(2048 + 16, 0x5A5A);
         const std::size_t o = std::size_t(offset);
         zem::aac::kOverlapScalar.only_long(X.data() + o, ovScalar.data() + o, rise.data() + o,
                                            fall.data() + o, pcmScalar.data() + 8 + o, step);
-        zem::aac::kOverlapSse2.only_long(X.data() + o, ovSimd.data() + o, rise.data() + o,
-                                         fall.data() + o, pcmSimd.data() + 8 + o, step);
-        ASSERT_EQ(pcmScalar, pcmSimd) << "trial " << trial;
-        ASSERT_EQ(ovScalar, ovSimd) << "trial " << trial;
-        for (std::size_t i = 0; i < pcmSimd.size(); ++i) {
-            const bool output = i >= 8 + o && (i - 8 - o) % std::size_t(step) == 0 &&
-                                (i - 8 - o) / std::size_t(step) < 1024;
-            if (!output) {
-                ASSERT_EQ(pcmSimd[i], 0x5A5A) << "trial " << trial << " element " << i;
-            }
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> ovSimd = ov;
+            std::vector<int16_t> pcmSimd(2048 + 16, 0x5A5A);
+            simd[k].only_long(X.data() + o, ovSimd.data() + o, rise.data() + o, fall.data() + o,
+                              pcmSimd.data() + 8 + o, step);
+            ASSERT_EQ(pcmScalar, pcmSimd) << "trial " << trial << " kernel " << k;
+            ASSERT_EQ(ovScalar, ovSimd) << "trial " << trial << " kernel " << k;
         }
     }
+}
+
+// The AVX2 inverse cores against the SSE2 ones, bit for bit: spectra of every scale from silence
+// to full-scale values (whose sums wrap), so that the normalising shift takes each of its values.
+TEST(AacFilterBankKernels, InverseCoresAvx2MatchSse2) {
+#if defined(__x86_64__)
+    if (!zem::cpu_has_avx2())
+        GTEST_SKIP() << "no AVX2 on this processor";
+    std::mt19937 rng(zemtest::seed());
+    for (const int N : {1024, 128})
+        for (int bits = 0; bits <= 32; bits += 2) {
+            std::vector<int32_t> X(static_cast<std::size_t>(N));
+            for (int32_t& v : X)
+                v = bits == 0 ? 0 : int32_t(rng()) >> (32 - bits);
+            for (const bool norm : {true, false}) {
+                std::vector<int32_t> sse2 = X, avx2 = X;
+                (norm ? zem::aac::kInverseCoresSse2.norm
+                      : zem::aac::kInverseCoresSse2.plain)(sse2.data(), N);
+                (norm ? zem::aac::kInverseCoresAvx2.norm
+                      : zem::aac::kInverseCoresAvx2.plain)(avx2.data(), N);
+                ASSERT_EQ(sse2, avx2) << "N " << N << " bits " << bits << " norm " << norm;
+            }
+        }
+#else
+    GTEST_SKIP() << "AVX2 kernels exist on x86-64 only";
+#endif
 }

@@ -1,3 +1,4 @@
+#include "core/cpu.hpp"
 #include "support/fixed_fft_model.hpp"
 #include "support/seed.hpp"
 #include "transform/fixed_fft.hpp"
@@ -118,10 +119,16 @@ TEST(FixedFft, MatchesDoublePrecisionDft) {
 // not a defined wrap). The data sits at every int32 offset of a 16-byte line, between canaries.
 TEST(FixedFft, KernelsMatchStepByStepModel) {
     using Kernel = void (*)(int32_t*, int, const int32_t*, const uint8_t*);
-    const struct {
+    struct Named {
         const char* name;
         Kernel run;
-    } kernels[] = {{"sse2", zem::kFixedFftSse2.forward}, {"scalar", zem::kFixedFftScalar.forward}};
+    };
+    std::vector<Named> kernels = {{"sse2", zem::kFixedFftSse2.forward},
+                                  {"scalar", zem::kFixedFftScalar.forward}};
+#if defined(__x86_64__)
+    if (zem::cpu_has_avx2())
+        kernels.push_back({"avx2", zem::kFixedFftAvx2.forward});
+#endif
     constexpr int32_t kCanary = 0x5EA1ED;
     std::mt19937 rng(zemtest::seed());
     for (const AnyTable& t : all_tables())

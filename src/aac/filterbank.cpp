@@ -118,8 +118,8 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s16s(int32_t* pSrc, int16_t* pDst, int32_t* 
     }
     aac_imdct_norm_32s(pSrc, 1024);
     if (windowSequence == OnlyLong) {
-        kOverlapSse2.only_long(pSrc, pOverlap, long_window(prevWindowShape),
-                               long_window(windowShape), pDst, dstStep);
+        overlap_kernels().only_long(pSrc, pOverlap, long_window(prevWindowShape),
+                                    long_window(windowShape), pDst, dstStep);
         return zemStatusOk;
     }
     const HalfWindow rise = first_half(windowSequence, prevWindowShape);

@@ -3,7 +3,9 @@
 #include <cstdlib>
 
 #include "aac/filterbank_tables.hpp"
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
+#include "core/simd_avx2.hpp"
 #include "transform/fixed_fft.hpp"
 
 namespace zem::aac {
@@ -157,20 +159,119 @@ struct ForwardScale {
     int32_t operator()(int64_t p) const { return int32_t(uint32_t(uint64_t(p >> 29))); }
 };
 
+#if ZEM_HAS_AVX2_KERNELS
+// The inverse cores' own steps with eight lanes, giving the same bits as the scalar ones above.
+
+// Pre-twiddle of four m at a time together with their four mirrors M-1-m: the eight values at
+// X[2m0..) hold the a of m0..m0+3 and, reversed, the b of the mirrors; those at X[N-8-2m0..)
+// the other way round.
+ZEM_AVX2 void inverse_pre_twiddle_avx2(int32_t* X, int N, const int32_t* cs) {
+    using namespace simd;
+    const int M = N / 2;
+    auto rotate = [](I32x8 a, I32x8 b, const int32_t* pairs) ZEM_AVX2 {
+        const I32x8 c = load8(pairs), s = odd_words(c);
+        return high_words(mul_even(a, c) + mul_even(b, s), mul_even(b, c) - mul_even(a, s));
+    };
+    for (int m0 = 0; m0 < M / 2; m0 += 4) {
+        int32_t* front = X + 2 * m0;
+        int32_t* back = X + N - 8 - 2 * m0;
+        const I32x8 f = load8(front), b = load8(back);
+        store(front, rotate(f, reverse(b), cs + 2 * m0));
+        store(back, rotate(b, reverse(f), cs + 2 * (M - 4 - m0)));
+    }
+}
+
+// The shift of normalise(): the exact 64-bit sum of magnitudes (|INT32_MIN| read as 2^31), and
+// the rounding shift as (x >> s) plus bit s-1 of x, which cannot overflow.
+ZEM_AVX2 int normalise_avx2(int32_t* X, int N) {
+    using namespace simd;
+    I64x4 even = zero64x4(), odd = zero64x4();
+    for (int i = 0; i < N; i += 8) {
+        const I32x8 m = abs(load8(X + i));
+        even = even + even_u64(m);
+        odd = odd + odd_u64(m);
+    }
+    const int64_t total = sum(even + odd);
+    int s = 0;
+    while ((total >> s) >= 0x20000000)
+        ++s;
+    if (s > 0) {
+        const I32x8 one = splat8(1);
+        for (int i = 0; i < N; i += 8) {
+            const I32x8 x = load8(X + i);
+            store(X + i, sar_by(x, s) + (sar_by(x, s - 1) & one));
+        }
+    }
+    return s;
+}
+
+// Post-twiddle, four i at a time: the groups m = Q+i, i, M-1-i and Q-1-i read and write the
+// eight values at X[2i0..), X[M+2i0..), X[M-8-2i0..) and X[N-8-2i0..) and nothing else.
+struct Rotated {
+    simd::I64x4 a, b; // c re + s im, c im - s re
+};
+
+ZEM_AVX2 inline Rotated rotate_pairs(simd::I32x8 z, simd::I32x8 pairs) {
+    using namespace simd;
+    const I32x8 im = odd_words(z), s = odd_words(pairs);
+    return {mul_even(z, pairs) + mul_even(im, s), mul_even(im, pairs) - mul_even(z, s)};
+}
+
+ZEM_AVX2 void inverse_post_twiddle_avx2(int32_t* X, int N, const int32_t* cs, int r) {
+    using namespace simd;
+    const int M = N / 2, Q = N / 4;
+    const I64x4 half{_mm256_set1_epi64x(r >= 1 ? int64_t(1) << (31 + r) : 0)};
+    const I32x8 odd = set8(0, -1, 0, -1, 0, -1, 0, -1);
+    // (R(x_j), -R(y_j)) pairs, R the rounding of PostScale(r).
+    auto scale = [&](I64x4 x, I64x4 y) ZEM_AVX2 {
+        const I32x8 v = r >= 1 ? sar_by(high_words(x + half, y + half), r)
+                               : low_words(shr(x, 32 + r), shr(y, 32 + r));
+        return negate_where(v, odd);
+    };
+    for (int i0 = 0; i0 < N / 8; i0 += 4) {
+        int32_t* p0 = X + 2 * i0;
+        int32_t* p1 = X + M + 2 * i0;
+        int32_t* p2 = X + M - 8 - 2 * i0;
+        int32_t* p3 = X + N - 8 - 2 * i0;
+        const Rotated A = rotate_pairs(load8(p1), load8(cs + 2 * (Q + i0)));
+        const Rotated B = rotate_pairs(load8(p0), load8(cs + 2 * i0));
+        const Rotated C =
+            rotate_pairs(reverse_pairs(load8(p3)), reverse_pairs(load8(cs + 2 * (M - 4 - i0))));
+        const Rotated D =
+            rotate_pairs(reverse_pairs(load8(p2)), reverse_pairs(load8(cs + 2 * (Q - 4 - i0))));
+        store(p0, scale(A.a, D.b));
+        store(p1, scale(A.b, D.a));
+        store(p2, reverse_pairs(scale(C.a, B.b)));
+        store(p3, reverse_pairs(scale(C.b, B.a)));
+    }
+}
+
+ZEM_AVX2 void inverse_core_avx2(int32_t* X, int N, bool normalised) {
+    const CoreTables t = tables_for(N);
+    inverse_pre_twiddle_avx2(X, N, t.cs);
+    const int s = normalised ? normalise_avx2(X, N) : 0;
+    kFixedFftAvx2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    inverse_post_twiddle_avx2(X, N, t.cs, normalised ? t.order - s - 3 : 0);
+}
+#endif
+
 } // namespace
 
-void aac_imdct_norm_32s(int32_t* X, int N) {
+void aac_imdct_norm_32s(int32_t* X, int N) { inverse_cores().norm(X, N); }
+void aac_imdct_32s(int32_t* X, int N) { inverse_cores().plain(X, N); }
+
+void aac_imdct_norm_32s_sse2(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
-    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    fixed_fft_kernels().forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PostScale(t.order - s - 3));
 }
 
-void aac_imdct_32s(int32_t* X, int N) {
+void aac_imdct_32s_sse2(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
-    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    fixed_fft_kernels().forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PlainScale{});
 }
 
@@ -178,7 +279,7 @@ void aac_mdct_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
-    kFixedFftSse2.forward(x, t.order, t.fftTwiddle, t.fftSwap);
+    fixed_fft_kernels().forward(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
 
@@ -187,8 +288,21 @@ void aac_mdct_norm_32s(int32_t* x, int N) {
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, PlainScale{});
     const int s = normalise(x, N);
-    kFixedFftSse2.forward(x, t.order, t.fftTwiddle, t.fftSwap);
+    fixed_fft_kernels().forward(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, PostScale(t.order - s - 3));
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+void aac_imdct_norm_32s_avx2(int32_t* X, int N) { inverse_core_avx2(X, N, true); }
+void aac_imdct_32s_avx2(int32_t* X, int N) { inverse_core_avx2(X, N, false); }
+#endif
+
+const InverseCores& inverse_cores() {
+#if ZEM_HAS_AVX2_KERNELS
+    if (avx2_kernels())
+        return kInverseCoresAvx2;
+#endif
+    return kInverseCoresSse2;
 }
 
 } // namespace zem::aac

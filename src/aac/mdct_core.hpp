@@ -16,6 +16,22 @@ namespace zem::aac {
 void aac_imdct_norm_32s(int32_t* X, int N);
 void aac_imdct_32s(int32_t* X, int N);
 
+// The same cores by instruction set, with identical results: the twiddles in scalar code
+// around the SSE2 FFT, or everything in AVX2 (x86-64). The two above run inverse_cores().
+void aac_imdct_norm_32s_sse2(int32_t* X, int N);
+void aac_imdct_32s_sse2(int32_t* X, int N);
+void aac_imdct_norm_32s_avx2(int32_t* X, int N);
+void aac_imdct_32s_avx2(int32_t* X, int N);
+struct InverseCores {
+    void (*norm)(int32_t* X, int N);
+    void (*plain)(int32_t* X, int N);
+};
+inline constexpr InverseCores kInverseCoresSse2 = {aac_imdct_norm_32s_sse2, aac_imdct_32s_sse2};
+#if defined(__x86_64__)
+inline constexpr InverseCores kInverseCoresAvx2 = {aac_imdct_norm_32s_avx2, aac_imdct_32s_avx2};
+#endif
+const InverseCores& inverse_cores(); // the set this process runs (core/cpu.hpp)
+
 // Forward cores, in place on 2N samples x; the N coefficients land in x[0..N).
 // Plain: X[k] = 2 sum_n x[n] cos(2pi/(2N) (n + n0)(k + 1/2)); normalised: 1/(2N) of that.
 void aac_mdct_32s(int32_t* x, int N);

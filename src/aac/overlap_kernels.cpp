@@ -1,7 +1,9 @@
 #include "aac/overlap_kernels.hpp"
 
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
 
 namespace zem::aac {
 namespace {
@@ -47,6 +49,41 @@ void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, con
         const I32x4 x = n < 512 ? load(X + 512 + n) : reverse(load(X + 1532 - n));
         store(overlap + n, mul_shr31(w, x));
     }
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+ZEM_AVX2 void only_long_avx2(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                             const int32_t* fall, int16_t* pcm, int dstStep) {
+    using namespace simd;
+    const I32x8 zero = splat8(0), round = splat8(4);
+    for (int n = 0; n < 1024; n += 16) {
+        I32x8 y[2];
+        for (int h = 0; h < 2; ++h) {
+            const int m = n + 8 * h;
+            const I32x8 x = m < 512 ? load8(X + m) : zero - reverse(load8(X + 1016 - m));
+            y[h] = sar(mul_shr31(load8(rise + m), x) + load8(overlap + m) + round, 3);
+        }
+        if (dstStep == 1) {
+            store_sat16(pcm + n, y[0], y[1]);
+        } else {
+            simd::store_sat16_stride2(pcm + 2 * n, low_half(y[0]), high_half(y[0]));
+            simd::store_sat16_stride2(pcm + 2 * n + 16, low_half(y[1]), high_half(y[1]));
+        }
+    }
+    for (int n = 0; n < 1024; n += 8) {
+        const I32x8 w = reverse(load8(fall + 1016 - n));
+        const I32x8 x = n < 512 ? load8(X + 512 + n) : reverse(load8(X + 1528 - n));
+        store(overlap + n, mul_shr31(w, x));
+    }
+}
+#endif
+
+const OverlapKernels& overlap_kernels() {
+#if ZEM_HAS_AVX2_KERNELS
+    if (avx2_kernels())
+        return kOverlapAvx2;
+#endif
+    return kOverlapSse2;
 }
 
 } // namespace zem::aac

@@ -1,5 +1,5 @@
 // Windowing and overlap-add of an only-long frame into 16-bit PCM, after the normalised inverse
-// core: a scalar reference and an SSE2 version with identical results.
+// core: a scalar reference, and SSE2 and AVX2 versions with identical results.
 #pragma once
 
 #include <cstdint>
@@ -21,5 +21,12 @@ struct OverlapKernels {
 };
 inline constexpr OverlapKernels kOverlapScalar = {only_long_scalar};
 inline constexpr OverlapKernels kOverlapSse2 = {only_long_sse2};
+#if defined(__x86_64__)
+void only_long_avx2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                    int16_t* pcm, int dstStep);
+inline constexpr OverlapKernels kOverlapAvx2 = {only_long_avx2};
+#endif
+// The kernels this process runs (core/cpu.hpp).
+const OverlapKernels& overlap_kernels();
 
 } // namespace zem::aac

@@ -1,7 +1,9 @@
 #include "transform/fixed_fft.hpp"
 
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
 
 namespace zem {
 namespace {
@@ -111,13 +113,66 @@ inline void block_pass_sse2(Cplx* x, int n, const int32_t* tw, int run, int stri
     }
 }
 
+#if ZEM_HAS_AVX2_KERNELS
+// The block of block_pass_sse2 with eight lanes: the twiddle-free part four positions at a time,
+// then the rotations of four consecutive angles k..k+3 at a time, their mirrors q-k read and
+// written with the pairs reversed. The last group reaches k = e, whose writes land on position e
+// and are replaced by the separately computed eighth position; its twiddle lane is not read.
+ZEM_AVX2 void block_pass_avx2(Cplx* x, int n, const int32_t* tw, int run, int stride) {
+    using namespace simd;
+    const int q = n / 4, e = n / 8;
+    Cplx first[4] = {x[0], x[q], x[2 * q], x[3 * q]};
+    Cplx eighth[4] = {x[e], x[e + q], x[e + 2 * q], x[e + 3 * q]};
+    butterfly<Rotation::None>(first, 0, 1, Twiddle{});
+    butterfly<Rotation::Eighth>(eighth, 0, 1, Twiddle{});
+    int32_t* p = reinterpret_cast<int32_t*>(x);
+    const I32x8 odd = set8(0, -1, 0, -1, 0, -1, 0, -1), even = set8(-1, 0, -1, 0, -1, 0, -1, 0);
+    for (int j = 0; j < 2 * q; j += 8) {
+        const I32x8 x0 = load8(p + j), x1 = load8(p + j + 2 * q);
+        const I32x8 x2 = load8(p + j + 4 * q), x3 = load8(p + j + 6 * q);
+        store(p + j, x0 + x2);
+        store(p + j + 2 * q, x1 + x3);
+        const I32x8 u = x0 - x2, vs = swap_pairs(x1 - x3);
+        store(p + j + 4 * q, shl(negate_where(u, odd) + vs, 2));
+        store(p + j + 6 * q, shl(u + negate_where(vs, even), 2));
+    }
+    const I64x4 zero = zero64x4();
+    for (int k = 1; k <= e; k += 4) {
+        const int at = k * stride - 1;
+        const I32x4 index = set(at, at + stride, at + 2 * stride, at + 3 * stride);
+        const I32x4 lanes = set(-1, -1, -1, k + 3 < e ? -1 : 0);
+        const I32x8 c1 = widen(gather(tw, index, lanes)),
+                    c3 = widen(gather(tw + run, index, lanes));
+        const I32x8 s1 = widen(gather(tw + 2 * run, index, lanes));
+        const I32x8 s3 = widen(gather(tw + 3 * run, index, lanes));
+        int32_t* y = p + 4 * q + 2 * k;
+        int32_t* z = p + 6 * q - 2 * k - 6;
+        const I32x8 ya = load8(y), yd = load8(y + 2 * q);
+        const I32x8 za = reverse_pairs(load8(z)), zd = reverse_pairs(load8(z + 2 * q));
+        const I32x8 yb = odd_words(ya), yf = odd_words(yd), zb = odd_words(za), zf = odd_words(zd);
+        store(y, high_words(mul_even(ya, c1) - mul_even(yb, s1),
+                            zero - (mul_even(ya, s1) + mul_even(yb, c1))));
+        store(y + 2 * q,
+              high_words(mul_even(yd, c3) + mul_even(yf, s3), mul_even(yf, c3) - mul_even(yd, s3)));
+        store(z, reverse_pairs(high_words(mul_even(za, s1) - mul_even(zb, c1),
+                                          zero - (mul_even(za, c1) + mul_even(zb, s1)))));
+        store(z + 2 * q, reverse_pairs(high_words(zero - (mul_even(zd, s3) + mul_even(zf, c3)),
+                                                  mul_even(zd, c3) - mul_even(zf, s3))));
+    }
+    for (int m = 0; m < 4; ++m) {
+        x[m * q] = first[m];
+        x[e + m * q] = eighth[m];
+    }
+}
+#endif
+
 inline void radix2(Cplx* x) {
     const Cplx a = x[0], b = x[1];
     x[0] = add(a, b);
     x[1] = sub(a, b);
 }
 
-enum class Kernel { Scalar, Sse2 };
+enum class Kernel { Scalar, Sse2, Avx2 };
 
 // Two radix-2 butterflies at once: (a, b) in one register becomes (a + b, a - b).
 inline simd::I32x4 radix2_sse2(simd::I32x4 v) {
@@ -130,7 +185,7 @@ inline simd::I32x4 radix2_sse2(simd::I32x4 v) {
 // as stage by stage. The SSE2 4-point block keeps x0, x1 and x2, x3 in two registers: their
 // difference (u, v) gives z1 = u + (v.im, -v.re) and z3 = u + (-v.im, v.re) side by side.
 template <Kernel K> inline void block4(Cplx* x) {
-    if constexpr (K == Kernel::Sse2) {
+    if constexpr (K != Kernel::Scalar) {
         using namespace simd;
         int32_t* p = reinterpret_cast<int32_t*>(x);
         const I32x4 a = load(p), b = load(p + 4);
@@ -173,7 +228,7 @@ inline void block8_sse2(Cplx* x) {
 }
 
 template <Kernel K> inline void block8(Cplx* x) {
-    if constexpr (K == Kernel::Sse2) {
+    if constexpr (K != Kernel::Scalar) {
         block8_sse2(x);
     } else {
         butterfly<Rotation::None>(x, 0, 2, Twiddle{});
@@ -224,7 +279,7 @@ inline void block16_sse2(Cplx* x, const Twiddle& w) {
 }
 
 template <Kernel K> inline void block16(Cplx* x, const Twiddle& w) {
-    if constexpr (K == Kernel::Sse2) {
+    if constexpr (K != Kernel::Scalar) {
         block16_sse2(x, w);
         block8<K>(x);
         block4<K>(x + 8);
@@ -258,7 +313,9 @@ template <Kernel K> void block(Cplx* x, int n, const Plan& p) {
         return radix2(x);
     if (n < 2)
         return;
-    if constexpr (K == Kernel::Sse2)
+    if constexpr (K == Kernel::Avx2)
+        block_pass_avx2(x, n, p.tw, p.run, p.length / n);
+    else if constexpr (K == Kernel::Sse2)
         block_pass_sse2(x, n, p.tw, p.run, p.length / n);
     else
         block_pass(x, n, p.tw, p.run, p.length / n);
@@ -303,8 +360,22 @@ void fixed_fft_sse2(int32_t* pData, int order, const int32_t* pTwiddle, const ui
     fixed_fft<Kernel::Sse2>(pData, order, pTwiddle, pSwap);
 }
 
+#if ZEM_HAS_AVX2_KERNELS
+void fixed_fft_avx2(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
+    fixed_fft<Kernel::Avx2>(pData, order, pTwiddle, pSwap);
+}
+#endif
+
 void fixed_fft_scalar(int32_t* pData, int order, const int32_t* pTwiddle, const uint8_t* pSwap) {
     fixed_fft<Kernel::Scalar>(pData, order, pTwiddle, pSwap);
+}
+
+const FixedFftKernels& fixed_fft_kernels() {
+#if defined(__x86_64__)
+    if (avx2_kernels())
+        return kFixedFftAvx2;
+#endif
+    return kFixedFftSse2;
 }
 
 } // namespace zem

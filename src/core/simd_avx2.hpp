@@ -1,0 +1,112 @@
+// The 256-bit twin of simd.hpp for the AVX2 kernels of x86-64: eight int32 lanes and four
+// signed 64-bit products at a time. Every function here carries the avx2 target, so only
+// kernels that carry it too (ZEM_AVX2) may call them, and only after cpu.hpp chose them.
+#pragma once
+
+#include "core/simd.hpp"
+
+#if defined(__x86_64__)
+#define ZEM_HAS_AVX2_KERNELS 1
+#include <immintrin.h>
+
+#define ZEM_AVX2 __attribute__((target("avx2")))
+
+namespace zem::simd {
+
+struct I32x8 {
+    __m256i v;
+};
+// Four signed 64-bit lanes (exact sums of 32 x 32-bit products).
+struct I64x4 {
+    __m256i v;
+};
+
+ZEM_AVX2 inline I32x8 load8(const int32_t* p) {
+    return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))};
+}
+ZEM_AVX2 inline void store(int32_t* p, I32x8 a) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.v);
+}
+ZEM_AVX2 inline I32x8 splat8(int32_t x) { return {_mm256_set1_epi32(x)}; }
+ZEM_AVX2 inline I32x8 operator+(I32x8 a, I32x8 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+ZEM_AVX2 inline I32x8 operator-(I32x8 a, I32x8 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+ZEM_AVX2 inline I32x8 operator&(I32x8 a, I32x8 b) { return {_mm256_and_si256(a.v, b.v)}; }
+ZEM_AVX2 inline I32x8 sar(I32x8 a, int s) { return {_mm256_srai_epi32(a.v, s)}; }
+ZEM_AVX2 inline I32x8 shl(I32x8 a, int s) { return {_mm256_slli_epi32(a.v, s)}; }
+// Arithmetic shift by a count known only at run time (0 to 31).
+ZEM_AVX2 inline I32x8 sar_by(I32x8 a, int s) {
+    return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(s))};
+}
+ZEM_AVX2 inline I32x8 abs(I32x8 a) { return {_mm256_abs_epi32(a.v)}; }
+ZEM_AVX2 inline I32x8 operator^(I32x8 a, I32x8 b) { return {_mm256_xor_si256(a.v, b.v)}; }
+ZEM_AVX2 inline I32x8 set8(int32_t l0, int32_t l1, int32_t l2, int32_t l3, int32_t l4, int32_t l5,
+                           int32_t l6, int32_t l7) {
+    return {_mm256_setr_epi32(l0, l1, l2, l3, l4, l5, l6, l7)};
+}
+// Lanes negated (wrapping) where the mask lane is -1, kept where it is 0.
+ZEM_AVX2 inline I32x8 negate_where(I32x8 a, I32x8 mask) { return (a ^ mask) - mask; }
+// Neighbouring lanes exchanged: the real and imaginary parts of four complex values.
+ZEM_AVX2 inline I32x8 swap_pairs(I32x8 a) {
+    return {_mm256_shuffle_epi32(a.v, _MM_SHUFFLE(2, 3, 0, 1))};
+}
+// base[index[i]] for the lanes where lanes[i] is -1, 0 elsewhere (those are not read).
+ZEM_AVX2 inline I32x4 gather(const int32_t* base, I32x4 index, I32x4 lanes) {
+    return {_mm_mask_i32gather_epi32(_mm_setzero_si128(), base, index.v, lanes.v, 4)};
+}
+// Lanes in reverse order.
+ZEM_AVX2 inline I32x8 reverse(I32x8 a) {
+    return {_mm256_permutevar8x32_epi32(a.v, _mm256_set_epi32(0, 1, 2, 3, 4, 5, 6, 7))};
+}
+// The four pairs of lanes (complex values) in reverse order, each pair kept.
+ZEM_AVX2 inline I32x8 reverse_pairs(I32x8 a) { return {_mm256_permute4x64_epi64(a.v, 0x1B)}; }
+// Lanes 1, 3, 5, 7 moved to 0, 2, 4, 6 (the odd words as multiplicands of mul_even).
+ZEM_AVX2 inline I32x8 odd_words(I32x8 a) { return {_mm256_srli_epi64(a.v, 32)}; }
+// Four int32 values sign-extended into the 64-bit lanes (as multiplicands of mul_even).
+ZEM_AVX2 inline I32x8 widen(I32x4 a) { return {_mm256_cvtepi32_epi64(a.v)}; }
+ZEM_AVX2 inline I32x8 widen(const int32_t* p) {
+    return widen(I32x4{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))});
+}
+
+// Signed products of lanes 0, 2, 4 and 6, exact in 64 bits.
+ZEM_AVX2 inline I64x4 mul_even(I32x8 a, I32x8 b) { return {_mm256_mul_epi32(a.v, b.v)}; }
+ZEM_AVX2 inline I64x4 operator+(I64x4 a, I64x4 b) { return {_mm256_add_epi64(a.v, b.v)}; }
+ZEM_AVX2 inline I64x4 operator-(I64x4 a, I64x4 b) { return {_mm256_sub_epi64(a.v, b.v)}; }
+ZEM_AVX2 inline I64x4 zero64x4() { return {_mm256_setzero_si256()}; }
+// The upper words of re and im interleaved: hi(re0), hi(im0), ..., hi(re3), hi(im3).
+ZEM_AVX2 inline I32x8 high_words(I64x4 re, I64x4 im) {
+    return {_mm256_blend_epi32(_mm256_srli_epi64(re.v, 32), im.v, 0xAA)};
+}
+// The low words of a >> s (0 <= s <= 32; a logical shift, which gives the same low words).
+ZEM_AVX2 inline I64x4 shr(I64x4 a, int s) { return {_mm256_srl_epi64(a.v, _mm_cvtsi32_si128(s))}; }
+// Low words of a and b interleaved: lo(a0), lo(b0), ..., lo(a3), lo(b3).
+ZEM_AVX2 inline I32x8 low_words(I64x4 a, I64x4 b) {
+    return {_mm256_blend_epi32(a.v, _mm256_slli_epi64(b.v, 32), 0xAA)};
+}
+// Low 32 bits of (w * y) >> 31 per lane, the 64-bit product exact.
+ZEM_AVX2 inline I32x8 mul_shr31(I32x8 w, I32x8 y) {
+    const __m256i even = _mm256_srli_epi64(_mm256_mul_epi32(w.v, y.v), 31);
+    const __m256i odd = _mm256_mul_epi32(_mm256_srli_epi64(w.v, 32), _mm256_srli_epi64(y.v, 32));
+    return {_mm256_blend_epi32(even, _mm256_slli_epi64(odd, 1), 0xAA)};
+}
+// Sixteen int16 values from a then b, each lane saturated, in lane order.
+ZEM_AVX2 inline void store_sat16(int16_t* p, I32x8 a, I32x8 b) {
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a.v, b.v), 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), packed);
+}
+// The two 128-bit halves.
+ZEM_AVX2 inline I32x4 low_half(I32x8 a) { return {_mm256_castsi256_si128(a.v)}; }
+ZEM_AVX2 inline I32x4 high_half(I32x8 a) { return {_mm256_extracti128_si256(a.v, 1)}; }
+// Sum of the four 64-bit lanes.
+ZEM_AVX2 inline int64_t sum(I64x4 a) {
+    const __m128i s = _mm_add_epi64(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1));
+    return _mm_cvtsi128_si64(_mm_add_epi64(s, _mm_unpackhi_epi64(s, s)));
+}
+// The even and odd lanes of a widened to 64 bits as unsigned values (lanes below 2^32).
+ZEM_AVX2 inline I64x4 even_u64(I32x8 a) {
+    return {_mm256_and_si256(a.v, _mm256_set1_epi64x(0xFFFFFFFF))};
+}
+ZEM_AVX2 inline I64x4 odd_u64(I32x8 a) { return {_mm256_srli_epi64(a.v, 32)}; }
+
+} // namespace zem::simd
+
+#endif
