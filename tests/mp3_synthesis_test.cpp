@@ -10,6 +10,7 @@
 #include <random>
 #include <vector>
 
+#include "core/cpu.hpp"
 #include "mp3/imdct.hpp"
 #include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
@@ -141,8 +142,14 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
     EXPECT_LT(off, total / 2);
 }
 
-// The SSE2 windowing against the scalar reference on random slot values, the extremes included.
-TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
+// The SSE2 and AVX2 windowing against the scalar reference on random slot values, the extremes
+// included.
+TEST(Mp3SynthesisKernels, PolyphaseWindowSimdMatchesScalar) {
+    std::vector<zem::mp3::PolyphaseKernels> simd = {zem::mp3::kPolyphaseSse2};
+#if defined(__x86_64__)
+    if (zem::cpu_has_avx2())
+        simd.push_back(zem::mp3::kPolyphaseAvx2);
+#endif
     std::mt19937 rng(zemtest::seed());
     std::vector<int32_t> v(512);
     constexpr int32_t kEdges[5] = {INT32_MIN, INT32_MAX, -1, 0, 1};
@@ -151,9 +158,11 @@ TEST(Mp3SynthesisKernels, PolyphaseWindowSse2MatchesScalar) {
             x = trial < 32 ? int32_t(rng()) : trial < 64 ? int32_t(rng()) >> 6 : kEdges[rng() % 5];
         int32_t a[32], b[32];
         zem::mp3::kPolyphaseScalar.window(v.data(), trial % 16, a);
-        zem::mp3::kPolyphaseSse2.window(v.data(), trial % 16, b);
-        for (int j = 0; j < 32; ++j)
-            ASSERT_EQ(a[j], b[j]) << "trial " << trial << " output " << j;
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            simd[k].window(v.data(), trial % 16, b);
+            for (int j = 0; j < 32; ++j)
+                ASSERT_EQ(a[j], b[j]) << "trial " << trial << " kernel " << k << " output " << j;
+        }
     }
 }
 

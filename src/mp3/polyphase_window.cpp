@@ -1,7 +1,9 @@
 #include "mp3/polyphase_window.hpp"
 
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
 #include "tables/mp3_window.hpp"
 
 #include <utility>
@@ -192,6 +194,92 @@ void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum) {
     window_group<5>(slot, sum);
     window_group<6>(slot, sum);
     window_group<7>(slot, sum);
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+namespace {
+
+// The AVX2 kernel takes the signed products directly, eight outputs per group: groups 0 and 1
+// read the even-aged slot ascending from 16 + 8C and the odd-aged one descending from 16 - 8C;
+// groups 2 and 3 the odd-aged slot ascending from 8C - 16 and the even-aged one descending from
+// 48 - 8C (group 2's output 16 has a zero window: it reads from 24 with the values moved down one
+// lane). The descending terms accumulate in reversed lanes, turned around once at the end. The
+// products' words are summed with 32-bit additions, so that the upper words add up modulo 2^32
+// without carries from the lower ones.
+struct SignedWindow {
+    int32_t w[4][8][2][8]; // [group][term][ascending, reversed][lane]
+};
+
+constexpr SignedWindow make_signed_window() {
+    SignedWindow t{};
+    for (int c = 0; c < 4; ++c)
+        for (int i = 0; i < 8; ++i)
+            for (int l = 0; l < 8; ++l) {
+                const int up = 8 * c + l, down = 8 * c + 7 - l;
+                t.w[c][i][0][l] = c < 2 ? kWindow.even[i][up] : kWindow.odd[i][up];
+                t.w[c][i][1][l] = c < 2 ? kWindow.odd[i][down] : kWindow.even[i][down];
+            }
+    return t;
+}
+
+constexpr SignedWindow kSignedWindow = make_signed_window();
+
+struct WordSums {
+    simd::I64x4 even, odd;
+};
+
+ZEM_AVX2 inline void accumulate_avx2(simd::I32x8 a, const int32_t* w, WordSums& s) {
+    using namespace simd;
+    const I32x8 coefficient = load8(w);
+    s.even.v = _mm256_add_epi32(s.even.v, mul_even(a, coefficient).v);
+    s.odd.v = _mm256_add_epi32(s.odd.v, mul_even(odd_words(a), odd_words(coefficient)).v);
+}
+
+template <int C> ZEM_AVX2 void window_group_avx2(const int32_t* const* slot, int32_t* out) {
+    using namespace simd;
+    WordSums up{zero64x4(), zero64x4()}, down{zero64x4(), zero64x4()};
+    for (int i = 0; i < 8; ++i) {
+        const int32_t* e = slot[2 * i];
+        const int32_t* o = slot[2 * i + 1];
+        I32x8 u, d;
+        if constexpr (C < 2) {
+            u = load8(e + 16 + 8 * C);
+            d = load8(o + 9 - 8 * C);
+        } else if constexpr (C == 2) {
+            u = load8(o);
+            d = I32x8{_mm256_permutevar8x32_epi32(load8(e + 24).v,
+                                                  _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 7))};
+        } else {
+            u = load8(o + 8 * C - 16);
+            d = load8(e + 41 - 8 * C);
+        }
+        accumulate_avx2(u, kSignedWindow.w[C][i][0], up);
+        accumulate_avx2(d, kSignedWindow.w[C][i][1], down);
+    }
+    const I32x8 ascending = high_words(up.even, up.odd);
+    const I32x8 descending = high_words(down.even, down.odd);
+    store(out + 8 * C, ascending + reverse(descending));
+}
+
+} // namespace
+
+ZEM_AVX2 void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum) {
+    const int32_t* slot[16];
+    for (int k = 0; k < 16; ++k)
+        slot[k] = v + 32 * ((pos + k) & 15);
+    window_group_avx2<0>(slot, sum);
+    window_group_avx2<1>(slot, sum);
+    window_group_avx2<2>(slot, sum);
+    window_group_avx2<3>(slot, sum);
+}
+#endif
+
+const PolyphaseKernels& polyphase_kernels() {
+#if ZEM_HAS_AVX2_KERNELS
+    if (avx2_kernels())
+        return kPolyphaseAvx2;
+#endif
+    return kPolyphaseSse2;
 }
 
 } // namespace zem::mp3

@@ -1,6 +1,6 @@
 // Windowing of the Layer III polyphase synthesis: 32 output sums from the DCT values of the
 // 16 history slots, each term the signed upper half of a 64-bit product with the Q30 window.
-// A scalar reference and an SSE2 version with identical results.
+// A scalar reference, and SSE2 and AVX2 versions with identical results.
 #pragma once
 
 #include <cstdint>
@@ -20,5 +20,12 @@ struct PolyphaseKernels {
 };
 inline constexpr PolyphaseKernels kPolyphaseScalar = {dct32_scalar, polyphase_window_scalar};
 inline constexpr PolyphaseKernels kPolyphaseSse2 = {dct32_sse2, polyphase_window_sse2};
+#if defined(__x86_64__)
+// The AVX2 windowing (x86-64) with the SSE2 matrixing.
+void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum);
+inline constexpr PolyphaseKernels kPolyphaseAvx2 = {dct32_sse2, polyphase_window_avx2};
+#endif
+// The kernels this process runs (core/cpu.hpp).
+const PolyphaseKernels& polyphase_kernels();
 
 } // namespace zem::mp3

@@ -95,9 +95,9 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
         return zemStatusBadArgument;
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
-    kPolyphaseSse2.dct32(pSrcY, pVBuffer + 32 * pos);
+    polyphase_kernels().dct32(pSrcY, pVBuffer + 32 * pos);
     int32_t sum[32];
-    kPolyphaseSse2.window(pVBuffer, pos, sum);
+    polyphase_kernels().window(pVBuffer, pos, sum);
     // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits.
     int16_t pcm[32];
     for (int j = 0; j < 32; j += 8)
