@@ -1,5 +1,5 @@
-// The fixed-point split-radix FFT at the orders of the AAC filter bank (64 and 512 points), the
-// SSE2 kernel the filter bank calls and, at 512 points, its scalar twin.
+// The fixed-point split-radix FFT at the orders of the AAC filter bank (64 and 512 points): the
+// SSE2 and AVX2 kernels the filter bank chooses between and, at 512 points, their scalar twin.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -28,6 +28,10 @@ void fixed_fft(benchmark::State& state, zem::FixedFftKernels kernels, int order,
 }
 BENCHMARK_CAPTURE(fixed_fft, points_64, zem::kFixedFftSse2, 6, kOrder6.twiddle, kOrder6.swap);
 BENCHMARK_CAPTURE(fixed_fft, points_512, zem::kFixedFftSse2, 9, kOrder9.twiddle, kOrder9.swap);
+#if defined(__x86_64__)
+BENCHMARK_CAPTURE(fixed_fft, points_64_avx2, zem::kFixedFftAvx2, 6, kOrder6.twiddle, kOrder6.swap);
+BENCHMARK_CAPTURE(fixed_fft, points_512_avx2, zem::kFixedFftAvx2, 9, kOrder9.twiddle, kOrder9.swap);
+#endif
 BENCHMARK_CAPTURE(fixed_fft, points_512_scalar, zem::kFixedFftScalar, 9, kOrder9.twiddle,
                   kOrder9.swap);
 
