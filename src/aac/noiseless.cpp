@@ -195,15 +195,16 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
             v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
         }
         if constexpr (HasSigns) {
-            // The sign bits still sit in the window behind the codeword.
+            // The sign bits still sit in the window behind the codeword. Without branches: the
+            // signs are as random as the music, and a mispredicted branch costs more than this.
             uint32_t signs = window << bits;
-            for (int j = 0; j < Dim; ++j)
-                if (v[j] != 0) {
-                    if (signs & 0x80000000u)
-                        v[j] = -v[j];
-                    signs <<= 1;
-                    ++bits;
-                }
+            for (int j = 0; j < Dim; ++j) {
+                const int nonzero = v[j] != 0;
+                const int32_t flip = -int32_t((signs >> 31) & uint32_t(nonzero));
+                v[j] = (v[j] ^ flip) - flip;
+                signs <<= nonzero;
+                bits += nonzero;
+            }
         }
         bc.skip(bits);
         if constexpr (HasSigns) {
