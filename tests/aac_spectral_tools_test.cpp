@@ -96,6 +96,25 @@ TEST(AacQuantInv, SmallMagnitudeKernelsAgree) {
             }
 }
 
+// The AVX2 build of the small-magnitude table against the scalar one, for every exponent a scale
+// factor can give and a few beyond, where the shifts clamp.
+TEST(AacQuantInv, SmallMagnitudeTablesAgree) {
+#if defined(__x86_64__)
+    if (!zem::cpu_has_avx2())
+        GTEST_SKIP() << "no AVX2 on this processor";
+    for (int e = -40; e <= 60; ++e)
+        for (int r = 0; r < 4; ++r) {
+            int32_t want[16], got[16];
+            zem::aac::kQuantScalar.small_magnitudes(want, e, r);
+            zem::aac::kQuantAvx2.small_magnitudes(got, e, r);
+            ASSERT_TRUE(std::equal(want, want + 16, got)) << "e " << e << " r " << r;
+            ASSERT_EQ(want[0], 0);
+        }
+#else
+    GTEST_SKIP() << "AVX2 kernels exist on x86-64 only";
+#endif
+}
+
 TEST(AacQuantInv, StopsAtAnOversizedValueAndSkipsSpecialBands) {
     // 44.1 kHz long bands: 0 4 8 ...; four bands, the second a noise band.
     std::vector<int32_t> spec(1024, 3);

@@ -87,16 +87,6 @@ int32_t pow43_poly(int32_t ax, int& n) {
     return wrap_shl(mul_hi32(p, kCbrtGain[c]), 1);
 }
 
-// Magnitudes 0..15 dequantised with exponent e and quarter step r: rows of positive values
-// shifted right, by 31 at most (which leaves 0), never left.
-void small_magnitudes(int32_t* small, int e, int r) {
-    const int shift28 = std::clamp(25 - e, 0, 31), shift25 = std::clamp(22 - e, 0, 31);
-    for (int ax = 0; ax < 4; ++ax)
-        small[ax] = kPow.q28[r][ax] >> shift28;
-    for (int ax = 4; ax < 16; ++ax)
-        small[ax] = kPow.q25[r][ax] >> shift25;
-}
-
 // One magnitude 16..8191 dequantised with exponent e and quarter step r.
 int32_t dequantise_large(int32_t ax, int e, int r) {
     int n;
@@ -122,6 +112,16 @@ int32_t dequantise_large(int32_t ax, int e, int r) {
 bool is_unquantised(int cb) { return cb == 0 || cb == 13 || cb == 14 || cb == 15; }
 
 } // namespace
+
+// Magnitudes 0..15 dequantised with exponent e and quarter step r: rows of positive values
+// shifted right, by 31 at most (which leaves 0), never left.
+void small_magnitudes_scalar(int32_t* small, int e, int r) {
+    const int shift28 = std::clamp(25 - e, 0, 31), shift25 = std::clamp(22 - e, 0, 31);
+    for (int ax = 0; ax < 4; ++ax)
+        small[ax] = kPow.q28[r][ax] >> shift28;
+    for (int ax = 4; ax < 16; ++ax)
+        small[ax] = kPow.q25[r][ax] >> shift25;
+}
 
 int dequantise_small_scalar(int32_t* x, int count, const int32_t* small) {
     for (int i = 0; i < count; ++i) {
@@ -155,6 +155,19 @@ int dequantise_small_sse2(int32_t* x, int count, const int32_t* small) {
 }
 
 #if ZEM_HAS_AVX2_KERNELS
+// The same table as two 256-bit stores, so that the kernel's 256-bit loads of it are forwarded
+// from them: after sixteen 32-bit stores they would wait for the stores to reach the cache.
+ZEM_AVX2 void small_magnitudes_avx2(int32_t* small, int e, int r) {
+    using namespace simd;
+    const int shift28 = std::clamp(25 - e, 0, 31), shift25 = std::clamp(22 - e, 0, 31);
+    const __m256i first = _mm256_inserti128_si256(_mm256_castsi128_si256(load(kPow.q28[r]).v),
+                                                  load(kPow.q25[r] + 4).v, 1);
+    const __m256i shifts =
+        _mm256_setr_epi32(shift28, shift28, shift28, shift28, shift25, shift25, shift25, shift25);
+    store(small, I32x8{_mm256_srav_epi32(first, shifts)});
+    store(small + 8, sar_by(load8(kPow.q25[r] + 8), shift25));
+}
+
 // Eight at a time, the sixteen table entries in two registers: each half picked by the low three
 // bits of the magnitude, then the half by its bit 3. Zeros go through too (small[0] is 0): a
 // test for them would be a branch on the data, mispredicted often.
@@ -173,7 +186,15 @@ ZEM_AVX2 int dequantise_small_avx2(int32_t* x, int count, const int32_t* small) 
                                                 _mm256_cmpgt_epi32(ax.v, seven.v));
         store(x + i, negate_where(I32x8{pick}, sar(v, 31)));
     }
-    return i + dequantise_small_sse2(x + i, count - i, small);
+    // The rest in this function's own (VEX) encoding, rather than through the SSE2 kernel.
+    for (; i < count; ++i) {
+        const int32_t sign = x[i] >> 31;
+        const uint32_t ax = uint32_t(wrap_sub(x[i] ^ sign, sign));
+        if (ax >= 16u)
+            return i;
+        x[i] = wrap_sub(small[ax] ^ sign, sign);
+    }
+    return count;
 }
 #endif
 
@@ -217,7 +238,7 @@ ZEM_API ZemStatus zemsQuantInv_AAC_32s_I(int32_t* pSrcDst, const int16_t* pSf, i
             const int r = 4 * e - s;
             if (pSf[idx] != tableSf) {
                 tableSf = pSf[idx];
-                small_magnitudes(small, e, r);
+                quant_kernels().small_magnitudes(small, e, r);
             }
             int32_t* x = pSrcDst + first;
             int i = 0;
