@@ -36,6 +36,6 @@ time_decoders() {
     # speed relative to the first program: its per-audio time over this one's.
     awk -v n="${names[$i]}" -v f="$f" -v e="$e" -v f0="$f0" -v e0="$e0" -v s="$seconds" \
       'BEGIN { d = f - e; d0 = f0 - e0
-               printf "%-18s %9.3f %10.3f %9.3f %11.0f %13.2f %13.2f\n", n, f, e, d, (s - 1) / d, d / d0 > 0 ? d0 / d : 0, f0 / f }'
+               printf "%-18s %9.3f %10.3f %9.3f %11.0f %13.2f %13.2f\n", n, f, e, d, (s - 1) / d, (d > 0 ? d0 / d : 0), f0 / f }'
   done
 }
