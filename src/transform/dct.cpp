@@ -12,6 +12,7 @@
 #include "transform/dct_fast.hpp"
 #include "transform/fft.hpp"
 #include "transform/spec_lifecycle.hpp"
+#include "transform/twiddle.hpp"
 
 namespace zem {
 namespace {
@@ -20,7 +21,6 @@ static_assert(sizeof(ZemDctSpec) <= 64);
 constexpr int32_t kDirectMax = 46; // lengths below this that are not powers of two: direct sums
 constexpr int64_t kPow2Max = 0x0FFFFFFF;
 constexpr int64_t kOtherMax = 0x01FFFFFF;
-using cmath::kPi;
 
 constexpr bool is_pow2(int64_t n) { return (n & (n - 1)) == 0; }
 
@@ -95,7 +95,7 @@ template <int N> constexpr SmallMatrices<N> make_small() {
     for (int k = 0; k < N; ++k) {
         const double c = k == 0 ? 1.0 / cmath::sqrt(double(N)) : cmath::sqrt(2.0 / N);
         for (int m = 0; m < N / 2; ++m) {
-            const float v = float(c * cmath::cos(kPi * (2 * m + 1) * k / (2.0 * N)));
+            const float v = float(c * cos_sin_constexpr((2 * m + 1) * k, 4.0 * N).c);
             (k % 2 == 0 ? t.even[k / 2][m] : t.odd[k / 2][m]) = v;
         }
     }
@@ -239,7 +239,7 @@ ZemStatus init_common(ZemDctSpec** ppSpec, int32_t n, int32_t hint, uint8_t* pMe
     if (!pow2 && !large) {
         float* t = reinterpret_cast<float*>(base + kDctHeaderBytes);
         for (int32_t m = 0; m < 4 * n; ++m)
-            t[m] = float(std::cos(2.0 * kPi * m / (4.0 * n)));
+            t[m] = float(cos_sin(m, 4.0 * n).c);
         s->cosTable = t;
     } else if (!s->small) {
         if (const ZemStatus st = dct_init_fast(s, base, pMemInit, tag == kDctTagInv);

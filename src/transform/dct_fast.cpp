@@ -346,24 +346,30 @@ void dft_double(CxD* z, int32_t order) {
 void init_chirp(ZemDctSpec* s, uint8_t* base, int64_t off) {
     const int32_t L = s->L, order = chirp_order(L);
     const int64_t P = int64_t(1) << order, half = P / 2;
-    auto chirp = [L](int64_t m) { return kPi * double((m * m) % (2 * int64_t(L))) / double(L); };
+    // The chirp angle pi m^2 / L, as the turn m^2 / 2L reduced by whole turns.
+    auto chirp = [L](int64_t m) { return cos_sin(double((m * m) % (2 * int64_t(L))), 2.0 * L); };
     s->chirpOffset = int32_t(off);
     Cx* c = reinterpret_cast<Cx*>(base + off);
-    for (int64_t m = 0; m < L; ++m)
-        c[m] = cx(std::cos(chirp(m)), -std::sin(chirp(m)));
+    for (int64_t m = 0; m < L; ++m) {
+        const CosSin w = chirp(m);
+        c[m] = cx(w.c, -w.s);
+    }
     s->filterOffset = int32_t(off + 8 * int64_t(L));
     Cx* h = reinterpret_cast<Cx*>(base + s->filterOffset);
     CxD* acc = reinterpret_cast<CxD*>(h);
     Cx* odd = reinterpret_cast<Cx*>(base + kDctHeaderBytes);
     auto filter = [&](int64_t d) {
         const int64_t m = d < L ? d : P - d < L ? P - d : -1;
-        return m < 0 ? CxD{0.0, 0.0} : CxD{std::cos(chirp(m)), std::sin(chirp(m))};
+        if (m < 0)
+            return CxD{0.0, 0.0};
+        const CosSin w = chirp(m);
+        return CxD{w.c, w.s};
     };
     const double invP = 1.0 / double(P);
     for (int64_t d = 0; d < half; ++d) {
         const CxD a = filter(d), b = filter(d + half);
-        const double t = 2.0 * kPi * double(d) / double(P);
-        acc[d] = mul(CxD{a.re - b.re, a.im - b.im}, CxD{std::cos(t), -std::sin(t)});
+        const CosSin w = cos_sin(double(d), double(P));
+        acc[d] = mul(CxD{a.re - b.re, a.im - b.im}, CxD{w.c, -w.s});
     }
     dft_double(acc, order - 1);
     for (int64_t i = 0; i < half; ++i)
