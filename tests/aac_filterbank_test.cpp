@@ -10,9 +10,9 @@
 #include "aac/filterbank_tables.hpp"
 #include "aac/mdct_core.hpp"
 #include "aac/overlap_kernels.hpp"
-#include "core/cpu.hpp"
 #include "support/mdct_model.hpp"
 #include "support/seed.hpp"
+#include "support/simd_kernels.hpp"
 #include "zemac.h"
 
 namespace {
@@ -262,11 +262,7 @@ TEST(AacDeinterleave, GroupsBandsIntoWindowOrder) {
 // samples and overlap on random inputs with full-scale values, at every alignment of the buffers
 // and both output strides, nothing written outside the output samples.
 TEST(AacFilterBankKernels, OnlyLongSimdMatchesScalar) {
-    std::vector<zem::aac::OverlapKernels> simd = {zem::aac::kOverlapSse2};
-#if defined(__x86_64__)
-    if (zem::cpu_has_avx2())
-        simd.push_back(zem::aac::kOverlapAvx2);
-#endif
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::aac::kOverlapSse2, zem::aac::kOverlapAvx2);
     std::mt19937 rng(zemtest::seed());
     auto any = [&] { return int32_t(rng()); };
     for (int trial = 0; trial < 16; ++trial) {

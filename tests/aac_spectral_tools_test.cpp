@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "aac/quant_kernels.hpp"
-#include "core/cpu.hpp"
 #include "support/seed.hpp"
+#include "support/simd_kernels.hpp"
 #include "zemac.h"
 
 namespace {
@@ -53,11 +53,7 @@ TEST(AacQuantInv, MatchesTheFormula) {
 // offset, with and without a value of 16 or more (or the most negative value) somewhere in
 // them, which both must stop at and leave alone with everything behind it.
 TEST(AacQuantInv, SmallMagnitudeKernelsAgree) {
-    std::vector<zem::aac::QuantKernels> simd = {zem::aac::kQuantSse2};
-#if defined(__x86_64__)
-    if (zem::cpu_has_avx2())
-        simd.push_back(zem::aac::kQuantAvx2);
-#endif
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::aac::kQuantSse2, zem::aac::kQuantAvx2);
     std::mt19937 rng(zemtest::seed());
     int32_t small[16];
     for (int32_t& v : small)

@@ -10,13 +10,13 @@
 #include <random>
 #include <vector>
 
-#include "core/cpu.hpp"
 #include "mp3/imdct.hpp"
 #include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
 #include "mp3/requantize.hpp"
 #include "support/mp3_model.hpp"
 #include "support/seed.hpp"
+#include "support/simd_kernels.hpp"
 #include "support/stream.hpp"
 #include "zemac.h"
 
@@ -145,11 +145,7 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
 // The SSE2 and AVX2 windowing against the scalar reference on random slot values, the extremes
 // included.
 TEST(Mp3SynthesisKernels, PolyphaseWindowSimdMatchesScalar) {
-    std::vector<zem::mp3::PolyphaseKernels> simd = {zem::mp3::kPolyphaseSse2};
-#if defined(__x86_64__)
-    if (zem::cpu_has_avx2())
-        simd.push_back(zem::mp3::kPolyphaseAvx2);
-#endif
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
     std::mt19937 rng(zemtest::seed());
     std::vector<int32_t> v(512);
     constexpr int32_t kEdges[5] = {INT32_MIN, INT32_MAX, -1, 0, 1};

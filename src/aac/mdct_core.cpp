@@ -298,11 +298,7 @@ void aac_imdct_32s_avx2(int32_t* X, int N) { inverse_core_avx2(X, N, false); }
 #endif
 
 const InverseCores& inverse_cores() {
-#if ZEM_HAS_AVX2_KERNELS
-    if (avx2_kernels())
-        return kInverseCoresAvx2;
-#endif
-    return kInverseCoresSse2;
+    return ZEM_CHOSEN_KERNELS(kInverseCoresSse2, kInverseCoresAvx2);
 }
 
 } // namespace zem::aac

@@ -78,12 +78,6 @@ ZEM_AVX2 void only_long_avx2(const int32_t* X, int32_t* overlap, const int32_t* 
 }
 #endif
 
-const OverlapKernels& overlap_kernels() {
-#if ZEM_HAS_AVX2_KERNELS
-    if (avx2_kernels())
-        return kOverlapAvx2;
-#endif
-    return kOverlapSse2;
-}
+const OverlapKernels& overlap_kernels() { return ZEM_CHOSEN_KERNELS(kOverlapSse2, kOverlapAvx2); }
 
 } // namespace zem::aac

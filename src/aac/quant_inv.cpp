@@ -123,8 +123,11 @@ void small_magnitudes_scalar(int32_t* small, int e, int r) {
         small[ax] = kPow.q25[r][ax] >> shift25;
 }
 
-int dequantise_small_scalar(int32_t* x, int count, const int32_t* small) {
-    for (int i = 0; i < count; ++i) {
+namespace {
+
+// Values from i on, one at a time; inlined into each kernel, in its own encoding.
+inline int dequantise_small_from(int i, int32_t* x, int count, const int32_t* small) {
+    for (; i < count; ++i) {
         const int32_t sign = x[i] >> 31;
         const uint32_t ax = uint32_t(wrap_sub(x[i] ^ sign, sign));
         if (ax >= 16u)
@@ -132,6 +135,12 @@ int dequantise_small_scalar(int32_t* x, int count, const int32_t* small) {
         x[i] = wrap_sub(small[ax] ^ sign, sign);
     }
     return count;
+}
+
+} // namespace
+
+int dequantise_small_scalar(int32_t* x, int count, const int32_t* small) {
+    return dequantise_small_from(0, x, count, small);
 }
 
 int dequantise_small_sse2(int32_t* x, int count, const int32_t* small) {
@@ -151,7 +160,7 @@ int dequantise_small_sse2(int32_t* x, int count, const int32_t* small) {
         store(x + i,
               negate_where(set(small[at[0]], small[at[1]], small[at[2]], small[at[3]]), sign));
     }
-    return i + dequantise_small_scalar(x + i, count - i, small);
+    return dequantise_small_from(i, x, count, small);
 }
 
 #if ZEM_HAS_AVX2_KERNELS
@@ -187,24 +196,11 @@ ZEM_AVX2 int dequantise_small_avx2(int32_t* x, int count, const int32_t* small) 
         store(x + i, negate_where(I32x8{pick}, sar(v, 31)));
     }
     // The rest in this function's own (VEX) encoding, rather than through the SSE2 kernel.
-    for (; i < count; ++i) {
-        const int32_t sign = x[i] >> 31;
-        const uint32_t ax = uint32_t(wrap_sub(x[i] ^ sign, sign));
-        if (ax >= 16u)
-            return i;
-        x[i] = wrap_sub(small[ax] ^ sign, sign);
-    }
-    return count;
+    return dequantise_small_from(i, x, count, small);
 }
 #endif
 
-const QuantKernels& quant_kernels() {
-#if ZEM_HAS_AVX2_KERNELS
-    if (avx2_kernels())
-        return kQuantAvx2;
-#endif
-    return kQuantSse2;
-}
+const QuantKernels& quant_kernels() { return ZEM_CHOSEN_KERNELS(kQuantSse2, kQuantAvx2); }
 
 } // namespace zem::aac
 

@@ -11,3 +11,11 @@ bool avx2_kernels();
 bool cpu_has_avx2();
 
 } // namespace zem
+
+// The kernel set this process runs, of an SSE2 and an AVX2 one (the AVX2 set exists on x86-64
+// only and is not named elsewhere).
+#if defined(__x86_64__)
+#define ZEM_CHOSEN_KERNELS(sse2, avx2) (::zem::avx2_kernels() ? (avx2) : (sse2))
+#else
+#define ZEM_CHOSEN_KERNELS(sse2, avx2) (sse2)
+#endif

@@ -275,11 +275,7 @@ ZEM_AVX2 void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum) {
 #endif
 
 const PolyphaseKernels& polyphase_kernels() {
-#if ZEM_HAS_AVX2_KERNELS
-    if (avx2_kernels())
-        return kPolyphaseAvx2;
-#endif
-    return kPolyphaseSse2;
+    return ZEM_CHOSEN_KERNELS(kPolyphaseSse2, kPolyphaseAvx2);
 }
 
 } // namespace zem::mp3

@@ -74,6 +74,24 @@ inline void block_pass(Cplx* x, int n, const int32_t* tw, int run, int stride) {
     }
 }
 
+// Positions 0 and e of a block, whose z1 and z3 the SIMD passes need unscaled: their
+// butterflies done beforehand on copies of the inputs, and written back last.
+struct Corners {
+    Cplx first[4], eighth[4];
+    Corners(const Cplx* x, int q, int e)
+        : first{x[0], x[q], x[2 * q], x[3 * q]}, eighth{x[e], x[e + q], x[e + 2 * q],
+                                                        x[e + 3 * q]} {
+        butterfly<Rotation::None>(first, 0, 1, Twiddle{});
+        butterfly<Rotation::Eighth>(eighth, 0, 1, Twiddle{});
+    }
+    void put(Cplx* x, int q, int e) const {
+        for (int m = 0; m < 4; ++m) {
+            x[m * q] = first[m];
+            x[e + m * q] = eighth[m];
+        }
+    }
+};
+
 // The same block with SSE2 doing the twiddle-free part two positions at a time: the sums go
 // in place and z1, z3 are stored pre-scaled as (4 z1.re, -4 z1.im) and (4 z3.re, 4 z3.im),
 // which the scalar rotations then read back. Positions 0 and e need the unscaled z1 and z3, so
@@ -81,10 +99,7 @@ inline void block_pass(Cplx* x, int n, const int32_t* tw, int run, int stride) {
 inline void block_pass_sse2(Cplx* x, int n, const int32_t* tw, int run, int stride) {
     using namespace simd;
     const int q = n / 4, e = n / 8;
-    Cplx first[4] = {x[0], x[q], x[2 * q], x[3 * q]};
-    Cplx eighth[4] = {x[e], x[e + q], x[e + 2 * q], x[e + 3 * q]};
-    butterfly<Rotation::None>(first, 0, 1, Twiddle{});
-    butterfly<Rotation::Eighth>(eighth, 0, 1, Twiddle{});
+    const Corners corners(x, q, e);
     int32_t* p = reinterpret_cast<int32_t*>(x);
     const I32x4 odd = set(0, -1, 0, -1), even = set(-1, 0, -1, 0);
     for (int j = 0; j < 2 * q; j += 4) {
@@ -107,10 +122,7 @@ inline void block_pass_sse2(Cplx* x, int n, const int32_t* tw, int run, int stri
         z[0] = {hi32(w.s1 * a2 - w.c1 * b2), hi32(-w.c1 * a2 - w.s1 * b2)};
         z[q] = {hi32(-w.s3 * d2 - w.c3 * f2), hi32(w.c3 * d2 - w.s3 * f2)};
     }
-    for (int m = 0; m < 4; ++m) {
-        x[m * q] = first[m];
-        x[e + m * q] = eighth[m];
-    }
+    corners.put(x, q, e);
 }
 
 #if ZEM_HAS_AVX2_KERNELS
@@ -121,10 +133,7 @@ inline void block_pass_sse2(Cplx* x, int n, const int32_t* tw, int run, int stri
 ZEM_AVX2 void block_pass_avx2(Cplx* x, int n, const int32_t* tw, int run, int stride) {
     using namespace simd;
     const int q = n / 4, e = n / 8;
-    Cplx first[4] = {x[0], x[q], x[2 * q], x[3 * q]};
-    Cplx eighth[4] = {x[e], x[e + q], x[e + 2 * q], x[e + 3 * q]};
-    butterfly<Rotation::None>(first, 0, 1, Twiddle{});
-    butterfly<Rotation::Eighth>(eighth, 0, 1, Twiddle{});
+    const Corners corners(x, q, e);
     int32_t* p = reinterpret_cast<int32_t*>(x);
     const I32x8 odd = set8(0, -1, 0, -1, 0, -1, 0, -1), even = set8(-1, 0, -1, 0, -1, 0, -1, 0);
     for (int j = 0; j < 2 * q; j += 8) {
@@ -159,10 +168,7 @@ ZEM_AVX2 void block_pass_avx2(Cplx* x, int n, const int32_t* tw, int run, int st
         store(z + 2 * q, reverse_pairs(high_words(zero - (mul_even(zd, s3) + mul_even(zf, c3)),
                                                   mul_even(zd, c3) - mul_even(zf, s3))));
     }
-    for (int m = 0; m < 4; ++m) {
-        x[m * q] = first[m];
-        x[e + m * q] = eighth[m];
-    }
+    corners.put(x, q, e);
 }
 #endif
 
@@ -371,11 +377,7 @@ void fixed_fft_scalar(int32_t* pData, int order, const int32_t* pTwiddle, const 
 }
 
 const FixedFftKernels& fixed_fft_kernels() {
-#if defined(__x86_64__)
-    if (avx2_kernels())
-        return kFixedFftAvx2;
-#endif
-    return kFixedFftSse2;
+    return ZEM_CHOSEN_KERNELS(kFixedFftSse2, kFixedFftAvx2);
 }
 
 } // namespace zem
