@@ -319,12 +319,15 @@ template <Kernel K> void block(Cplx* x, int n, const Plan& p) {
         return radix2(x);
     if (n < 2)
         return;
-    if constexpr (K == Kernel::Avx2)
-        block_pass_avx2(x, n, p.tw, p.run, p.length / n);
+    const int stride = p.length / n;
+    if constexpr (K == Kernel::Scalar)
+        block_pass(x, n, p.tw, p.run, stride);
     else if constexpr (K == Kernel::Sse2)
-        block_pass_sse2(x, n, p.tw, p.run, p.length / n);
+        block_pass_sse2(x, n, p.tw, p.run, stride);
+#if ZEM_HAS_AVX2_KERNELS
     else
-        block_pass(x, n, p.tw, p.run, p.length / n);
+        block_pass_avx2(x, n, p.tw, p.run, stride);
+#endif
     block<K>(x, n / 2, p);
     block<K>(x + n / 2, n / 4, p);
     block<K>(x + 3 * n / 4, n / 4, p);
