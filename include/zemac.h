@@ -12,6 +12,8 @@
 #include "zemac/aac_tools.h"
 #include "zemac/core.h"
 #include "zemac/mp3.h"
+#include "zemac/mp3_encoder.h"
+#include "zemac/mp3_pqmf.h"
 #include "zemac/mp3_synthesis.h"
 #include "zemac/transform.h"
 #include "zemac/vlc.h"

@@ -44,6 +44,11 @@ struct Arena {
     ZemMdctFwdSpec_32f* fwd;
     ZemMdctInvSpec_32f* inv;
     ZemMdctFwdSpec_16s* fwd16;
+    alignas(16) uint8_t pqmfMem[2][2112];
+    ZemMp3PqmfAnalysisSpec_32f* pqmfA;
+    ZemMp3PqmfSynthesisSpec_32f* pqmfS;
+    ZemMp3ReservoirRec reservoir;
+    int32_t isStart[3];
 };
 
 struct Fixture {
@@ -75,6 +80,8 @@ struct Fixture {
         EXPECT_EQ(zemsMDCTFwdInit_32f(&a.fwd, 64, a.fwdMem, a.initMem), zemStatusOk);
         EXPECT_EQ(zemsMDCTInvInit_32f(&a.inv, 64, a.invMem, a.initMem), zemStatusOk);
         EXPECT_EQ(zemsMDCTFwdInit_16s(&a.fwd16, 64, a.fwd16Mem, a.initMem), zemStatusOk);
+        EXPECT_EQ(zemsAnalysisFilterInit_PQMF_MP3_32f(&a.pqmfA, a.pqmfMem[0]), zemStatusOk);
+        EXPECT_EQ(zemsSynthesisFilterInit_PQMF_MP3_32f(&a.pqmfS, a.pqmfMem[1]), zemStatusOk);
     }
 };
 
@@ -545,3 +552,74 @@ TEST(ArgumentSweep, VlcEscapeBlock) {
 }
 
 } // namespace
+
+TEST(ArgumentSweep, Mp3Encoding) {
+    Fixture f;
+    Arena& a = f.a;
+    // Joint stereo with intensity on (mode 1, mode_extension 3), long blocks from band 20.
+    a.hdr.mode = 1;
+    a.hdr.mode_extension = 3;
+    a.isStart[0] = 20;
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    sweep("zemsAnalysisFilterGetSize_PQMF_MP3_32f", zemsAnalysisFilterGetSize_PQMF_MP3_32f,
+          std::tuple{a.sizes}, {});
+    sweep("zemsSynthesisFilterGetSize_PQMF_MP3_32f", zemsSynthesisFilterGetSize_PQMF_MP3_32f,
+          std::tuple{a.sizes}, {});
+    sweep("zemsAnalysisFilterInit_PQMF_MP3_32f", zemsAnalysisFilterInit_PQMF_MP3_32f,
+          std::tuple{&a.pqmfA, a.pqmfMem[0]}, {});
+    sweep("zemsSynthesisFilterInit_PQMF_MP3_32f", zemsSynthesisFilterInit_PQMF_MP3_32f,
+          std::tuple{&a.pqmfS, a.pqmfMem[1]}, {});
+    sweep("zemsAnalysisFilterInitAlloc_PQMF_MP3_32f", zemsAnalysisFilterInitAlloc_PQMF_MP3_32f,
+          std::tuple{&a.pqmfA}, {}, kNoValidCall);
+    sweep("zemsSynthesisFilterInitAlloc_PQMF_MP3_32f", zemsSynthesisFilterInitAlloc_PQMF_MP3_32f,
+          std::tuple{&a.pqmfS}, {}, kNoValidCall);
+    // A state of the other direction, or memory without one, is a context mismatch, checked
+    // after the pointers and the channel count.
+    const Reject synthesisState{"synthesis state", 2, addr(a.pqmfS), zemStatusContextMismatch};
+    const Reject analysisState{"analysis state", 2, addr(a.pqmfA), zemStatusContextMismatch};
+    const Reject noState{"memory without a state", 2, addr(a.u8), zemStatusContextMismatch};
+    auto at = [](Reject r, int arg) { return r.arg = arg, r; };
+    sweep("zemsAnalysisFilterFree_PQMF_MP3_32f", zemsAnalysisFilterFree_PQMF_MP3_32f,
+          std::tuple{a.pqmfA}, {at(synthesisState, 0), at(noState, 0)});
+    sweep("zemsSynthesisFilterFree_PQMF_MP3_32f", zemsSynthesisFilterFree_PQMF_MP3_32f,
+          std::tuple{a.pqmfS}, {at(analysisState, 0), at(noState, 0)});
+    const Rejects channels = {{"numCh 0", 3, 0, zemStatusBadArgument},
+                              {"numCh 3", 3, 3, zemStatusBadArgument},
+                              {"numCh -1", 3, -1, zemStatusBadArgument}};
+    Rejects analysis = channels, synthesis = channels;
+    analysis.push_back(synthesisState);
+    analysis.push_back(noState);
+    synthesis.push_back(analysisState);
+    synthesis.push_back(noState);
+    sweep("zemsAnalysisFilter_PQMF_MP3_32f", zemsAnalysisFilter_PQMF_MP3_32f,
+          std::tuple{a.f, a.g, a.pqmfA, 1}, analysis);
+    sweep("zemsSynthesisFilter_PQMF_MP3_32f", zemsSynthesisFilter_PQMF_MP3_32f,
+          std::tuple{a.f, a.g, a.pqmfS, 1}, synthesis);
+
+    Rejects pcmChannels = channels;
+    for (Reject& r : pcmChannels)
+        r.arg = 2;
+    sweep("zemsAnalysisPQMF_MP3_16s32s", zemsAnalysisPQMF_MP3_16s32s, std::tuple{a.s16, a.x, 1},
+          pcmChannels);
+    sweep("zemsMDCTFwd_MP3_32s", zemsMDCTFwd_MP3_32s, std::tuple{a.x, a.y, 0, 0, &a.hdr, a.z},
+          {{"blockType -1", 2, -1, zemStatusBadArgument},
+           {"blockType 4", 2, 4, zemStatusBadArgument},
+           {"mixedBlock 2", 3, 2, zemStatusBadArgument},
+           {"mixedBlock -1", 3, -1, zemStatusBadArgument},
+           {"sampling_frequency 3", -1, 0, zemStatusBadArgument,
+            [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
+    sweep("zemsBitReservoirInit_MP3", zemsBitReservoirInit_MP3, std::tuple{&a.reservoir, &a.hdr},
+          {{"MPEG-2 header", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
+           {"bitrate_index 15", -1, 0, zemStatusMp3BadFrameHeader,
+            [](Arena& a) { a.hdr.bitrate_index = 15; }},
+           {"sampling_frequency 3", -1, 0, zemStatusMp3BadFrameHeader,
+            [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
+    sweep("zemsJointStereoEncode_MP3_32s_I", zemsJointStereoEncode_MP3_32s_I,
+          std::tuple{a.x, a.y, a.u8, &a.hdr, a.gr, a.isStart},
+          {{"block types differ", -1, 0, zemStatusMp3BadSideInfo,
+            [](Arena& a) { a.gr[1].block_type = 2; }},
+           {"intensity start 23", -1, 0, zemStatusBadArgument, [](Arena& a) { a.isStart[0] = 23; }},
+           {"intensity start -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.isStart[0] = -1; }},
+           {"sampling_frequency 3", -1, 0, zemStatusBadArgument,
+            [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
+}

@@ -1,0 +1,75 @@
+/* zemac: MP3 (MPEG-1 and MPEG-2 Layer III) encoding primitives: the analysis filter bank, the
+   forward hybrid transform, the bit reservoir and joint-stereo encoding. */
+#ifndef ZEMAC_MP3_ENCODER_H
+#define ZEMAC_MP3_ENCODER_H
+
+#include "core.h"
+#include "mp3.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The bit reservoir of an MPEG-1 Layer III stream, kept by the encoder. */
+typedef struct ZemMp3ReservoirRec {
+    int32_t bitsInReservoir;  /* bits held now */
+    int32_t maxReservoirBits; /* capacity */
+} ZemMp3ReservoirRec;
+
+/* Polyphase analysis of one time slot: pSrc is a window of 512 samples of one channel at
+   stride numCh (1 or 2), oldest first, whose last 32 are the slot's new ones; the caller moves
+   it on by 32 samples per call. 32 sub-band samples in Q24 (16-bit full scale is 1.0 = 2^24) go
+   to pDst: the Q30 window sums rounded to Q25, then matrixed in double precision with a factor
+   1/2 and rounded, so that the synthesis zemsSynthPQMF_MP3_32s16s returns the input delayed by
+   481 samples (exactly for inputs up to about -12 dBFS, within 2 at full scale). Statuses, in
+   check order: zemStatusNullPointer, zemStatusBadArgument (numCh not 1 or 2). */
+ZEM_API ZemStatus zemsAnalysisPQMF_MP3_16s32s(const int16_t* pSrc, int32_t* pDst, int32_t numCh);
+
+/* Forward hybrid transform of one granule of one channel: 576 sub-band samples (slot major,
+   sub-band sb of slot t at 32 t + sb; those of odd sub-bands in odd slots taken negated) with
+   the previous granule's in pPrevious (576, zero at the start, replaced by this granule's) into
+   576 lines on the requantiser's Q26 scale. Long blocks (types 0, 1, 3, and sub-bands 0 and 1
+   of a mixed block with the normal window): 4/9 of the 36-point MDCT with the type's window, in
+   line order; short blocks: 4/3 of the three 12-point MDCTs, in scale-factor-band order (band b
+   of window w at 3 short[b] + w width, short the header's short-band table), from short band 3
+   on in a mixed block. Then the encoder's alias-reduction butterflies (long: every sub-band
+   boundary; mixed: the first one only). All in double precision, rounded to the nearest
+   integer. Statuses, in check order: zemStatusNullPointer, zemStatusBadArgument (blockType
+   outside 0..3, mixedBlock outside 0..1, or the header's sampling_frequency outside 0..2). */
+ZEM_API ZemStatus zemsMDCTFwd_MP3_32s(const int32_t* pSrc, int32_t* pDst, int32_t blockType,
+                                      int32_t mixedBlock, const ZemMp3HeaderRec* pHeader,
+                                      int32_t* pPrevious);
+
+/* Empties the reservoir and sets its capacity for frames of the header's bit rate and sampling
+   frequency (MPEG-1 only): min(4088, 7680 - min(F, 7680)) with F the frame's bits without
+   padding; free format (bitrate_index 0) gives 4088. Statuses: zemStatusNullPointer,
+   zemStatusMp3BadFrameHeader (id not 1, or a bit-rate index outside 0..14 or sampling
+   frequency outside 0..2); nothing is written on failure. */
+ZEM_API ZemStatus zemsBitReservoirInit_MP3(ZemMp3ReservoirRec* pReservoir,
+                                           const ZemMp3HeaderRec* pHeader);
+
+/* Joint-stereo encoding of one granule, in place on the left and right spectra (576 each, as
+   zemsMDCTFwd_MP3_32s gives them), when the header's mode is 1: M/S (bit 1 of mode_extension)
+   below the intensity region, M = (L + R)/sqrt(2) to the left and S = (L - R)/sqrt(2) to the
+   right, each the upper word of the doubled sum or difference times 1/sqrt(2) in Q31; intensity
+   stereo (bit 0) in the region from the start band: per band a position 0..6 (the number of
+   the thresholds 2^15 tan^2((2p + 1) pi/24), p = 0..5, that 2^15 E_L/E_R reaches; 6 for a silent
+   right channel), stored in pIsPos (long: at the band; short: at 3 band + window), and the
+   down-mix L = +-(|L| + |R|) with the sign of the larger component (the right one's on a tie,
+   saturated) and R = 0. pIsStart holds the first intensity band: long blocks its first value
+   (0..22), short blocks one per window (0..13); without intensity stereo it is set to 22 or to
+   13, 13, 13 and no positions are written. The band tables are the built-in ones of the
+   header's id and sampling frequency; short ones when the left record's block_type is 2.
+   Statuses, in check order: zemStatusNullPointer; zemStatusMp3BadSideInfo (M/S or intensity
+   requested and the two records' block_type differ); zemStatusBadArgument (intensity stereo with
+   a start outside those ranges, or a header id or sampling frequency outside the tables). */
+ZEM_API ZemStatus zemsJointStereoEncode_MP3_32s_I(int32_t* pSrcDstL, int32_t* pSrcDstR,
+                                                  uint8_t* pIsPos, const ZemMp3HeaderRec* pHeader,
+                                                  const ZemMp3GranuleRec* pSideInfo,
+                                                  int32_t* pIsStart);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
