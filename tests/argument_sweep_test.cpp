@@ -49,6 +49,7 @@ struct Arena {
     ZemMp3PqmfSynthesisSpec_32f* pqmfS;
     ZemMp3ReservoirRec reservoir;
     int32_t isStart[3];
+    alignas(32) uint8_t quantWork[ZEM_MP3_QUANTIZE_WORK_BYTES];
 };
 
 struct Fixture {
@@ -622,4 +623,26 @@ TEST(ArgumentSweep, Mp3Encoding) {
            {"intensity start -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.isStart[0] = -1; }},
            {"sampling_frequency 3", -1, 0, zemStatusBadArgument,
             [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
+    // The quantiser: a long granule, no intensity (both of pIsPos and pIsStart may be null, not
+    // one of them), 1000 bits.
+    a.hdr = f.a.hdr2;
+    a.hdr.id = 1;
+    a.hdr.mode = 3;
+    a.gr[0] = a.gr[1] = ZemMp3GranuleRec{};
+    a.isStart[0] = 0;
+    zemtest::Sweep<Arena> quant(a, zemStatusBadArgument);
+    quant(
+        "zemsQuantize_MP3_32s_I", zemsQuantize_MP3_32s_I,
+        std::tuple{a.x, a.i8, &a.gr[0], &a.count, a.sizes, a.f, a.u8, a.isStart, &a.hdr, 1000,
+                   a.quantWork},
+        {{"MPEG-2 header", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
+         {"sampling_frequency 3", -1, 0, zemStatusMp3BadFrameHeader,
+          [](Arena& a) { a.hdr.sampling_frequency = 3; }},
+         {"block_type 4", -1, 0, zemStatusMp3BadSideInfo, [](Arena& a) { a.gr[0].block_type = 4; }},
+         {"block_type 1 without window switching", -1, 0, zemStatusMp3BadSideInfo,
+          [](Arena& a) { a.gr[0].block_type = 1; }},
+         {"mixed block", -1, 0, zemStatusMp3BadSideInfo,
+          [](Arena& a) { a.gr[0].mixed_block_flag = 1; }},
+         {"maxBits -1", 9, -1, zemStatusBadArgument},
+         {"intensity start 23", -1, 0, zemStatusBadArgument, [](Arena& a) { a.isStart[0] = 23; }}});
 }

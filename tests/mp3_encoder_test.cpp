@@ -461,4 +461,125 @@ TEST(Mp3BitReservoir, CapacityFromTheFrameSize) {
     EXPECT_EQ(r.maxReservoirBits, 456);
 }
 
+// One granule through the quantiser and the real bit-stream primitives: scale factors and
+// Huffman codes packed, unpacked and requantised by the decoder's exports.
+struct Quantised {
+    ZemMp3HeaderRec h{};
+    ZemMp3GranuleRec g{};
+    std::vector<int32_t> x;
+    int8_t sf[39];
+    int32_t count1Len = 0, hufSize = 0;
+    std::vector<uint8_t> work = std::vector<uint8_t>(ZEM_MP3_QUANTIZE_WORK_BYTES);
+    Quantised(const std::vector<int32_t>& spectrum, int blockType) : x(spectrum) {
+        h.id = 1;
+        h.layer = 1;
+        h.mode = 3;
+        g.block_type = blockType;
+        g.window_switching_flag = blockType != 0;
+    }
+    ZemStatus run(const std::vector<float>& ratio, int32_t maxBits, const uint8_t* isPos = nullptr,
+                  const int32_t* isStart = nullptr) {
+        return zemsQuantize_MP3_32s_I(x.data(), sf, &g, &count1Len, &hufSize, ratio.data(), isPos,
+                                      isStart, &h, maxBits, work.data());
+    }
+    // Packs, unpacks and requantises; returns the bits written and fills the decoded values.
+    int round_trip(std::vector<int32_t>& requantised) {
+        std::vector<uint8_t> stream(2048, 0);
+        uint8_t* p = stream.data();
+        int32_t bit = 0, scfsi[4] = {};
+        EXPECT_EQ(zemsPackScaleFactors_MP3_8s1u(sf, &p, &bit, &h, &g, scfsi, 0, 0), zemStatusOk);
+        EXPECT_EQ(zemsHuffmanEncode_MP3_32s1u(x.data(), &p, &bit, &h, &g, count1Len, hufSize),
+                  zemStatusOk);
+        const int written = int(p - stream.data()) * 8 + bit;
+        p = stream.data();
+        bit = 0;
+        int8_t sf2[39];
+        ZemMp3GranuleRec g2 = g;
+        EXPECT_EQ(zemsUnpackScaleFactors_MP3_1u8s(&p, &bit, sf2, &g2, scfsi, &h, 0, 0),
+                  zemStatusOk);
+        EXPECT_TRUE(std::equal(sf, sf + (g.block_type == 2 ? 36 : 21), sf2));
+        requantised.assign(1152, 0);
+        int32_t bound[2] = {0, 0};
+        EXPECT_EQ(
+            zemsHuffmanDecode_MP3_1u32s(&p, &bit, requantised.data(), bound, &g2, &h, hufSize),
+            zemStatusOk);
+        EXPECT_TRUE(std::equal(x.begin(), x.end(), requantised.begin()));
+        ZemMp3GranuleRec side[2] = {g2, g2};
+        int32_t workBuf[576];
+        EXPECT_EQ(zemsReQuantize_MP3_32s_I(requantised.data(), bound, sf2, side, &h, workBuf),
+                  zemStatusOk);
+        return written;
+    }
+};
+
+std::vector<int32_t> music_spectrum(uint32_t seed, double scale) {
+    std::mt19937 rng(seed);
+    std::normal_distribution<double> n(0.0, 1.0);
+    std::vector<int32_t> x(576);
+    for (int i = 0; i < 576; ++i) // falling with frequency, a few tonal peaks
+        x[std::size_t(i)] =
+            int32_t(scale * n(rng) * 4e6 / (1.0 + i / 20.0) * (i % 37 == 5 ? 20.0 : 1.0));
+    return x;
+}
+
+// The quantiser's reconstruction is the decoder's: values, bits and scale factors survive the
+// bit stream, part2_3_length counts exactly the bits written, and the budget holds at every size.
+TEST(Mp3Quantize, CodesWhatTheDecoderReadsWithinTheBudget) {
+    for (int blockType : {0, 2})
+        for (int32_t budget : {0, 60, 300, 1200, 4095}) {
+            Quantised q(music_spectrum(zemtest::seed() + uint32_t(budget), 1.0), blockType);
+            const std::vector<float> ratio(39, 0.01f);
+            ASSERT_EQ(q.run(ratio, budget), zemStatusOk) << blockType << " " << budget;
+            EXPECT_LE(q.g.part2_3_length, budget);
+            std::vector<int32_t> y;
+            EXPECT_EQ(q.round_trip(y), q.g.part2_3_length) << blockType << " " << budget;
+        }
+}
+
+// With room enough, every band's noise (x minus what the decoder reconstructs) stays within
+// the allowed ratio of its energy; a tight budget trades it for bits but keeps to the budget.
+TEST(Mp3Quantize, NoiseWithinTheAllowedDistortion) {
+    const std::vector<int32_t> spectrum = music_spectrum(zemtest::seed(), 1.0);
+    for (const float r : {1e-2f, 1e-3f}) {
+        Quantised q(spectrum, 0);
+        const std::vector<float> ratio(39, r);
+        ASSERT_EQ(q.run(ratio, 4095), zemStatusOk);
+        std::vector<int32_t> y;
+        q.round_trip(y);
+        // Sub-band order is line order for long blocks; Q26 back to the standard's scale.
+        const int16_t* edges = zem::mp3::kSfbLong[3];
+        for (int b = 0; b < 21; ++b) {
+            double energy = 0.0, noise = 0.0;
+            for (int i = edges[b]; i < edges[b + 1]; ++i) {
+                const double xi = spectrum[std::size_t(i)] / 67108864.0;
+                energy += xi * xi;
+                noise += std::pow(xi - y[std::size_t(i)] / 67108864.0, 2);
+            }
+            EXPECT_LE(noise, 1.001 * r * energy + 1e-12) << "band " << b << " ratio " << r;
+        }
+    }
+}
+
+// Under intensity stereo the right channel's intensity bands carry their positions, and bands
+// below the start that quantise to nothing carry 7.
+TEST(Mp3Quantize, IntensityPositionsAsScaleFactors) {
+    std::vector<int32_t> right(576, 0);
+    for (int i = 0; i < 30; ++i) // long bands 0-6 at 44.1 kHz: lines 0..29 carry sound
+        right[std::size_t(i)] = 3000000 * (i % 3 == 0 ? 1 : -1);
+    Quantised q(right, 0);
+    uint8_t pos[22];
+    for (int b = 0; b < 22; ++b)
+        pos[b] = uint8_t(b % 7);
+    const int32_t start[3] = {12, 0, 0};
+    const std::vector<float> ratio(39, 0.01f);
+    ASSERT_EQ(q.run(ratio, 2000, pos, start), zemStatusOk);
+    for (int b = 12; b < 21; ++b)
+        EXPECT_EQ(q.sf[b], b % 7) << b;
+    for (int b = 7; b < 12; ++b)
+        EXPECT_EQ(q.sf[b], 7) << b;
+    EXPECT_NE(q.sf[0], 7);
+    std::vector<int32_t> y;
+    EXPECT_EQ(q.round_trip(y), q.g.part2_3_length);
+}
+
 } // namespace

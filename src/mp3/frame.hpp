@@ -14,4 +14,8 @@ constexpr bool side_info_header_ok(const ZemMp3HeaderRec& h) {
     return (h.id == 0 || h.id == 1) && h.layer == 1 && h.mode >= 0 && h.mode <= 3;
 }
 
+// MPEG-1 scale-factor widths slen1 and slen2 by scalefac_compress.
+inline constexpr uint8_t kSlen1[16] = {0, 0, 0, 0, 3, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4};
+inline constexpr uint8_t kSlen2[16] = {0, 1, 2, 3, 0, 1, 2, 3, 1, 2, 3, 1, 2, 3, 2, 3};
+
 } // namespace zem::mp3

@@ -9,9 +9,6 @@ namespace zem::mp3 {
 
 namespace {
 
-constexpr uint8_t kSlen1[16] = {0, 0, 0, 0, 3, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4};
-constexpr uint8_t kSlen2[16] = {0, 1, 2, 3, 0, 1, 2, 3, 1, 2, 3, 1, 2, 3, 2, 3};
-
 // nr_of_sfb: bands per partition by partition table (row), block column (long, short, mixed).
 // Short and mixed counts are scale factors, three per short band.
 constexpr uint8_t kNrOfSfb[6][3][4] = {

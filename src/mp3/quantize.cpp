@@ -1,0 +1,422 @@
+// The encoder's quantiser of one MPEG-1 Layer III granule and channel: the distortion (outer)
+// loop around the rate (inner) loop of ISO/IEC 11172-3 Annex C. The inner loop finds the
+// smallest global gain whose Huffman bits fit the budget left after the scale factors; the outer
+// loop amplifies the bands whose quantisation noise exceeds the allowed distortion (allowed
+// ratio times the band's energy) by one scale-factor step, switches to the coarser scale-factor
+// steps when the widths run out, and keeps the result with the fewest and smallest excesses.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+
+#include "core/checks.hpp"
+#include "core/state.hpp"
+#include "mp3/frame.hpp"
+#include "tables/mp3_huffman.hpp"
+#include "tables/mp3_sfb_bands.hpp"
+#include "zemac.h"
+
+namespace zem::mp3 {
+namespace {
+
+constexpr int kLines = 576;
+constexpr int kMaxMagnitude = 8206; // 15 + 2^13 - 1, the largest value table 31 codes
+constexpr int kMaxUnits = 39;       // short: band * 3 + window
+constexpr int kMaxIterations = 40;
+
+// Scale-factor units: long bands 0-20 and band 21 (no scale factor), or short band b of window
+// w at 3 b + w (bands 0-11 and band 12, which has none), each a run of lines.
+struct Layout {
+    bool isShort;
+    const int16_t* edges;
+    int units() const { return isShort ? 39 : 22; }
+    bool has_sf(int u) const { return isShort ? u < 36 : u < 21; }
+    int from(int u) const {
+        if (!isShort)
+            return edges[u];
+        const int b = u / 3, width = edges[b + 1] - edges[b];
+        return 3 * edges[b] + (u % 3) * width;
+    }
+    int to(int u) const {
+        return isShort ? from(u) + edges[u / 3 + 1] - edges[u / 3] : edges[u + 1];
+    }
+    // Scale factors in the first group take slen1 bits, the others slen2.
+    bool first_group(int u) const { return isShort ? u < 18 : u < 11; }
+};
+
+struct Work {
+    double xr[kLines];   // |x| on the standard's scale (Q26 / 2^26)
+    double xr34[kLines]; // |x|^(3/4)
+    int32_t ix[kLines];
+    int32_t best[kLines];
+};
+static_assert(sizeof(Work) + 32 <= ZEM_MP3_QUANTIZE_WORK_BYTES);
+
+// ---- bit counts ----
+
+inline int pair_bits(const PairTable& t, int x, int y) {
+    const int top = t.width - 1;
+    const int cx = x < top ? x : top, cy = y < top ? y : top;
+    int bits = t.codes[cx * t.width + cy].length + (cx != 0) + (cy != 0);
+    if (t.linbits > 0)
+        bits += (cx == 15 ? t.linbits : 0) + (cy == 15 ? t.linbits : 0);
+    return bits;
+}
+
+// The cheapest table for the pairs of ix[from, to): its number and bit count.
+struct Choice {
+    int table, bits;
+};
+
+Choice choose_table(const int32_t* ix, int from, int to) {
+    int top = 0;
+    for (int i = from; i < to; ++i)
+        top = ix[i] > top ? ix[i] : top;
+    if (top == 0)
+        return {0, 0};
+    Choice best{-1, 1 << 30};
+    auto consider = [&](int t) {
+        int bits = 0;
+        for (int i = from; i < to && bits < best.bits; i += 2)
+            bits += pair_bits(kPairTables[t], ix[i], ix[i + 1]);
+        if (bits < best.bits)
+            best = {t, bits};
+    };
+    if (top <= 15) {
+        for (int t = 1; t <= 15; ++t)
+            if (kPairTables[t].codes != nullptr && kPairTables[t].width - 1 >= top)
+                consider(t);
+    } else { // the narrowest linbits of each of the two escape families
+        for (int first : {16, 24})
+            for (int t = first; t < first + 8; ++t)
+                if (15 + (1 << kPairTables[t].linbits) - 1 >= top) {
+                    consider(t);
+                    break;
+                }
+    }
+    return best;
+}
+
+struct Coding {
+    int bigValues, count1Len, count1Table, bits;
+    int table[3], region0, region1;
+};
+
+// Region counts by the number of long bands the big values reach (the split a quick inner loop
+// uses; the final coding searches all splits).
+constexpr uint8_t kSplit[23][2] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 1}, {1, 1}, {1, 1},
+                                   {1, 2}, {2, 2}, {2, 3}, {2, 3}, {3, 4}, {3, 4}, {3, 4}, {4, 5},
+                                   {4, 5}, {4, 6}, {5, 6}, {5, 6}, {5, 7}, {6, 7}, {6, 7}};
+
+Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEdges, bool search) {
+    Coding c{};
+    int n = kLines;
+    while (n > 0 && ix[n - 1] == 0)
+        --n;
+    int end = (n + 3) & ~3;
+    if (end > kLines)
+        end = kLines;
+    int start1 = end;
+    while (start1 >= 4 && ix[start1 - 1] <= 1 && ix[start1 - 2] <= 1 && ix[start1 - 3] <= 1 &&
+           ix[start1 - 4] <= 1)
+        start1 -= 4;
+    c.bigValues = start1 / 2;
+    c.count1Len = end - start1;
+    int bitsA = 0, bitsB = 0;
+    for (int i = start1; i < end; i += 4) {
+        const int index = (ix[i] << 3) | (ix[i + 1] << 2) | (ix[i + 2] << 1) | ix[i + 3];
+        const int signs = ix[i] + ix[i + 1] + ix[i + 2] + ix[i + 3];
+        bitsA += kQuadCodesA[index].length + signs;
+        bitsB += 4 + signs;
+    }
+    c.count1Table = bitsB < bitsA ? 1 : 0;
+    c.bits = bitsB < bitsA ? bitsB : bitsA;
+    if (windowSwitching) {
+        const int split = start1 < 36 ? start1 : 36;
+        const Choice r0 = choose_table(ix, 0, split), r1 = choose_table(ix, split, start1);
+        c.table[0] = r0.table;
+        c.table[1] = r1.table;
+        c.region0 = 7; // implied by window switching (set as the unpacker sets them)
+        c.region1 = 13;
+        c.bits += r0.bits + r1.bits;
+        return c;
+    }
+    int reach = 0;
+    while (reach < 22 && longEdges[reach] < start1)
+        ++reach;
+    auto regions = [&](int r0, int r1, Choice* out) {
+        const int e0 = longEdges[r0 + 1] < start1 ? longEdges[r0 + 1] : start1;
+        const int e1 =
+            r0 + r1 + 2 <= 22 && longEdges[r0 + r1 + 2] < start1 ? longEdges[r0 + r1 + 2] : start1;
+        out[0] = choose_table(ix, 0, e0);
+        out[1] = choose_table(ix, e0, e1);
+        out[2] = choose_table(ix, e1, start1);
+        return out[0].bits + out[1].bits + out[2].bits;
+    };
+    int best = 1 << 30, bestR0 = kSplit[reach][0], bestR1 = kSplit[reach][1];
+    Choice chosen[3] = {};
+    for (int r0 = 0; r0 < 16; ++r0)
+        for (int r1 = 0; r1 < 8 && r0 + r1 + 2 <= 22; ++r1) {
+            if (!search && (r0 != kSplit[reach][0] || r1 != kSplit[reach][1]))
+                continue;
+            Choice trial[3];
+            const int bits = regions(r0, r1, trial);
+            if (bits < best) {
+                best = bits;
+                bestR0 = r0;
+                bestR1 = r1;
+                std::memcpy(chosen, trial, sizeof chosen);
+            }
+        }
+    c.region0 = bestR0;
+    c.region1 = bestR1;
+    for (int r = 0; r < 3; ++r)
+        c.table[r] = chosen[r].table;
+    c.bits += best;
+    return c;
+}
+
+// ---- quantisation ----
+
+struct Gains {
+    int globalGain;
+    double sfStep; // 0.5 or 1: the amplification of one scale-factor step, in powers of two
+    int sf[kMaxUnits];
+};
+
+// ix = nint((|x| 2^(-(gg - 210)/4 + step sf))^(3/4) - 0.0946); false when one exceeds 8206.
+bool quantise(Work& w, const Layout& L, const Gains& g) {
+    for (int u = 0; u < L.units(); ++u) {
+        const double scale = std::exp2(0.75 * (-(g.globalGain - 210) / 4.0 + g.sfStep * g.sf[u]));
+        for (int i = L.from(u); i < L.to(u); ++i) {
+            const double v = w.xr34[i] * scale - 0.0946;
+            if (v > kMaxMagnitude)
+                return false;
+            w.ix[i] = v < 0.5 ? 0 : int32_t(v + 0.5);
+        }
+    }
+    return true;
+}
+
+// Noise of one unit: the energy of the difference between x and its reconstruction.
+double unit_noise(const Work& w, const Layout& L, const Gains& g, int u) {
+    const double step = std::exp2((g.globalGain - 210) / 4.0 - g.sfStep * g.sf[u]);
+    double noise = 0.0;
+    for (int i = L.from(u); i < L.to(u); ++i) {
+        const double q = w.ix[i];
+        const double d = w.xr[i] - q * std::cbrt(q) * step;
+        noise += d * d;
+    }
+    return noise;
+}
+
+// The smallest scalefac_compress whose widths hold the scale factors, and its bits; -1 when none.
+struct Part2 {
+    int compress, bits;
+};
+
+Part2 part2_bits(const Layout& L, const int* sf) {
+    int top1 = 0, top2 = 0;
+    for (int u = 0; u < L.units(); ++u)
+        if (L.has_sf(u))
+            (L.first_group(u) ? top1 : top2) = std::max(L.first_group(u) ? top1 : top2, sf[u]);
+    const int n1 = L.isShort ? 18 : 11, n2 = L.isShort ? 18 : 10;
+    Part2 best{-1, 1 << 30};
+    for (int c = 0; c < 16; ++c)
+        if ((1 << kSlen1[c]) > top1 && (1 << kSlen2[c]) > top2) {
+            const int bits = n1 * kSlen1[c] + n2 * kSlen2[c];
+            if (bits < best.bits)
+                best = {c, bits};
+        }
+    return best;
+}
+
+// The smallest global gain whose values fit `avail` bits; -1 when even 255 does not.
+int inner_loop(Work& w, const Layout& L, Gains& g, bool windowSwitching, int avail) {
+    auto fits = [&](int gg) {
+        g.globalGain = gg;
+        return quantise(w, L, g) && count_bits(w.ix, windowSwitching, L.edges, false).bits <= avail;
+    };
+    if (!fits(255))
+        return -1;
+    int lo = 0, hi = 255; // fits(hi)
+    while (lo < hi) {
+        const int mid = (lo + hi) / 2;
+        if (fits(mid))
+            hi = mid;
+        else
+            lo = mid + 1;
+    }
+    g.globalGain = hi;
+    quantise(w, L, g);
+    return hi;
+}
+
+int max_sf(const Layout& L, int u) { return L.first_group(u) ? 15 : 7; }
+
+} // namespace
+} // namespace zem::mp3
+
+using namespace zem;
+using namespace zem::mp3;
+
+ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
+                                         ZemMp3GranuleRec* pGranule, int32_t* pCount1Len,
+                                         int32_t* pHufSize, const float* pRatio,
+                                         const uint8_t* pIsPos, const int32_t* pIsStart,
+                                         const ZemMp3HeaderRec* pHeader, int32_t maxBits,
+                                         uint8_t* pWorkBuf) {
+    if (any_null(pSrcDst, pScaleFactor, pGranule, pCount1Len, pHufSize, pRatio, pHeader,
+                 pWorkBuf) ||
+        (pIsPos == nullptr) != (pIsStart == nullptr))
+        return zemStatusNullPointer;
+    if (pHeader->id != 1 || pHeader->sampling_frequency < 0 || pHeader->sampling_frequency > 2)
+        return zemStatusMp3BadFrameHeader;
+    const ZemMp3GranuleRec& in = *pGranule;
+    if (in.block_type < 0 || in.block_type > 3 ||
+        (in.window_switching_flag != 0) != (in.block_type != 0) || in.mixed_block_flag != 0)
+        return zemStatusMp3BadSideInfo;
+    if (maxBits < 0)
+        return zemStatusBadArgument;
+    const Layout L{in.block_type == 2, in.block_type == 2
+                                           ? kSfbShort[3 + pHeader->sampling_frequency]
+                                           : kSfbLong[3 + pHeader->sampling_frequency]};
+    if (pIsStart != nullptr)
+        for (int k = 0; k < (L.isShort ? 3 : 1); ++k)
+            if (pIsStart[k] < 0 || pIsStart[k] > (L.isShort ? 13 : 22))
+                return zemStatusBadArgument;
+    const int budget = maxBits < 4095 ? maxBits : 4095;
+    const bool switching = in.window_switching_flag != 0;
+
+    Work& w = *reinterpret_cast<Work*>(align_up<32>(pWorkBuf));
+    for (int i = 0; i < kLines; ++i) {
+        w.xr[i] = std::abs(double(pSrcDst[i])) / 67108864.0;
+        w.xr34[i] = std::pow(w.xr[i], 0.75);
+    }
+    // Allowed noise per unit; intensity units of the right channel carry their position instead.
+    double allowed[kMaxUnits] = {};
+    bool intensity[kMaxUnits] = {};
+    for (int u = 0; u < L.units(); ++u) {
+        double energy = 0.0;
+        for (int i = L.from(u); i < L.to(u); ++i)
+            energy += w.xr[i] * w.xr[i];
+        allowed[u] = double(pRatio[u]) * energy;
+        if (pIsStart != nullptr && L.has_sf(u))
+            intensity[u] = L.isShort ? u / 3 >= pIsStart[u % 3] : u >= pIsStart[0];
+    }
+
+    Gains g{0, 0.5, {}};
+    for (int u = 0; u < L.units(); ++u)
+        g.sf[u] = intensity[u] ? pIsPos[u] : 0;
+    Gains best{};
+    int bestOver = 1 << 30;
+    double bestExcess = 0.0;
+    bool haveBest = false;
+    for (int iter = 0; iter < kMaxIterations; ++iter) {
+        const Part2 p2 = part2_bits(L, g.sf);
+        if (p2.compress < 0 || p2.bits > budget)
+            break;
+        if (inner_loop(w, L, g, switching, budget - p2.bits) < 0)
+            break;
+        int over = 0;
+        double excess = 0.0;
+        bool overUnit[kMaxUnits] = {};
+        for (int u = 0; u < L.units(); ++u) {
+            if (!L.has_sf(u) || intensity[u] || allowed[u] <= 0.0)
+                continue;
+            const double noise = unit_noise(w, L, g, u);
+            if (noise > allowed[u]) {
+                overUnit[u] = true;
+                ++over;
+                excess += std::log10(noise / allowed[u]);
+            }
+        }
+        if (!haveBest || over < bestOver || (over == bestOver && excess < bestExcess)) {
+            best = g;
+            bestOver = over;
+            bestExcess = excess;
+            haveBest = true;
+            std::memcpy(w.best, w.ix, sizeof w.ix);
+        }
+        if (over == 0)
+            break;
+        bool exhausted = false, allAmplified = true;
+        for (int u = 0; u < L.units(); ++u) {
+            if (overUnit[u])
+                ++g.sf[u];
+            if (L.has_sf(u) && !intensity[u]) {
+                exhausted |= g.sf[u] > max_sf(L, u);
+                allAmplified &= g.sf[u] > 0;
+            }
+        }
+        if (exhausted && g.sfStep == 0.5) { // coarser steps: the same amplification, halved
+            g.sfStep = 1.0;
+            for (int u = 0; u < L.units(); ++u)
+                if (!intensity[u])
+                    g.sf[u] = (g.sf[u] + 1) / 2;
+        } else if (exhausted || allAmplified) {
+            break;
+        }
+    }
+    if (!haveBest) { // nothing fits: the granule is coded silent with the largest gain
+        best = Gains{255, 0.5, {}};
+        for (int u = 0; u < L.units(); ++u)
+            best.sf[u] = intensity[u] ? pIsPos[u] : 0;
+        std::memset(w.best, 0, sizeof w.best);
+    }
+    // Right channel: bands below the intensity start that quantise to nothing get the illegal
+    // position 7, so that the decoder, which starts intensity after the last non-zero line,
+    // leaves them alone.
+    if (pIsStart != nullptr)
+        for (int u = 0; u < L.units(); ++u) {
+            if (!L.has_sf(u) || intensity[u])
+                continue;
+            bool zero = true;
+            for (int i = L.from(u); i < L.to(u) && zero; ++i)
+                zero = w.best[i] == 0;
+            if (zero)
+                best.sf[u] = 7;
+        }
+    Part2 p2 = part2_bits(L, best.sf);
+    Coding c = count_bits(w.best, switching, L.edges, true);
+    // The marks can cost bits: coarsen the gain until the whole fits.
+    while (p2.compress >= 0 && p2.bits + c.bits > budget && best.globalGain < 255) {
+        ++best.globalGain;
+        std::memcpy(w.ix, w.best, sizeof w.ix);
+        if (quantise(w, L, best)) {
+            std::memcpy(w.best, w.ix, sizeof w.ix);
+            c = count_bits(w.best, switching, L.edges, true);
+        }
+    }
+    if (p2.compress < 0 || p2.bits + c.bits > budget) { // the marks do not fit: drop them
+        for (int u = 0; u < L.units(); ++u)
+            if (!intensity[u] && best.sf[u] == 7)
+                best.sf[u] = 0;
+        p2 = part2_bits(L, best.sf);
+    }
+
+    for (int i = 0; i < kLines; ++i)
+        pSrcDst[i] = pSrcDst[i] < 0 ? -w.best[i] : w.best[i];
+    std::memset(pScaleFactor, 0, 39);
+    for (int u = 0; u < L.units(); ++u)
+        if (L.has_sf(u))
+            pScaleFactor[u] = int8_t(best.sf[u]);
+    ZemMp3GranuleRec& out = *pGranule;
+    out.global_gain = best.globalGain;
+    out.scalefac_compress = p2.compress;
+    out.scalefac_scale = best.sfStep == 1.0;
+    out.preflag = 0;
+    out.subblock_gain[0] = out.subblock_gain[1] = out.subblock_gain[2] = 0;
+    out.big_values = c.bigValues;
+    out.table_select[0] = c.table[0];
+    out.table_select[1] = c.table[1];
+    out.table_select[2] = switching ? 0 : c.table[2];
+    out.region0_count = switching && L.isShort ? 8 : c.region0;
+    out.region1_count = switching && L.isShort ? 12 : c.region1;
+    out.count1table_select = c.count1Table;
+    out.part2_3_length = p2.bits + c.bits;
+    *pCount1Len = c.count1Len;
+    *pHufSize = c.bits;
+    return zemStatusOk;
+}
