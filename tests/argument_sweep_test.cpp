@@ -50,6 +50,9 @@ struct Arena {
     ZemMp3ReservoirRec reservoir;
     int32_t isStart[3];
     alignas(32) uint8_t quantWork[ZEM_MP3_QUANTIZE_WORK_BYTES];
+    ZemMp3PsyStateRec psy;
+    ZemMp3PsyResultRec psyResult;
+    uint8_t psyWork[ZEM_MP3_PSY_WORK_BYTES];
 };
 
 struct Fixture {
@@ -645,4 +648,11 @@ TEST(ArgumentSweep, Mp3Encoding) {
           [](Arena& a) { a.gr[0].mixed_block_flag = 1; }},
          {"maxBits -1", 9, -1, zemStatusBadArgument},
          {"intensity start 23", -1, 0, zemStatusBadArgument, [](Arena& a) { a.isStart[0] = 23; }}});
+    quant("zemsPsychoacousticModelTwo_MP3_16s", zemsPsychoacousticModelTwo_MP3_16s,
+          std::tuple{a.s16, 1, &a.hdr, &a.psy, &a.psyResult, a.psyWork},
+          {{"numCh 0", 1, 0, zemStatusBadArgument},
+           {"numCh 3", 1, 3, zemStatusBadArgument},
+           {"MPEG-2 header", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
+           {"sampling_frequency 3", -1, 0, zemStatusMp3BadFrameHeader,
+            [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
 }

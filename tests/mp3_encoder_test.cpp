@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -580,6 +582,83 @@ TEST(Mp3Quantize, IntensityPositionsAsScaleFactors) {
     EXPECT_NE(q.sf[0], 7);
     std::vector<int32_t> y;
     EXPECT_EQ(q.round_trip(y), q.g.part2_3_length);
+}
+
+struct Model {
+    std::unique_ptr<ZemMp3PsyStateRec> state = std::make_unique<ZemMp3PsyStateRec>();
+    std::vector<uint8_t> work = std::vector<uint8_t>(ZEM_MP3_PSY_WORK_BYTES);
+    ZemMp3HeaderRec h{};
+    Model() {
+        *state = {};
+        h.id = 1;
+    }
+    ZemMp3PsyResultRec run(const int16_t* window) {
+        ZemMp3PsyResultRec r{};
+        EXPECT_EQ(zemsPsychoacousticModelTwo_MP3_16s(window, 1, &h, state.get(), &r, work.data()),
+                  zemStatusOk);
+        return r;
+    }
+};
+
+std::vector<int16_t> granules_of(int count, const std::function<double(int)>& sample) {
+    std::vector<int16_t> x(std::size_t(576 * count + 1024));
+    for (std::size_t i = 0; i < x.size(); ++i)
+        x[i] = int16_t(std::clamp(std::lround(sample(int(i))), -32768L, 32767L));
+    return x;
+}
+
+// A steady tone masks far less than noise of the same energy in its band (tonality from the
+// two previous spectra), its masking falls off with distance, silence leaves only the
+// threshold in quiet, and a click after silence, and only that granule, is an attack.
+TEST(Mp3PsychoacousticModel, TonalityMaskingQuietAndAttacks) {
+    std::mt19937 rng(zemtest::seed());
+    std::normal_distribution<double> n(0.0, 1.0);
+    // 1 kHz: MDCT line 26, long band 6 at 44.1 kHz.
+    const auto tone =
+        granules_of(6, [&](int i) { return 8000 * std::sin(2 * kPi * 1000.0 * i / 44100); });
+    Model mt;
+    ZemMp3PsyResultRec t{};
+    for (int g = 0; g < 6; ++g)
+        t = mt.run(tone.data() + 576 * g);
+    const auto noise = granules_of(6, [&](int) { return 2000 * n(rng); });
+    Model mn;
+    ZemMp3PsyResultRec z{};
+    for (int g = 0; g < 6; ++g)
+        z = mn.run(noise.data() + 576 * g);
+    EXPECT_GT(t.energyLong[6], 1e3 * t.energyLong[15]);
+    EXPECT_LT(t.ratioLong[6], 0.2 * z.ratioLong[6]);
+    EXPECT_GT(t.allowedLong[7], 10.0 * t.allowedLong[12]); // masking spreads to the neighbours
+    for (int u = 6; u < 33; ++u) // short bands 2-10: noise masks 6 dB below its energy
+        EXPECT_NEAR(z.ratioShort[u], 0.25, 0.01) << u;
+    EXPECT_EQ(t.attack + z.attack, 0);
+
+    Model ms;
+    const auto click =
+        granules_of(8, [](int i) { return i >= 576 * 5 + 600 && i < 576 * 5 + 620 ? 20000 : 0; });
+    for (int g = 0; g < 8; ++g) {
+        const ZemMp3PsyResultRec r = ms.run(click.data() + 576 * g);
+        if (g < 4) {
+            EXPECT_EQ(r.pe, 0.0f);
+            EXPECT_EQ(r.ratioLong[10], 0.0f);
+            EXPECT_GT(r.allowedLong[10], 0.0f); // the threshold in quiet
+        }
+        EXPECT_EQ(r.attack, g == 5 ? 1 : 0) << g;
+    }
+}
+
+// The state may be copied or moved between calls: the copy carries on as the original does.
+TEST(Mp3PsychoacousticModel, CopiedStateCarriesOn) {
+    const auto x =
+        granules_of(5, [](int i) { return 6000 * std::sin(0.05 * i) + 3000 * std::sin(0.31 * i); });
+    Model a;
+    a.h.sampling_frequency = 1;
+    for (int g = 0; g < 3; ++g)
+        a.run(x.data() + 576 * g);
+    Model b;
+    b.h = a.h;
+    *b.state = *a.state;
+    const ZemMp3PsyResultRec ra = a.run(x.data() + 576 * 3), rb = b.run(x.data() + 576 * 3);
+    EXPECT_EQ(std::memcmp(&ra, &rb, sizeof ra), 0);
 }
 
 } // namespace

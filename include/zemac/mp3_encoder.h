@@ -68,6 +68,49 @@ ZEM_API ZemStatus zemsJointStereoEncode_MP3_32s_I(int32_t* pSrcDstL, int32_t* pS
                                                   const ZemMp3GranuleRec* pSideInfo,
                                                   int32_t* pIsStart);
 
+/* Psychoacoustic model two, one granule of one channel (MPEG-1 sampling frequencies). The state
+   is the caller's, zero-filled before the first call and kept for the channel (it holds the two
+   previous spectra, the partitions of the sampling frequency and the transform tables, which a
+   moved or copied record builds again). The result per granule: */
+typedef struct ZemMp3PsyStateRec {
+    double opaque[7168];
+} ZemMp3PsyStateRec;
+
+typedef struct ZemMp3PsyResultRec {
+    float energyLong[22];  /* energy per long scale-factor band (full-scale sine line: 2^46.1) */
+    float allowedLong[22]; /* allowed distortion, the masking threshold */
+    float ratioLong[22];   /* allowed over energy, 0 for a silent band: zemsQuantize_MP3_32s_I's
+                              pRatio for long blocks */
+    float energyShort[39]; /* the same per short band and window, at 3 band + window */
+    float allowedShort[39];
+    float ratioShort[39];
+    float pe;       /* perceptual entropy of the long block */
+    int32_t attack; /* 1 when pe exceeds 1000 and twice the previous granule's: code
+                       this granule with short blocks */
+} ZemMp3PsyResultRec;
+
+/* Bytes of the work buffer of zemsPsychoacousticModelTwo_MP3_16s. */
+#define ZEM_MP3_PSY_WORK_BYTES 20608
+
+/* Model two of ISO/IEC 11172-3 Annex D: pSrc holds 1024 samples of one channel at stride numCh
+   (1 or 2), the granule's 576 samples at pSrc[224 .. 799] (the window centred on the granule as
+   the hybrid filter bank sees it: the caller delays the model's input against the analysis by
+   the bank's 481 samples minus 224); the three short windows' 256-point transforms start at
+   samples 192, 384 and 576. Long block: Hann window, 1024-point FFT, unpredictability of lines
+   below 206 from the two previous granules' magnitude and phase (0.4 above, 1 until two granules
+   were seen), energies and weighted unpredictability per third-of-a-Bark partition, spread with
+   the model's spreading function, tonality -0.299 - 0.43 ln(c) clamped to 0..1, masking level
+   tonality 18 dB + (1 - tonality) 6 dB below the normalised spread energy, the threshold in
+   quiet (Terhardt's curve, full scale at 96 dB) as a floor, perceptual entropy of the lines above
+   their threshold. Short windows: 6 dB below the energy or the threshold in quiet. Statuses, in
+   check order: zemStatusNullPointer; zemStatusBadArgument (numCh not 1 or 2);
+   zemStatusMp3BadFrameHeader (id not 1, sampling_frequency outside 0..2). */
+ZEM_API ZemStatus zemsPsychoacousticModelTwo_MP3_16s(const int16_t* pSrc, int32_t numCh,
+                                                     const ZemMp3HeaderRec* pHeader,
+                                                     ZemMp3PsyStateRec* pState,
+                                                     ZemMp3PsyResultRec* pResult,
+                                                     uint8_t* pWorkBuf);
+
 /* Bytes of the work buffer of zemsQuantize_MP3_32s_I. */
 #define ZEM_MP3_QUANTIZE_WORK_BYTES 13888
 
