@@ -68,6 +68,8 @@ TEST(ZemencWav, ReadsPcmAndRefusesTheRest) {
     EXPECT_FALSE(zemenc::parse_wav(noData, pcm, error));
 }
 
+constexpr int kKbps[15] = {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
+
 TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
     zemenc::Pcm pcm;
     pcm.rate = 44100;
@@ -89,6 +91,12 @@ TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
         const uint8_t* end = mp3.data() + mp3.size() - 8;
         long sent = 0; // payload bytes of the frames so far
         int frames = 0, maxBegin = 0;
+        // The tag frame first: a silent frame with the Info tag, before any audio.
+        ZemMp3HeaderRec tagHeader{};
+        uint8_t* q = mp3.data();
+        ASSERT_EQ(zemsUnpackFrameHeader_MP3(&q, &tagHeader), zemStatusOk);
+        ASSERT_EQ(std::memcmp(mp3.data() + 36, "Info", 4), 0);
+        p += 144000 * kKbps[tagHeader.bitrate_index] / 44100;
         while (p < end) {
             uint8_t* frame = p;
             ZemMp3HeaderRec h{};

@@ -86,7 +86,12 @@ InfoFrame read_info_frame(const uint8_t* frame, long length, const FrameInfo& f)
     const uint32_t flags = uint32_t(frame[at + 7]) | uint32_t(frame[at + 6]) << 8;
     const long p = at + 8 + ((flags & 1) ? 4 : 0) + ((flags & 2) ? 4 : 0) +
                    ((flags & 4) ? 100 : 0) + ((flags & 8) ? 4 : 0);
-    if (p + 24 <= length && std::memcmp(frame + p, "LAME", 4) == 0) {
+    // The encoder's extension follows with its name in nine printable characters, whatever
+    // the encoder ("LAME3.100", "Lavc58.13", ...).
+    const bool named = p + 24 <= length && std::all_of(frame + p, frame + p + 9, [](uint8_t c) {
+                           return c >= 0x20 && c < 0x7F;
+                       });
+    if (named) {
         info.lame = true;
         const uint8_t* d = frame + p + 21;
         info.delay = d[0] << 4 | d[1] >> 4;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "frame_writer.hpp"
+#include "info_tag.hpp"
 #include "zemac.h"
 
 namespace zemenc {
@@ -49,12 +50,19 @@ class Encoder {
         work_.resize(std::max(ZEM_MP3_PSY_WORK_BYTES, ZEM_MP3_QUANTIZE_WORK_BYTES));
     }
 
+    // The tag frame, then the audio frames.
     std::vector<uint8_t> run() {
         const long frames = (long(samples()) + kEncoderDelay + 1151) / 1152;
         model(0);
         for (long f = 0; f < frames; ++f)
             frame(f);
-        return std::move(writer_->bytes());
+        std::vector<uint8_t>& audio = writer_->bytes();
+        const StreamFacts facts{frames, long(audio.size()), kEncoderDelay - 529,
+                                int(frames * 1152 - long(samples()) - kEncoderDelay + 529),
+                                tag_crc(audio.data(), audio.size())};
+        std::vector<uint8_t> stream = info_frame(header_, facts);
+        stream.insert(stream.end(), audio.begin(), audio.end());
+        return stream;
     }
 
   private:

@@ -4,6 +4,8 @@
 # clipped full-scale square) at several rates and modes with zemenc, then requires a clean
 # decode by mpg123, by FFmpeg with CRC checking and by zemdec, and zemdec within the ISO/IEC
 # 11172-4 full-accuracy limits of mpg123 (RMS below 0.289 LSB, no sample off by more than 2).
+# The stream's Info tag gives the encoder delay and padding: mpg123's and zemdec's gapless
+# output has exactly the input's length.
 set -u
 read -r -a zemenc <<< "${ZEM_RUN:-} $1"
 read -r -a zemdec <<< "${ZEM_RUN:-} $2"
@@ -47,6 +49,12 @@ for sig in "${signals[@]}"; do
     if ! "${zemdec[@]}" "$tmp/out.mp3" "$tmp/ours.wav" > "$tmp/log" 2>&1; then
       echo "FAIL: $name ($args): zemdec reported errors"; cat "$tmp/log"; fail=1; continue
     fi
+    outCh=$ch; [ "${args#*-m m}" != "$args" ] && outCh=1
+    want=$((2 * rate * outCh * 2)) # bytes of two seconds
+    for out in mpg123 ours; do
+      got=$(( $(stat -c %s "$tmp/$out.wav") - 44 ))
+      [ "$got" = "$want" ] || { echo "FAIL: $name ($args): $out gives $got bytes of audio, not $want"; fail=1; }
+    done
     line=$("${compare[@]}" "$tmp/ours.wav" "$tmp/mpg123.wav")
     printf '%-8s %-28s %s\n' "$name" "$args" "$line"
     rms=$(sed -n 's/.*rms=\([0-9.]*\).*/\1/p' <<< "$line")

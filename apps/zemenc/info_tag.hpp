@@ -1,0 +1,27 @@
+// The first frame of a zemenc stream: a silent frame carrying an Info tag (the CBR form of the
+// Xing tag) with LAME's extension, so that decoders learn the frame count, the byte count and
+// the encoder delay and padding to trim (gapless playback).
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "zemac.h"
+
+namespace zemenc {
+
+struct StreamFacts {
+    long frames;       // audio frames after the tag frame
+    long audioBytes;   // their bytes
+    int delay;         // samples decoders skip at the start, less their own 529
+    int padding;       // samples past the input at the end, plus 529
+    uint16_t musicCrc; // CRC-16 of the audio frames' bytes
+};
+
+// The tag frame for a stream of frames with `header`'s parameters (its protection is dropped).
+std::vector<uint8_t> info_frame(const ZemMp3HeaderRec& header, const StreamFacts& facts);
+
+// CRC-16 as LAME's tag computes it (polynomial 0x8005, bits reflected, initial 0).
+uint16_t tag_crc(const uint8_t* data, std::size_t n, uint16_t crc = 0);
+
+} // namespace zemenc
