@@ -29,7 +29,8 @@ constexpr int kMaxIterations = 40;
 // w at 3 b + w (bands 0-11 and band 12, which has none), each a run of lines.
 struct Layout {
     bool isShort;
-    const int16_t* edges;
+    const int16_t* edges;     // the scale-factor bands: short or long
+    const int16_t* longEdges; // the long bands, which place the Huffman regions
     int units() const { return isShort ? 39 : 22; }
     bool has_sf(int u) const { return isShort ? u < 36 : u < 21; }
     int from(int u) const {
@@ -64,40 +65,6 @@ inline int pair_bits(const PairTable& t, int x, int y) {
     return bits;
 }
 
-// The cheapest table for the pairs of ix[from, to): its number and bit count.
-struct Choice {
-    int table, bits;
-};
-
-Choice choose_table(const int32_t* ix, int from, int to) {
-    int top = 0;
-    for (int i = from; i < to; ++i)
-        top = ix[i] > top ? ix[i] : top;
-    if (top == 0)
-        return {0, 0};
-    Choice best{-1, 1 << 30};
-    auto consider = [&](int t) {
-        int bits = 0;
-        for (int i = from; i < to && bits < best.bits; i += 2)
-            bits += pair_bits(kPairTables[t], ix[i], ix[i + 1]);
-        if (bits < best.bits)
-            best = {t, bits};
-    };
-    if (top <= 15) {
-        for (int t = 1; t <= 15; ++t)
-            if (kPairTables[t].codes != nullptr && kPairTables[t].width - 1 >= top)
-                consider(t);
-    } else { // the narrowest linbits of each of the two escape families
-        for (int first : {16, 24})
-            for (int t = first; t < first + 8; ++t)
-                if (15 + (1 << kPairTables[t].linbits) - 1 >= top) {
-                    consider(t);
-                    break;
-                }
-    }
-    return best;
-}
-
 struct Coding {
     int bigValues, count1Len, count1Table, bits;
     int table[3], region0, region1;
@@ -108,6 +75,68 @@ struct Coding {
 constexpr uint8_t kSplit[23][2] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 1}, {1, 1}, {1, 1},
                                    {1, 2}, {2, 2}, {2, 3}, {2, 3}, {3, 4}, {3, 4}, {3, 4}, {4, 5},
                                    {4, 5}, {4, 6}, {5, 6}, {5, 6}, {5, 7}, {6, 7}, {6, 7}};
+
+constexpr int kNoTable = 1 << 24; // the cost of a table that cannot code a band
+
+// Bits of every table for the big values of each long band (cut at the big-values end), as
+// prefix sums over the bands, so that any run of bands costs two lookups per table.
+struct BandCosts {
+    int bands;
+    int prefix[23][32];
+
+    BandCosts(const int32_t* ix, const int16_t* edges, int end) : bands(0), prefix{} {
+        while (bands < 22 && edges[bands] < end)
+            ++bands;
+        for (int b = 0; b < bands; ++b) {
+            const int from = edges[b], to = edges[b + 1] < end ? edges[b + 1] : end;
+            int top = 0;
+            for (int i = from; i < to; ++i)
+                top = ix[i] > top ? ix[i] : top;
+            int cost[32];
+            cost[0] = top == 0 ? 0 : kNoTable;
+            for (int t = 1; t < 16; ++t) {
+                const PairTable& table = kPairTables[t];
+                cost[t] = kNoTable;
+                if (table.codes != nullptr && table.width - 1 >= top) {
+                    cost[t] = 0;
+                    for (int i = from; i < to; i += 2)
+                        cost[t] += pair_bits(table, ix[i], ix[i + 1]);
+                }
+            }
+            // The escape tables: one code table per family, linbits per escaped value.
+            int escapes = 0;
+            for (int i = from; i < to; ++i)
+                escapes += ix[i] >= 15;
+            for (int first : {16, 24}) {
+                int base = 0;
+                for (int i = from; i < to; i += 2)
+                    base +=
+                        pair_bits(PairTable{kPairTables[first].codes, 16, 0, 0}, ix[i], ix[i + 1]);
+                for (int t = first; t < first + 8; ++t) {
+                    const int linbits = kPairTables[t].linbits;
+                    cost[t] = top <= 15 + (1 << linbits) - 1 ? base + linbits * escapes : kNoTable;
+                }
+            }
+            for (int t = 0; t < 32; ++t)
+                prefix[b + 1][t] = prefix[b][t] + cost[t];
+        }
+    }
+
+    // The cheapest table for bands [from, to) and its bits.
+    void choose(int from, int to, int& table, int& bits) const {
+        from = from < bands ? from : bands;
+        to = to < bands ? to : bands;
+        table = 0;
+        bits = prefix[to][0] - prefix[from][0];
+        for (int t = 1; t < 32; ++t) {
+            const int b = prefix[to][t] - prefix[from][t];
+            if (b < bits) {
+                bits = b;
+                table = t;
+            }
+        }
+    }
+};
 
 Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEdges, bool search) {
     Coding c{};
@@ -132,47 +161,33 @@ Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEd
     }
     c.count1Table = bitsB < bitsA ? 1 : 0;
     c.bits = bitsB < bitsA ? bitsB : bitsA;
-    if (windowSwitching) {
-        const int split = start1 < 36 ? start1 : 36;
-        const Choice r0 = choose_table(ix, 0, split), r1 = choose_table(ix, split, start1);
-        c.table[0] = r0.table;
-        c.table[1] = r1.table;
+    const BandCosts costs(ix, longEdges, start1);
+    if (windowSwitching) { // region 0 ends at line 36, long band 8; region 1 takes the rest
+        int b0, b1;
+        costs.choose(0, 8, c.table[0], b0);
+        costs.choose(8, 22, c.table[1], b1);
         c.region0 = 7; // implied by window switching (set as the unpacker sets them)
         c.region1 = 13;
-        c.bits += r0.bits + r1.bits;
+        c.bits += b0 + b1;
         return c;
     }
-    int reach = 0;
-    while (reach < 22 && longEdges[reach] < start1)
-        ++reach;
-    auto regions = [&](int r0, int r1, Choice* out) {
-        const int e0 = longEdges[r0 + 1] < start1 ? longEdges[r0 + 1] : start1;
-        const int e1 =
-            r0 + r1 + 2 <= 22 && longEdges[r0 + r1 + 2] < start1 ? longEdges[r0 + r1 + 2] : start1;
-        out[0] = choose_table(ix, 0, e0);
-        out[1] = choose_table(ix, e0, e1);
-        out[2] = choose_table(ix, e1, start1);
-        return out[0].bits + out[1].bits + out[2].bits;
-    };
-    int best = 1 << 30, bestR0 = kSplit[reach][0], bestR1 = kSplit[reach][1];
-    Choice chosen[3] = {};
+    const int reach = costs.bands;
+    int best = 1 << 30;
     for (int r0 = 0; r0 < 16; ++r0)
         for (int r1 = 0; r1 < 8 && r0 + r1 + 2 <= 22; ++r1) {
             if (!search && (r0 != kSplit[reach][0] || r1 != kSplit[reach][1]))
                 continue;
-            Choice trial[3];
-            const int bits = regions(r0, r1, trial);
-            if (bits < best) {
-                best = bits;
-                bestR0 = r0;
-                bestR1 = r1;
-                std::memcpy(chosen, trial, sizeof chosen);
+            int t[3], bits[3];
+            costs.choose(0, r0 + 1, t[0], bits[0]);
+            costs.choose(r0 + 1, r0 + r1 + 2, t[1], bits[1]);
+            costs.choose(r0 + r1 + 2, 22, t[2], bits[2]);
+            if (bits[0] + bits[1] + bits[2] < best) {
+                best = bits[0] + bits[1] + bits[2];
+                c.region0 = r0;
+                c.region1 = r1;
+                std::memcpy(c.table, t, sizeof t);
             }
         }
-    c.region0 = bestR0;
-    c.region1 = bestR1;
-    for (int r = 0; r < 3; ++r)
-        c.table[r] = chosen[r].table;
     c.bits += best;
     return c;
 }
@@ -236,7 +251,8 @@ Part2 part2_bits(const Layout& L, const int* sf) {
 int inner_loop(Work& w, const Layout& L, Gains& g, bool windowSwitching, int avail) {
     auto fits = [&](int gg) {
         g.globalGain = gg;
-        return quantise(w, L, g) && count_bits(w.ix, windowSwitching, L.edges, false).bits <= avail;
+        return quantise(w, L, g) &&
+               count_bits(w.ix, windowSwitching, L.longEdges, false).bits <= avail;
     };
     if (!fits(255))
         return -1;
@@ -279,9 +295,9 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
         return zemStatusMp3BadSideInfo;
     if (maxBits < 0)
         return zemStatusBadArgument;
-    const Layout L{in.block_type == 2, in.block_type == 2
-                                           ? kSfbShort[3 + pHeader->sampling_frequency]
-                                           : kSfbLong[3 + pHeader->sampling_frequency]};
+    const int row = 3 + pHeader->sampling_frequency;
+    const Layout L{in.block_type == 2, in.block_type == 2 ? kSfbShort[row] : kSfbLong[row],
+                   kSfbLong[row]};
     if (pIsStart != nullptr)
         for (int k = 0; k < (L.isShort ? 3 : 1); ++k)
             if (pIsStart[k] < 0 || pIsStart[k] > (L.isShort ? 13 : 22))
@@ -379,14 +395,14 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
                 best.sf[u] = 7;
         }
     Part2 p2 = part2_bits(L, best.sf);
-    Coding c = count_bits(w.best, switching, L.edges, true);
+    Coding c = count_bits(w.best, switching, L.longEdges, true);
     // The marks can cost bits: coarsen the gain until the whole fits.
     while (p2.compress >= 0 && p2.bits + c.bits > budget && best.globalGain < 255) {
         ++best.globalGain;
         std::memcpy(w.ix, w.best, sizeof w.ix);
         if (quantise(w, L, best)) {
             std::memcpy(w.best, w.ix, sizeof w.ix);
-            c = count_bits(w.best, switching, L.edges, true);
+            c = count_bits(w.best, switching, L.longEdges, true);
         }
     }
     if (p2.compress < 0 || p2.bits + c.bits > budget) { // the marks do not fit: drop them
