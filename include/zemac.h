@@ -15,6 +15,7 @@
 #include "zemac/mp3_encoder.h"
 #include "zemac/mp3_pqmf.h"
 #include "zemac/mp3_synthesis.h"
+#include "zemac/tools.h"
 #include "zemac/transform.h"
 #include "zemac/vlc.h"
 

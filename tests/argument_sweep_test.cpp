@@ -53,6 +53,16 @@ struct Arena {
     ZemMp3PsyStateRec psy;
     ZemMp3PsyResultRec psyResult;
     uint8_t psyWork[ZEM_MP3_PSY_WORK_BYTES];
+    ZemFirBlockState_32f* fir;
+    int16_t* planes16[2];
+    float* planes32[2];
+    const int16_t* sources16[2];
+    const float* sources32[2];
+    int32_t offsets[4];
+    alignas(16) int16_t inter16[64];
+    alignas(16) float inter32[64];
+    alignas(16) int16_t plane16[2][32];
+    alignas(16) float plane32[2][32];
 };
 
 struct Fixture {
@@ -655,4 +665,71 @@ TEST(ArgumentSweep, Mp3Encoding) {
            {"MPEG-2 header", -1, 0, zemStatusMp3BadFrameHeader, [](Arena& a) { a.hdr.id = 0; }},
            {"sampling_frequency 3", -1, 0, zemStatusMp3BadFrameHeader,
             [](Arena& a) { a.hdr.sampling_frequency = 3; }}});
+}
+
+TEST(ArgumentSweep, Tools) {
+    Fixture f;
+    Arena& a = f.a;
+    ASSERT_EQ(zemsFIRBlockInitAlloc_32f(&a.fir, 3, 16), zemStatusOk);
+    // Buffers on 16-byte boundaries: the helpers that can warn of misalignment return 0.
+    for (int c = 0; c < 2; ++c) {
+        a.planes16[c] = a.plane16[c];
+        a.planes32[c] = a.plane32[c];
+        a.sources16[c] = a.plane16[c];
+        a.sources32[c] = a.plane32[c];
+    }
+    a.offsets[1] = 4;
+    a.offsets[2] = 8;
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    const Rejects firLengths = {{"taps 0", 1, 0, zemStatusBadFirLength},
+                                {"taps -1", 1, -1, zemStatusBadFirLength},
+                                {"taps 32768", 1, 32768, zemStatusBadFirLength},
+                                {"blockLen 0", 2, 0, zemStatusBadFirLength}};
+    ZemFirBlockState_32f* scratch = nullptr;
+    sweep("zemsFIRBlockInitAlloc_32f", zemsFIRBlockInitAlloc_32f, std::tuple{&scratch, 3, 16},
+          firLengths, kNoValidCall);
+    const Reject noFir{"memory without a record", 2, addr(a.x), zemStatusContextMismatch};
+    sweep("zemsFIRBlockOne_32f", zemsFIRBlockOne_32f,
+          std::tuple{a.inter32, a.plane32[0], a.fir, a.plane32[1]}, {noFir});
+    sweep("zemsFIRBlockFree_32f", zemsFIRBlockFree_32f, std::tuple{a.fir},
+          {{"memory without a record", 0, addr(a.x), zemStatusContextMismatch}}, kNoValidCall);
+
+    auto len_at = [](int arg, int64_t v) {
+        return Reject{"len out of range", arg, v, zemStatusBadSize};
+    };
+    sweep("zemsCalcSF_16s32f", zemsCalcSF_16s32f, std::tuple{a.s16, 0, a.f, 8}, {len_at(3, 0)});
+    sweep("zemsMakeFloat_16s32f", zemsMakeFloat_16s32f,
+          std::tuple{a.inter16, a.plane16[0], a.inter32, 8}, {len_at(3, 0), len_at(3, -5)});
+    sweep("zemsPow34_32f", zemsPow34_32f, std::tuple{a.inter32, a.plane32[0], 8}, {len_at(2, 0)});
+    sweep("zemsPow34_32f16s", zemsPow34_32f16s, std::tuple{a.inter32, a.inter16, 8},
+          {len_at(2, 0)});
+    Reject lenFirst = len_at(4, 0);
+    lenFirst.beforePointers = true;
+    sweep("zemsPow34_16s_Sfs", zemsPow34_16s_Sfs, std::tuple{a.s16, 0, a.t16, 0, 8}, {lenFirst});
+    sweep("zemsPow43_16s32f", zemsPow43_16s32f, std::tuple{a.s16, a.f, 8}, {len_at(2, -1)});
+    sweep("zemsPow43Scale_16s32s_Sf", zemsPow43Scale_16s32s_Sf,
+          std::tuple{a.s16, a.x, a.t16, a.offsets, 0, 2, 1, 0},
+          {{"numBands -1", 5, -1, zemStatusBadSize}, {"groupLen -1", 6, -1, zemStatusBadSize}});
+    sweep("zemsScale_32f_I", zemsScale_32f_I, std::tuple{a.f, a.g, a.offsets, 2},
+          {{"numBands 0", 3, 0, zemStatusBadSize}});
+    sweep("zemsSpread_16s_Sfs", zemsSpread_16s_Sfs, std::tuple{int16_t(0), int16_t(3), 0, a.s16},
+          {});
+    const Rejects channels = {{"numCh 0", 1, 0, zemStatusBadChannelCount},
+                              {"len 0", 2, 0, zemStatusBadSize}};
+    Rejects de16 = channels, de32 = channels, in16 = channels, in32 = channels;
+    de16.push_back(
+        {"channel 1 null", -1, 0, zemStatusNullPointer, [](Arena& a) { a.planes16[1] = nullptr; }});
+    de32.push_back(
+        {"channel 1 null", -1, 0, zemStatusNullPointer, [](Arena& a) { a.planes32[1] = nullptr; }});
+    in16.push_back({"channel 1 null", -1, 0, zemStatusNullPointer,
+                    [](Arena& a) { a.sources16[1] = nullptr; }});
+    in32.push_back({"channel 1 null", -1, 0, zemStatusNullPointer,
+                    [](Arena& a) { a.sources32[1] = nullptr; }});
+    sweep("zemsDeinterleave_16s", zemsDeinterleave_16s, std::tuple{a.inter16, 2, 8, a.planes16},
+          de16);
+    sweep("zemsDeinterleave_32f", zemsDeinterleave_32f, std::tuple{a.inter32, 2, 8, a.planes32},
+          de32);
+    sweep("zemsInterleave_16s", zemsInterleave_16s, std::tuple{a.sources16, 2, 8, a.inter16}, in16);
+    sweep("zemsInterleave_32f", zemsInterleave_32f, std::tuple{a.sources32, 2, 8, a.inter32}, in32);
+    EXPECT_EQ(zemsFIRBlockFree_32f(a.fir), zemStatusOk);
 }

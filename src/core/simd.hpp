@@ -180,6 +180,13 @@ inline F32x4 interleave_lo(F32x4 a, F32x4 b) { return {_mm_unpacklo_ps(a.v, b.v)
 inline F32x4 interleave_hi(F32x4 a, F32x4 b) { return {_mm_unpackhi_ps(a.v, b.v)}; }
 
 // The processor's estimate of 1/sqrt(x) (about 12 bits; the exact value depends on the CPU).
+// |a| per lane; the processor's reciprocal-square-root estimates (about 12 bits); v where a > b
+// and 0 elsewhere.
+inline F32x4 abs(F32x4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
+inline F32x4 rsqrt_estimate(F32x4 a) { return {_mm_rsqrt_ps(a.v)}; }
+inline F32x4 where_greater(F32x4 v, F32x4 a, F32x4 b) {
+    return {_mm_and_ps(v.v, _mm_cmpgt_ps(a.v, b.v))};
+}
 inline float rsqrt_estimate(float x) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(x))); }
 // A hint to fetch the cache line at p without keeping it in the outer caches.
 inline void prefetch_once(const void* p) {

@@ -1,0 +1,240 @@
+// The block FIR against direct convolution, and the numeric helpers against their formulas in
+// double precision, their known answers, the inverse quantiser they share arithmetic with, and
+// every alignment of their buffers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "support/seed.hpp"
+#include "zemac.h"
+#include "zemcore_testing.h"
+
+namespace {
+
+// Floats at a chosen offset (in elements) from a 16-byte boundary.
+template <class T> struct Placed {
+    std::vector<T> store;
+    T* p;
+    Placed(std::size_t n, int offset) : store(n + 16) {
+        auto* base =
+            reinterpret_cast<T*>((reinterpret_cast<uintptr_t>(store.data()) + 15) & ~uintptr_t(15));
+        p = base + offset;
+    }
+};
+
+TEST(FirBlock, DirectConvolutionAcrossBlocksAtEveryAlignment) {
+    std::mt19937 rng(zemtest::seed());
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    for (int taps : {1, 2, 3, 5, 8})
+        for (int len : {1, 7, 16, 33})
+            for (int offset : {0, 1}) {
+                ZemFirBlockState_32f* s = nullptr;
+                ASSERT_EQ(zemsFIRBlockInitAlloc_32f(&s, taps, len), zemStatusOk);
+                std::vector<std::vector<float>> past;
+                for (int n = 0; n < 12; ++n) {
+                    Placed<float> x(std::size_t(len), offset), y(std::size_t(len), offset),
+                        h(std::size_t(taps), offset);
+                    for (int i = 0; i < len; ++i)
+                        x.p[i] = u(rng);
+                    for (int k = 0; k < taps; ++k) // the taps may change from call to call
+                        h.p[k] = u(rng);
+                    past.insert(past.begin(), std::vector<float>(x.p, x.p + len));
+                    ASSERT_EQ(zemsFIRBlockOne_32f(x.p, y.p, s, h.p),
+                              offset == 0 ? zemStatusOk : zemWarnMisaligned);
+                    for (int i = 0; i < len; ++i) {
+                        double want = 0.0;
+                        for (int k = 0; k < taps && k < int(past.size()); ++k)
+                            want += double(h.p[k]) * past[std::size_t(k)][std::size_t(i)];
+                        ASSERT_NEAR(y.p[i], want, 1e-5) << taps << " " << len << " " << n;
+                    }
+                }
+                EXPECT_EQ(zemsFIRBlockFree_32f(s), zemStatusOk);
+            }
+    // Either allocation may fail: -9 and nothing left behind.
+    const long before = zemcoreOutstandingBlocks();
+    for (long k : {1, 2}) {
+        ZemFirBlockState_32f* s = nullptr;
+        zemcoreFailAllocation(k);
+        EXPECT_EQ(zemsFIRBlockInitAlloc_32f(&s, 4, 16), zemStatusNoMemory);
+        zemcoreFailAllocation(0);
+        EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+    }
+}
+
+TEST(NumericHelpers, GainsMantissasAndBandScaling) {
+    const int16_t src[6] = {7, 11, 7 - 512, 7 + 511, 7 + 512, -32768};
+    float g[6];
+    ASSERT_EQ(zemsCalcSF_16s32f(src, 7, g, 6), zemStatusOk);
+    EXPECT_EQ(g[0], 1.0f);
+    EXPECT_EQ(g[1], 2.0f);
+    EXPECT_EQ(g[2], std::ldexp(1.0f, -128));
+    EXPECT_FLOAT_EQ(g[3], float(std::exp2(511 / 4.0)));
+    EXPECT_EQ(g[4], std::ldexp(1.0f, -128)); // wraps around the table
+    // offset + 512 saturates to 32767: index (7 - 32767) mod 2^16 mod 1024 = 8, 2^(-126).
+    ASSERT_EQ(zemsCalcSF_16s32f(src, 40000, g, 1), zemStatusOk);
+    EXPECT_EQ(g[0], std::ldexp(1.0f, -126));
+
+    // Every exponent the float can carry, every alignment of three buffers.
+    for (int offset = 0; offset < 4; ++offset) {
+        Placed<int16_t> m(254, offset), e(254, offset);
+        Placed<float> d(254, offset);
+        for (int i = 0; i < 254; ++i) {
+            m.p[i] = int16_t(i % 2 ? 16384 : -12345);
+            e.p[i] = int16_t(111 - i);
+        }
+        ASSERT_EQ(zemsMakeFloat_16s32f(m.p, e.p, d.p, 254),
+                  offset % 4 == 0 ? 0 : zemWarnMisaligned);
+        for (int i = 0; i < 254; ++i)
+            ASSERT_EQ(d.p[i], float(std::ldexp(double(m.p[i]), -15 - e.p[i]))) << i;
+    }
+    float x[6] = {1, 1, 1, 1, 1, 1};
+    const float f[2] = {2.0f, -0.5f};
+    const int32_t bands[3] = {0, 2, 5};
+    ASSERT_EQ(zemsScale_32f_I(x, f, bands, 2), zemStatusOk);
+    EXPECT_EQ(std::vector<float>(x, x + 6), (std::vector<float>{2, 2, -0.5f, -0.5f, -0.5f, 1}));
+}
+
+TEST(NumericHelpers, ThreeQuarterPowers) {
+    std::mt19937 rng(zemtest::seed());
+    std::vector<float> in;
+    for (int e = -36; e <= 36; ++e)
+        in.push_back(float((rng() & 1 ? -1 : 1) * std::ldexp(1.0 + (rng() % 1000) / 1000.0, e)));
+    in.insert(in.end(), {0.0f, -0.0f, 1e-38f, -16.0f, 1e6f, 2e6f});
+    for (int offset = 0; offset < 4; ++offset) {
+        Placed<float> src(in.size(), offset), dst(in.size(), offset);
+        std::copy(in.begin(), in.end(), src.p);
+        ASSERT_EQ(zemsPow34_32f(src.p, dst.p, int32_t(in.size())),
+                  offset == 0 ? zemStatusOk : zemWarnMisaligned);
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            const double want = std::fabs(in[i]) <= 1e-37 ? 0.0 : std::pow(std::fabs(in[i]), 0.75);
+            ASSERT_NEAR(dst.p[i], want, want * 1.0 / 1024) << in[i];
+        }
+    }
+    alignas(16) int16_t q[8];
+    alignas(16) const float f[4] = {-16.0f, 0.0f, 2e6f, 1000.0f};
+    ASSERT_EQ(zemsPow34_32f16s(f, q, 4), zemStatusOk);
+    EXPECT_EQ(q[0], 8);
+    EXPECT_EQ(q[1], 0);
+    EXPECT_EQ(q[2], 31623);
+    EXPECT_NEAR(q[3], 178, 1);
+
+    struct Case {
+        int16_t x;
+        int inScale, sf;
+        int16_t want;
+    } cases[] = {{1000, 0, 0, 178}, {2, 0, 2, 0},   {32767, 0, -4, 32767}, {0, 5, -5, 0},
+                 {-81, 0, 0, 27},   {16, 4, 0, 64}, {3, 0, 0, 2}};
+    for (const Case& c : cases) {
+        int16_t out;
+        ASSERT_EQ(zemsPow34_16s_Sfs(&c.x, c.inScale, &out, c.sf, 1), zemStatusOk);
+        EXPECT_EQ(out, c.want) << c.x << " " << c.inScale << " " << c.sf;
+    }
+    for (int32_t extreme : {INT32_MIN, INT32_MAX}) { // defined for any scale
+        int16_t out;
+        const int16_t x = 5;
+        ASSERT_EQ(zemsPow34_16s_Sfs(&x, extreme, &out, 0, 1), zemStatusOk);
+        ASSERT_EQ(zemsPow34_16s_Sfs(&x, 0, &out, extreme, 1), zemStatusOk);
+    }
+}
+
+TEST(NumericHelpers, FourThirdPowersAndTheInverseQuantiser) {
+    const int16_t x[5] = {-8, 0, 8191, 1, -32768};
+    float p[5];
+    ASSERT_EQ(zemsPow43_16s32f(x, p, 5), zemStatusOk);
+    EXPECT_EQ(p[0], -16.0f);
+    EXPECT_EQ(p[1], 0.0f);
+    EXPECT_FALSE(std::signbit(p[1]));
+    EXPECT_EQ(p[2], 165113.5f);
+    EXPECT_EQ(p[3], 1.0f);
+    EXPECT_EQ(zemsPow43_16s32f(x, p, 0), zemStatusOk);
+
+    // With sfOffset 88 the result is the inverse quantiser's (scale factor 100, 3 fractional
+    // bits): the same values for every magnitude up to 8191 and every scale factor.
+    std::mt19937 rng(zemtest::seed());
+    std::vector<int16_t> q(1024);
+    for (std::size_t i = 0; i < q.size(); ++i)
+        q[i] = int16_t(i < 200 ? int(i) - 100 : int(rng() % 16383) - 8191);
+    for (int sf = 40; sf <= 200; sf += 7) {
+        std::vector<int32_t> aac(q.begin(), q.end()), ours(1024);
+        const std::vector<int16_t> sfsAll(49, int16_t(sf));
+        const std::vector<uint8_t> cb(49, 11);
+        const int32_t groupLen[1] = {1};
+        ASSERT_EQ(
+            zemsQuantInv_AAC_32s_I(aac.data(), sfsAll.data(), 1, groupLen, 49, cb.data(), 4, 1024),
+            zemStatusOk);
+        const std::vector<int32_t> offsets = {0, 1024};
+        ASSERT_EQ(zemsPow43Scale_16s32s_Sf(q.data(), ours.data(), sfsAll.data(), offsets.data(), 88,
+                                           1, 1, 0),
+                  zemStatusOk);
+        ASSERT_EQ(aac, ours) << "sf " << sf;
+    }
+    // groupLen multiplies the band offsets; scaleFactor weighs four steps.
+    const int16_t two[4] = {1, 1, 1, 1};
+    const int16_t sf[2] = {0, 4};
+    const int32_t off[3] = {0, 1, 2};
+    int32_t out[4];
+    ASSERT_EQ(zemsPow43Scale_16s32s_Sf(two, out, sf, off, 0, 2, 2, 1), zemStatusOk);
+    EXPECT_EQ(std::vector<int32_t>(out, out + 4), (std::vector<int32_t>{0, 0, 1, 1}));
+}
+
+TEST(NumericHelpers, SpreadingFunction) {
+    struct Case {
+        int16_t a, b;
+        int sf;
+        int16_t want;
+    } cases[] = {{0, 0, 0, 32767}, {0, 1, 0, 237}, {1, 0, 0, 661},
+                 {0, 2, 0, 0},     {0, 16, -3, 0}, {5, 0, 0, 0}};
+    for (const Case& c : cases) {
+        int16_t out = -1;
+        ASSERT_EQ(zemsSpread_16s_Sfs(c.a, c.b, c.sf, &out), zemStatusOk);
+        EXPECT_NEAR(out, c.want, 1) << c.a << " " << c.b;
+    }
+    // Half-Bark steps against the formula, both sides of the masker.
+    for (int z = -12; z <= 24; ++z) {
+        int16_t out = -1;
+        ASSERT_EQ(zemsSpread_16s_Sfs(0, int16_t(z), -1, &out), zemStatusOk);
+        const double d = z >= 0 ? 1.5 * z : 0.75 * z, t = d + 0.474, v = d - 0.5;
+        const double level =
+            15.811389 + 7.5 * t - 17.5 * std::sqrt(1 + t * t) + 8 * std::min(v * v - 2 * v, 0.0);
+        const double want =
+            d > 12 || d < -6 ? 0.0 : std::min(std::pow(10.0, level / 10) * 32768, 32767.0);
+        EXPECT_NEAR(out, want, 1.0) << z;
+    }
+}
+
+TEST(NumericHelpers, InterleaveRoundTripsAndAlignment) {
+    for (int ch = 1; ch <= 5; ++ch)
+        for (int len : {1, 5, 64})
+            for (int offset : {0, 1}) {
+                Placed<float> flat(std::size_t(ch * len), offset),
+                    back(std::size_t(ch * len), offset);
+                std::vector<Placed<float>> planes;
+                for (int c = 0; c < ch; ++c)
+                    planes.emplace_back(std::size_t(len), offset);
+                std::vector<float*> dst;
+                std::vector<const float*> src;
+                for (auto& pl : planes) {
+                    dst.push_back(pl.p);
+                    src.push_back(pl.p);
+                }
+                for (int i = 0; i < ch * len; ++i)
+                    flat.p[i] = float(i);
+                const ZemStatus want = offset == 0 ? zemStatusOk : zemWarnMisaligned;
+                ASSERT_EQ(zemsDeinterleave_32f(flat.p, ch, len, dst.data()), want);
+                ASSERT_EQ(planes[std::size_t(ch - 1)].p[len - 1], float(ch * len - 1));
+                ASSERT_EQ(zemsInterleave_32f(src.data(), ch, len, back.p), want);
+                ASSERT_TRUE(std::equal(flat.p, flat.p + ch * len, back.p));
+            }
+    int16_t a[6] = {1, 2, 3, 4, 5, 6}, l[3], r[3], c[6];
+    int16_t* lr[2] = {l, r};
+    const int16_t* clr[2] = {l, r};
+    zemsDeinterleave_16s(a, 2, 3, lr);
+    EXPECT_EQ(std::vector<int16_t>(r, r + 3), (std::vector<int16_t>{2, 4, 6}));
+    zemsInterleave_16s(clr, 2, 3, c);
+    EXPECT_TRUE(std::equal(a, a + 6, c));
+}
+
+} // namespace
