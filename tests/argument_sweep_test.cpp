@@ -63,6 +63,15 @@ struct Arena {
     alignas(16) float inter32[64];
     alignas(16) int16_t plane16[2][32];
     alignas(16) float plane32[2][32];
+    alignas(16) uint8_t vqMem[2][2048];
+    ZemVqCodebook_32f* vq[2];
+    const ZemVqCodebook_32f* vqc[2];
+    int32_t vqLen[2], vqMode[2], vqIdx[2][8], vqSign[2][8];
+    int32_t* vqOutIdx[2];
+    int32_t* vqOutSign[2];
+    const int32_t* vqInIdx[2];
+    const int32_t* vqInSign[2];
+    const int32_t* vqModes[2];
 };
 
 struct Fixture {
@@ -732,4 +741,52 @@ TEST(ArgumentSweep, Tools) {
     sweep("zemsInterleave_16s", zemsInterleave_16s, std::tuple{a.sources16, 2, 8, a.inter16}, in16);
     sweep("zemsInterleave_32f", zemsInterleave_32f, std::tuple{a.sources32, 2, 8, a.inter32}, in32);
     EXPECT_EQ(zemsFIRBlockFree_32f(a.fir), zemStatusOk);
+}
+
+TEST(ArgumentSweep, VectorQuantiser) {
+    Fixture f;
+    Arena& a = f.a;
+    // Two codebooks of H = 4 vectors of S = 3 in the arena, two sub-vectors of 3 and 2.
+    for (int b = 0; b < 2; ++b) {
+        ASSERT_EQ(zemsVQCodeBookInit_32f(a.f, &a.vq[b], 3, 4, a.vqMem[b]), zemStatusOk);
+        a.vqc[b] = a.vq[b];
+        a.vqOutIdx[b] = a.vqIdx[b];
+        a.vqOutSign[b] = a.vqSign[b];
+        a.vqInIdx[b] = a.vqIdx[b];
+        a.vqInSign[b] = a.vqSign[b];
+        a.vqModes[b] = a.vqMode;
+    }
+    a.vqLen[0] = 3;
+    a.vqLen[1] = 2;
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    const Rejects sizes = {{"S 0", 0, 0, zemStatusBadSize},
+                           {"H 0", 1, 0, zemStatusBadSize},
+                           {"H -1", 1, -1, zemStatusBadSize}};
+    sweep("zemsVQCodeBookGetSize_32f", zemsVQCodeBookGetSize_32f, std::tuple{3, 4, a.sizes}, sizes);
+    sweep("zemsVQCodeBookInit_32f", zemsVQCodeBookInit_32f,
+          std::tuple{a.f, &a.vq[0], 3, 4, a.vqMem[0]},
+          {{"S 0", 2, 0, zemStatusBadSize}, {"H 0", 3, 0, zemStatusBadSize}});
+    ZemVqCodebook_32f* scratch = nullptr;
+    sweep("zemsVQCodeBookInitAlloc_32f", zemsVQCodeBookInitAlloc_32f,
+          std::tuple{a.f, &scratch, 3, 4}, {{"S 0", 2, 0, zemStatusBadSize}}, kNoValidCall);
+    sweep("zemsVQCodeBookFree_32f", zemsVQCodeBookFree_32f, std::tuple{a.vq[1]}, {});
+    const Reject longSub{"sub-vector longer than S", -1, 0, zemStatusBadArgument,
+                         [](Arena& a) { a.vqLen[1] = 4; }};
+    sweep("zemsVQPreliminarySelect_32f", zemsVQPreliminarySelect_32f,
+          std::tuple{a.f, a.g, 2, a.vqLen, a.vqIdx[0], a.vqSign[0], 2, a.vqMode, a.vqc[0]},
+          {longSub});
+    sweep("zemsVQMainSelect_32f", zemsVQMainSelect_32f,
+          std::tuple{a.f, a.g, a.vqLen, 2, 2, a.vqInIdx, a.vqInSign, a.vqOutIdx, a.vqOutSign, a.vqc,
+                     2},
+          {longSub, {"candidate index 4", -1, 0, zemStatusBadArgument, [](Arena& a) {
+                         a.vqIdx[1][3] = 4;
+                     }}});
+    sweep("zemsVQIndexSelect_32f", zemsVQIndexSelect_32f,
+          std::tuple{a.f, a.g, 2, a.vqLen, 2, a.vqModes, a.vqOutIdx, a.vqOutSign, a.vqc, 2},
+          {{"one codebook", 9, 1, zemStatusBadArgument}, longSub});
+    sweep("zemsVQReconstruction_32f", zemsVQReconstruction_32f,
+          std::tuple{a.vqInIdx, a.vqInSign, a.vqLen, 2, 2, a.plane32[0], a.vqc},
+          {{"no codebook", 4, 0, zemStatusBadArgument},
+           longSub,
+           {"index -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.vqIdx[0][1] = -1; }}});
 }

@@ -238,3 +238,174 @@ TEST(NumericHelpers, InterleaveRoundTripsAndAlignment) {
 }
 
 } // namespace
+
+namespace {
+
+struct Codebooks {
+    int S, H;
+    std::vector<float> table[2];
+    std::vector<std::vector<uint8_t>> mem;
+    const ZemVqCodebook_32f* cb[2];
+    Codebooks(int s, int h, std::mt19937& rng) : S(s), H(h) {
+        std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+        int32_t size = 0;
+        EXPECT_EQ(zemsVQCodeBookGetSize_32f(S, H, &size), zemStatusOk);
+        EXPECT_EQ(size, (16 * S + 208) * H + 976);
+        for (int b = 0; b < 2; ++b) {
+            table[b].resize(std::size_t(S * H));
+            for (float& v : table[b])
+                v = u(rng);
+            mem.emplace_back(std::size_t(size));
+            ZemVqCodebook_32f* r = nullptr;
+            EXPECT_EQ(zemsVQCodeBookInit_32f(table[b].data(), &r, S, H, mem.back().data()),
+                      zemStatusOk);
+            cb[b] = r;
+        }
+    }
+    float at(int b, int r, int k) const { return table[b][std::size_t(r * S + k)]; }
+};
+
+// The weighted error of the average of two signed code vectors, summed in index order.
+float pair_error(const Codebooks& c, const float* x, const float* w, int n, int a, int sa, int b,
+                 int sb, float divisor) {
+    float d = 0.0f;
+    for (int k = 0; k < n; ++k) {
+        const float e =
+            x[k] -
+            (float(1 - 2 * sb) * c.at(1, b, k) + float(1 - 2 * sa) * c.at(0, a, k)) / divisor;
+        d += w[k] * e * e;
+    }
+    return d;
+}
+
+// Every search against exhaustive ones on small random codebooks: the preliminary ranking
+// (signs and ties as documented), the pair found from all candidates equals the best of all
+// pairs (each vector with its own best sign), and the reconstruction of the chosen pair is their
+// average.
+TEST(VectorQuantiser, SearchesMatchExhaustiveOnes) {
+    std::mt19937 rng(zemtest::seed());
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    for (int trial = 0; trial < 20; ++trial) {
+        const int S = 2 + trial % 5, H = 3 + trial % 7;
+        Codebooks c(S, H, rng);
+        const int numSub = 2;
+        const int32_t len[2] = {S, S - 1};
+        std::vector<float> x(std::size_t(2 * S)), w(std::size_t(2 * S));
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            x[i] = u(rng);
+            w[i] = 0.1f + std::fabs(u(rng));
+        }
+        const int32_t modes[2] = {1, trial % 2};
+        // Preliminary selection of codebook 0 keeps the sorted distances.
+        const int numCand = 1 + trial % (H - 1);
+        std::vector<int32_t> idx(std::size_t(numSub * numCand)), sgn(idx.size());
+        ASSERT_EQ(zemsVQPreliminarySelect_32f(x.data(), w.data(), numSub, len, idx.data(),
+                                              sgn.data(), numCand, modes, c.cb[0]),
+                  zemStatusOk);
+        for (int j = 0, at = 0; j < numSub; at += len[j], ++j) {
+            std::vector<std::pair<float, int>> all;
+            for (int r = 0; r < H; ++r) {
+                float plus = 0, minus = 0;
+                for (int k = 0; k < len[j]; ++k) {
+                    plus += w[std::size_t(at + k)] * (c.at(0, r, k) - x[std::size_t(at + k)]) *
+                            (c.at(0, r, k) - x[std::size_t(at + k)]);
+                    minus += w[std::size_t(at + k)] * (c.at(0, r, k) + x[std::size_t(at + k)]) *
+                             (c.at(0, r, k) + x[std::size_t(at + k)]);
+                }
+                all.push_back({modes[j] == 1 && minus <= plus ? minus : plus, r});
+            }
+            std::stable_sort(all.begin(), all.end(),
+                             [](auto& a, auto& b) { return a.first < b.first; });
+            for (int k = 0; k < numCand; ++k)
+                ASSERT_EQ(idx[std::size_t(j * numCand + k)], all[std::size_t(k)].second);
+        }
+        // The combined search with every candidate: the best pair of all.
+        const int32_t* modeRows[2] = {modes, modes};
+        std::vector<int32_t> i0(2), i1(2), s0(2), s1(2);
+        int32_t* ppIndex[2] = {i0.data(), i1.data()};
+        int32_t* ppSign[2] = {s0.data(), s1.data()};
+        ASSERT_EQ(zemsVQIndexSelect_32f(x.data(), w.data(), numSub, len, H, modeRows, ppIndex,
+                                        ppSign, c.cb, 2),
+                  zemStatusOk);
+        for (int j = 0, at = 0; j < numSub; at += len[j], ++j) {
+            // Each code vector with the sign that suits it alone (ties keep it), then all pairs.
+            auto own_sign = [&](int book, int r) {
+                float plus = 0, minus = 0;
+                for (int k = 0; k < len[j]; ++k) {
+                    const float xk = x[std::size_t(at + k)], wk = 2 * w[std::size_t(at + k)];
+                    plus += wk * (c.at(book, r, k) - xk) * (c.at(book, r, k) - xk);
+                    minus += wk * (c.at(book, r, k) + xk) * (c.at(book, r, k) + xk);
+                }
+                return modes[j] == 1 && plus > minus ? 1 : 0;
+            };
+            float best = 1e38f;
+            for (int a = 0; a < H; ++a)
+                for (int b = 0; b < H; ++b)
+                    best = std::min(best, pair_error(c, x.data() + at, w.data() + at, len[j], a,
+                                                     own_sign(0, a), b, own_sign(1, b), 2.0f));
+            const float got =
+                pair_error(c, x.data() + at, w.data() + at, len[j], i0[std::size_t(j)],
+                           s0[std::size_t(j)], i1[std::size_t(j)], s1[std::size_t(j)], 2.0f);
+            ASSERT_NEAR(got, best, 1e-5f * (1.0f + best)) << trial << " " << j;
+        }
+        // The main selection over all candidates in natural order finds the same error.
+        std::vector<int32_t> cand(std::size_t(numSub * H)), zero(cand.size(), 0);
+        for (int j = 0; j < numSub; ++j)
+            for (int r = 0; r < H; ++r)
+                cand[std::size_t(j * H + r)] = r;
+        const int32_t* candIdx[2] = {cand.data(), cand.data()};
+        const int32_t* candSgn[2] = {zero.data(), zero.data()};
+        std::vector<int32_t> m0(2), m1(2), t0(2), t1(2);
+        int32_t* mIndex[2] = {m0.data(), m1.data()};
+        int32_t* mSign[2] = {t0.data(), t1.data()};
+        ASSERT_EQ(zemsVQMainSelect_32f(x.data(), w.data(), len, numSub, H, candIdx, candSgn, mIndex,
+                                       mSign, c.cb, 2),
+                  zemStatusOk);
+        // Reconstruction of that pair: the average of the two code vectors.
+        const int32_t plus[2] = {1, 1};
+        const int32_t* rIdx[2] = {m0.data(), m1.data()};
+        const int32_t* rSgn[2] = {plus, plus};
+        std::vector<float> y(std::size_t(2 * S - 1));
+        ASSERT_EQ(zemsVQReconstruction_32f(rIdx, rSgn, len, numSub, 2, y.data(), c.cb),
+                  zemStatusOk);
+        for (int j = 0, at = 0; j < numSub; at += len[j], ++j) {
+            float best = 1e38f;
+            for (int a = 0; a < H; ++a)
+                for (int b = 0; b < H; ++b)
+                    best = std::min(best, pair_error(c, x.data() + at, w.data() + at, len[j], a, 0,
+                                                     b, 0, 2.0f));
+            ASSERT_EQ(pair_error(c, x.data() + at, w.data() + at, len[j], m0[std::size_t(j)], 0,
+                                 m1[std::size_t(j)], 0, 2.0f),
+                      best);
+            for (int k = 0; k < len[j]; ++k)
+                ASSERT_FLOAT_EQ(y[std::size_t(at + k)],
+                                (c.at(0, m0[std::size_t(j)], k) + c.at(1, m1[std::size_t(j)], k)) *
+                                    0.5f);
+        }
+    }
+}
+
+TEST(VectorQuantiser, CodebookLifecycleAndDefinedRejects) {
+    const std::vector<float> table(12, 0.5f);
+    const long before = zemcoreOutstandingBlocks();
+    ZemVqCodebook_32f* r = nullptr;
+    zemcoreFailAllocation(1);
+    EXPECT_EQ(zemsVQCodeBookInitAlloc_32f(table.data(), &r, 3, 4), zemStatusNoMemory);
+    zemcoreFailAllocation(0);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+    ASSERT_EQ(zemsVQCodeBookInitAlloc_32f(table.data(), &r, 3, 4), zemStatusOk);
+    // A zero source with sign mode 1: every candidate negated (equal distances).
+    const float x[3] = {0, 0, 0}, w[3] = {1, 1, 1};
+    const int32_t len[1] = {3}, mode[1] = {1};
+    int32_t idx[4], sgn[4];
+    ASSERT_EQ(zemsVQPreliminarySelect_32f(x, w, 1, len, idx, sgn, 4, mode, r), zemStatusOk);
+    EXPECT_EQ(std::vector<int32_t>(idx, idx + 4), (std::vector<int32_t>{0, 1, 2, 3}));
+    EXPECT_EQ(std::vector<int32_t>(sgn, sgn + 4), (std::vector<int32_t>{1, 1, 1, 1}));
+    const int32_t tooLong[1] = {4};
+    EXPECT_EQ(zemsVQPreliminarySelect_32f(x, w, 1, tooLong, idx, sgn, 4, mode, r),
+              zemStatusBadArgument);
+    EXPECT_EQ(zemsVQCodeBookFree_32f(r), zemStatusOk);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), before);
+}
+
+} // namespace

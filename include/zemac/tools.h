@@ -28,6 +28,59 @@ ZEM_API ZemStatus zemsFIRBlockOne_32f(const float* pSrc, float* pDst, ZemFirBloc
 /* Statuses: zemStatusNullPointer; zemStatusContextMismatch. */
 ZEM_API ZemStatus zemsFIRBlockFree_32f(ZemFirBlockState_32f* pState);
 
+/* Vector quantisation with a weighted, sign-switchable, conjugate-structure codebook pair: a
+   signal cut into sub-vectors of lengths pLength[j] (the source and the weights alike; sub-vector
+   j uses the first pLength[j] components of a code vector), each approximated by the average of
+   signed code vectors of two codebooks. A sign flag 0 keeps a code vector, 1 negates it; a sign
+   mode 1 allows negation for a sub-vector. The record (H, S, valid, rows, four scratch arrays,
+   allocated) lives in caller memory of (16 S + 208) H + 976 bytes; the searches use its scratch,
+   so one record serves one thread at a time. Lengths outside 0..S, code-vector indices outside
+   0..H-1 and fewer than two codebooks for the pair searches give zemStatusBadArgument before
+   anything is written. */
+typedef struct ZemVqCodebook_32f ZemVqCodebook_32f;
+
+/* zemStatusNullPointer; zemStatusBadSize (S or H below 1). */
+ZEM_API ZemStatus zemsVQCodeBookGetSize_32f(int32_t S, int32_t H, int32_t* pSize);
+/* Copies the H code vectors of S floats (row by row) into a record built in pMem.
+   zemStatusNullPointer; zemStatusBadSize. */
+ZEM_API ZemStatus zemsVQCodeBookInit_32f(const float* pCodebook, ZemVqCodebook_32f** ppState,
+                                         int32_t S, int32_t H, uint8_t* pMem);
+/* The same in memory from zemMalloc. zemStatusNullPointer; zemStatusBadSize; zemStatusNoMemory. */
+ZEM_API ZemStatus zemsVQCodeBookInitAlloc_32f(const float* pCodebook, ZemVqCodebook_32f** ppState,
+                                              int32_t S, int32_t H);
+/* Clears the valid flag; releases the memory of InitAlloc. zemStatusNullPointer. */
+ZEM_API ZemStatus zemsVQCodeBookFree_32f(ZemVqCodebook_32f* pState);
+/* The numCand code vectors of one codebook nearest to each sub-vector (weighted squared error,
+   the nearer sign where allowed, ties to the negated one), ascending, the earlier of equal ones
+   first; numCand = H gives 0..H-1 in order. pCandIndex/pCandSign: numSub rows of numCand.
+   zemStatusNullPointer; numSub < 1 does nothing. */
+ZEM_API ZemStatus zemsVQPreliminarySelect_32f(const float* pSrc, const float* pWeight,
+                                              int32_t numSub, const int32_t* pLength,
+                                              int32_t* pCandIndex, int32_t* pCandSign,
+                                              int32_t numCand, const int32_t* pSignMode,
+                                              const ZemVqCodebook_32f* pState);
+/* The best pair of candidates of codebooks 0 and 1 per sub-vector, for the reconstruction
+   (s_v v + s_u u) / divisor; the first of equal pairs wins. zemStatusNullPointer; numSub < 1
+   does nothing. */
+ZEM_API ZemStatus zemsVQMainSelect_32f(const float* pSrc, const float* pWeight,
+                                       const int32_t* pLength, int32_t numSub, int32_t numCand,
+                                       const int32_t** ppCandIndex, const int32_t** ppCandSign,
+                                       int32_t** ppIndex, int32_t** ppSign,
+                                       const ZemVqCodebook_32f** ppState, int32_t divisor);
+/* The whole search: per codebook the numCand nearest (doubled weights, ties keep the vector
+   unchanged), then the best pair for the average of the two. zemStatusNullPointer; numSub < 1
+   does nothing. */
+ZEM_API ZemStatus zemsVQIndexSelect_32f(const float* pSrc, const float* pWeight, int32_t numSub,
+                                        const int32_t* pLength, int32_t numCand,
+                                        const int32_t** ppSignMode, int32_t** ppIndex,
+                                        int32_t** ppSign, const ZemVqCodebook_32f** ppState,
+                                        int32_t numBooks);
+/* pDst: the concatenated sub-vectors, each the sum over the codebooks of ppSign[b][j] (a
+   multiplier, +-1) times its code vector, divided by numBooks. zemStatusNullPointer. */
+ZEM_API ZemStatus zemsVQReconstruction_32f(const int32_t** ppIndex, const int32_t** ppSign,
+                                           const int32_t* pLength, int32_t numSub, int32_t numBooks,
+                                           float* pDst, const ZemVqCodebook_32f** ppState);
+
 /* Numeric helpers of quantisers and psychoacoustic models, each over a vector in one call. Those
    that say so return zemWarnMisaligned (2), with the complete result, when a data pointer is not
    16-byte aligned (the 128-bit path was not taken). Statuses in check order as listed. */
