@@ -72,6 +72,7 @@ struct Arena {
     const int32_t* vqInIdx[2];
     const int32_t* vqInSign[2];
     const int32_t* vqModes[2];
+    alignas(16) uint8_t dtsMem[2944];
 };
 
 struct Fixture {
@@ -789,4 +790,28 @@ TEST(ArgumentSweep, VectorQuantiser) {
           {{"no codebook", 4, 0, zemStatusBadArgument},
            longSub,
            {"index -1", -1, 0, zemStatusBadArgument, [](Arena& a) { a.vqIdx[0][1] = -1; }}});
+}
+
+TEST(ArgumentSweep, DtsSynthesis) {
+    Fixture f;
+    Arena& a = f.a;
+    ASSERT_EQ(zemsSynthesisFilterInit_DTS_32f(a.dtsMem), zemStatusOk);
+    auto* spec = reinterpret_cast<ZemDtsSynthesisSpec_32f*>(a.dtsMem);
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    sweep("zemsSynthesisFilterGetSize_DTS_32f", zemsSynthesisFilterGetSize_DTS_32f,
+          std::tuple{a.sizes}, {});
+    sweep("zemsSynthesisFilterInit_DTS_32f", zemsSynthesisFilterInit_DTS_32f, std::tuple{a.dtsMem},
+          {});
+    ZemDtsSynthesisSpec_32f* owned = nullptr;
+    sweep("zemsSynthesisFilterInitAlloc_DTS_32f", zemsSynthesisFilterInitAlloc_DTS_32f,
+          std::tuple{&owned}, {}, kNoValidCall);
+    const Reject noState{"memory without a state", 0, addr(a.x), zemStatusContextMismatch};
+    sweep("zemsSynthesisFilterFree_DTS_32f", zemsSynthesisFilterFree_DTS_32f, std::tuple{spec},
+          {noState});
+    Reject noState3 = noState;
+    noState3.arg = 3;
+    sweep("zemsSynthesisFilter_DTS_32f", zemsSynthesisFilter_DTS_32f, std::tuple{a.f, a.g, 0, spec},
+          {{"filterSelect 2", 2, 2, zemStatusBadArgument},
+           {"filterSelect -1", 2, -1, zemStatusBadArgument},
+           noState3});
 }

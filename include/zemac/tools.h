@@ -28,6 +28,30 @@ ZEM_API ZemStatus zemsFIRBlockOne_32f(const float* pSrc, float* pDst, ZemFirBloc
 /* Statuses: zemStatusNullPointer; zemStatusContextMismatch. */
 ZEM_API ZemStatus zemsFIRBlockFree_32f(ZemFirBlockState_32f* pState);
 
+/* The DTS coherent-acoustics 32-band synthesis bank: per call the 32 sub-band samples X_k of a
+   slot become 32 samples y[32 m + n] = sum over the last 16 slots m' and the bands of
+   X_k[m'] h[j] cos(pi (k + 1/2)(j - 255.5) / 32 + (-1)^k pi / 4), j = 32 (m - m') + n, with the
+   prototype h chosen per call: filterSelect 0 the non-perfect, 1 the perfect-reconstruction
+   interpolation filter of ETSI TS 102 114, both taken in that standard's listing order s as
+   h[n] = (-1)^floor(n/64) s[n] / 4 (read so, both are linear phase and the perfect one
+   reconstructs; the history is shared by both). The handle is the start of the caller's block;
+   the state (tag 0x434D416B, the slot position, 15 after Init, ownedByLibrary, and the history of
+   16 slots, cleared by Init) sits at its first 16-byte boundary. */
+typedef struct ZemDtsSynthesisSpec_32f ZemDtsSynthesisSpec_32f;
+
+/* 2923 bytes on every target. zemStatusNullPointer. */
+ZEM_API ZemStatus zemsSynthesisFilterGetSize_DTS_32f(int32_t* pSize);
+/* zemStatusNullPointer. */
+ZEM_API ZemStatus zemsSynthesisFilterInit_DTS_32f(uint8_t* pMem);
+/* zemStatusNullPointer; zemStatusNoMemory. */
+ZEM_API ZemStatus zemsSynthesisFilterInitAlloc_DTS_32f(ZemDtsSynthesisSpec_32f** ppSpec);
+/* Releases a block from InitAlloc. zemStatusNullPointer; zemStatusContextMismatch. */
+ZEM_API ZemStatus zemsSynthesisFilterFree_DTS_32f(ZemDtsSynthesisSpec_32f* pSpec);
+/* Statuses, in check order: zemStatusNullPointer; zemStatusBadArgument (filterSelect not 0 or 1);
+   zemStatusContextMismatch; nothing is written on failure. */
+ZEM_API ZemStatus zemsSynthesisFilter_DTS_32f(const float* pSrc, float* pDst, int32_t filterSelect,
+                                              ZemDtsSynthesisSpec_32f* pSpec);
+
 /* Vector quantisation with a weighted, sign-switchable, conjugate-structure codebook pair: a
    signal cut into sub-vectors of lengths pLength[j] (the source and the weights alike; sub-vector
    j uses the first pLength[j] components of a code vector), each approximated by the average of

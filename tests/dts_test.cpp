@@ -1,0 +1,154 @@
+// The DTS synthesis bank: its tables against the standard's listing, every call against the
+// defining sum in double precision (with the prototype switched between calls over one
+// history), the matched analysis and synthesis round trip of both prototypes, and the state.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/seed.hpp"
+#include "tables/dts_fir.hpp"
+#include "zemac.h"
+#include "zemcore_testing.h"
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+double prototype(int select, int n) {
+    const double s = select ? zem::dts::kPerfect[n] : zem::dts::kNonPerfect[n];
+    return ((n / 64) % 2 ? -0.25 : 0.25) * s;
+}
+
+double kernel(int select, int k, int j) {
+    return prototype(select, j) *
+           std::cos(kPi * (k + 0.5) * (j - 255.5) / 32 + (k % 2 ? -1 : 1) * kPi / 4);
+}
+
+struct Bank {
+    std::vector<uint8_t> mem = std::vector<uint8_t>(2923 + 16);
+    ZemDtsSynthesisSpec_32f* spec;
+    explicit Bank(int offset = 0) {
+        EXPECT_EQ(zemsSynthesisFilterInit_DTS_32f(mem.data() + offset), zemStatusOk);
+        spec = reinterpret_cast<ZemDtsSynthesisSpec_32f*>(mem.data() + offset);
+    }
+};
+
+TEST(DtsSynthesis, TablesAreTheStandardsListing) {
+    std::ifstream in(std::string(ZEM_TEST_DATA_DIR) + "/tables/dts_fir.txt");
+    ASSERT_TRUE(in.good());
+    std::string line;
+    int n = 0;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        std::istringstream fields(line);
+        int i;
+        double nonPerfect, perfect;
+        fields >> i >> nonPerfect >> perfect;
+        ASSERT_EQ(i, n);
+        EXPECT_EQ(zem::dts::kNonPerfect[i], float(nonPerfect)) << i;
+        EXPECT_EQ(zem::dts::kPerfect[i], float(perfect)) << i;
+        ++n;
+    }
+    EXPECT_EQ(n, 512);
+    EXPECT_NEAR(prototype(0, 255), 0.004472072, 1e-9); // linear phase, its documented peak
+}
+
+TEST(DtsSynthesis, EveryCallFollowsTheDefiningSum) {
+    std::mt19937 rng(zemtest::seed());
+    std::normal_distribution<double> nd(0.0, 1.0);
+    Bank bank(3);
+    const int slots = 24;
+    std::vector<std::vector<float>> x(slots, std::vector<float>(32));
+    std::vector<int> select(slots);
+    for (int m = 0; m < slots; ++m) {
+        select[std::size_t(m)] = int(rng() % 2);
+        for (float& v : x[std::size_t(m)])
+            v = float(nd(rng));
+        float out[32];
+        ASSERT_EQ(zemsSynthesisFilter_DTS_32f(x[std::size_t(m)].data(), out, select[std::size_t(m)],
+                                              bank.spec),
+                  zemStatusOk);
+        double err = 0.0, ref = 0.0;
+        for (int n = 0; n < 32; ++n) {
+            double want = 0.0; // the current call's prototype over the whole history
+            for (int age = 0; age < 16 && age <= m; ++age)
+                for (int k = 0; k < 32; ++k)
+                    want += x[std::size_t(m - age)][std::size_t(k)] *
+                            kernel(select[std::size_t(m)], k, n + 32 * age);
+            err += (out[n] - want) * (out[n] - want);
+            ref += want * want;
+        }
+        EXPECT_LT(std::sqrt(err / ref), 1e-6) << m;
+    }
+}
+
+// Matched analysis X_k[m] = sum_j f_k[j] x[32 m + j] then synthesis: the input times 1/2048,
+// to -120 dB with the perfect prototype and about -85 dB with the other.
+TEST(DtsSynthesis, MatchedAnalysisRoundTrip) {
+    std::mt19937 rng(zemtest::seed());
+    std::normal_distribution<double> nd(0.0, 1.0);
+    for (int select : {0, 1}) {
+        const int slots = 100;
+        std::vector<double> x(32 * slots + 512);
+        for (double& v : x)
+            v = nd(rng);
+        Bank bank;
+        double err = 0.0, ref = 0.0;
+        for (int m = 0; m < slots; ++m) {
+            float sub[32], out[32];
+            for (int k = 0; k < 32; ++k) {
+                double s = 0.0;
+                for (int j = 0; j < 512; ++j)
+                    s += kernel(select, k, j) * x[std::size_t(32 * m + j)];
+                sub[k] = float(s);
+            }
+            ASSERT_EQ(zemsSynthesisFilter_DTS_32f(sub, out, select, bank.spec), zemStatusOk);
+            for (int n = 0; m >= 16 && n < 32; ++n) {
+                const double want = x[std::size_t(32 * m + n)] / 2048.0;
+                err += (out[n] - want) * (out[n] - want);
+                ref += want * want;
+            }
+        }
+        EXPECT_LT(10 * std::log10(err / ref), select ? -120.0 : -80.0) << select;
+    }
+}
+
+TEST(DtsSynthesis, StateAndRejects) {
+    int32_t size = 0;
+    ASSERT_EQ(zemsSynthesisFilterGetSize_DTS_32f(&size), zemStatusOk);
+    EXPECT_EQ(size, 2923);
+    Bank bank(3);
+    uint32_t header[3];
+    std::memcpy(header, bank.mem.data() + 16, 12);
+    EXPECT_EQ(header[0], 0x434D416Bu);
+    EXPECT_EQ(header[1], 15u);
+    EXPECT_EQ(header[2], 0u);
+    const std::vector<uint8_t> before = bank.mem;
+    float in[32] = {1.0f}, out[32] = {7.0f};
+    EXPECT_EQ(zemsSynthesisFilter_DTS_32f(in, out, 2, bank.spec), zemStatusBadArgument);
+    EXPECT_EQ(bank.mem, before);
+    EXPECT_EQ(out[0], 7.0f);
+    std::vector<uint8_t> other(2923 + 16, 0);
+    auto* none = reinterpret_cast<ZemDtsSynthesisSpec_32f*>(other.data());
+    EXPECT_EQ(zemsSynthesisFilter_DTS_32f(in, out, 0, none), zemStatusContextMismatch);
+    EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(none), zemStatusContextMismatch);
+    EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(bank.spec), zemStatusOk);
+    const long blocks = zemcoreOutstandingBlocks();
+    ZemDtsSynthesisSpec_32f* owned = nullptr;
+    zemcoreFailAllocation(1);
+    EXPECT_EQ(zemsSynthesisFilterInitAlloc_DTS_32f(&owned), zemStatusNoMemory);
+    zemcoreFailAllocation(0);
+    ASSERT_EQ(zemsSynthesisFilterInitAlloc_DTS_32f(&owned), zemStatusOk);
+    EXPECT_EQ(zemsSynthesisFilter_DTS_32f(in, out, 1, owned), zemStatusOk);
+    EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(owned), zemStatusOk);
+    EXPECT_EQ(zemcoreOutstandingBlocks(), blocks);
+}
+
+} // namespace
