@@ -112,6 +112,11 @@ enum {
    (bitOffset + (len / 2) * P - 1) / 8 + 4 bytes, P = 107 (AAC: a table walk of at most 63 bits,
    two signs, two 21-bit escapes) or 91 (MP3: the walk, two linbits of 13 bits and their signs). */
 
+/* The library's version, as zemacGetLibVersion reports it: 7.0 build 205. */
+#define ZEMAC_VERSION_MAJOR 7
+#define ZEMAC_VERSION_MINOR 0
+#define ZEMAC_VERSION_BUILD 205
+
 /* The constant record returned by zemacGetLibVersion. */
 typedef struct ZemLibVersion {
     int32_t versionMajor;
