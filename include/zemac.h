@@ -8,6 +8,7 @@
 #define ZEMAC_H
 
 #include "zemac/aac_elements.h"
+#include "zemac/aac_prediction.h"
 #include "zemac/aac_stream.h"
 #include "zemac/aac_tools.h"
 #include "zemac/core.h"

@@ -73,6 +73,9 @@ struct Arena {
     const int32_t* vqInSign[2];
     const int32_t* vqModes[2];
     alignas(16) uint8_t dtsMem[2944];
+    alignas(16) uint8_t fdpMem[6 * 64 + 96];
+    ZemFdpState_32f* fdp;
+    int32_t fdpBands[3];
 };
 
 struct Fixture {
@@ -814,4 +817,36 @@ TEST(ArgumentSweep, DtsSynthesis) {
           {{"filterSelect 2", 2, 2, zemStatusBadArgument},
            {"filterSelect -1", 2, -1, zemStatusBadArgument},
            noState3});
+}
+
+TEST(ArgumentSweep, AacPrediction) {
+    Fixture f;
+    Arena& a = f.a;
+    ASSERT_EQ(zemsFDPInit_32f(&a.fdp, 16, a.fdpMem), zemStatusOk);
+    a.fdpBands[1] = 8;
+    a.fdpBands[2] = 16;
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    sweep("zemsFDPGetSize_32f", zemsFDPGetSize_32f, std::tuple{16, a.sizes},
+          {{"len 0", 0, 0, zemStatusBadSize}, {"len -1", 0, -1, zemStatusBadSize}});
+    sweep("zemsFDPInit_32f", zemsFDPInit_32f, std::tuple{&a.fdp, 16, a.fdpMem},
+          {{"len 0", 1, 0, zemStatusBadSize}});
+    ZemFdpState_32f* owned = nullptr;
+    sweep("zemsFDPInitAlloc_32f", zemsFDPInitAlloc_32f, std::tuple{&owned, 16},
+          {{"len 0", 1, 0, zemStatusBadSize}}, kNoValidCall);
+    const Reject none{"memory without a record", 0, addr(a.x), zemStatusContextMismatch};
+    auto at = [](Reject r, int arg) { return r.arg = arg, r; };
+    sweep("zemsFDPReset_32f", zemsFDPReset_32f, std::tuple{a.fdp}, {none});
+    sweep("zemsFDPResetGroup_32f", zemsFDPResetGroup_32f, std::tuple{30, 1, a.fdp},
+          {{"start -1", 1, -1, zemStatusBadSize}, {"step 0", 0, 0, zemStatusBadStep}, at(none, 2)});
+    sweep("zemsFDPResetSfb_32f", zemsFDPResetSfb_32f, std::tuple{a.fdpBands, 2, a.u8, a.fdp},
+          {{"numBands 0", 1, 0, zemStatusBadSize}, at(none, 3)});
+    sweep("zemsFDPFwd_32f", zemsFDPFwd_32f, std::tuple{a.plane32[0], a.plane32[1], a.fdp},
+          {at(none, 2)});
+    sweep("zemsFDPInv_32f_I", zemsFDPInv_32f_I,
+          std::tuple{a.plane32[0], a.fdpBands, 2, a.u8, a.fdp},
+          {{"numBands 0", 2, 0, zemStatusBadSize},
+           at(none, 4),
+           {"band past the lines", -1, 0, zemStatusBadArgument,
+            [](Arena& a) { a.fdpBands[2] = 17; }}});
+    sweep("zemsFDPFree_32f", zemsFDPFree_32f, std::tuple{a.fdp}, {none});
 }
