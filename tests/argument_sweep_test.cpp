@@ -850,3 +850,27 @@ TEST(ArgumentSweep, AacPrediction) {
             [](Arena& a) { a.fdpBands[2] = 17; }}});
     sweep("zemsFDPFree_32f", zemsFDPFree_32f, std::tuple{a.fdp}, {none});
 }
+
+TEST(ArgumentSweep, AacLongTermPrediction) {
+    Fixture f;
+    Arena& a = f.a;
+    zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
+    auto* ltp = &a.main.ltp[0];
+    // The history (3072) and the update's work buffer (6144) in the arena's largest record.
+    int32_t* history = reinterpret_cast<int32_t*>(a.psy.opaque);
+    int32_t* work = history + 4096;
+    const Rejects sequence = {{"windowSequence 4", 3, 4, zemStatusAacBadWindowSequence},
+                              {"windowSequence -1", 3, -1, zemStatusAacBadWindowSequence}};
+    sweep("zemsLongTermPredict_AAC_32s", zemsLongTermPredict_AAC_32s,
+          std::tuple{history, a.x, ltp, 0}, sequence);
+    sweep("zemsLongTermReconstruct_AAC_32s", zemsLongTermReconstruct_AAC_32s,
+          std::tuple{a.x, a.y, a.z, 0, 4},
+          {sequence[0],
+           sequence[1],
+           {"sampling index 12", 4, 12, zemStatusAacBadSampleRateIndex},
+           {"sampling index -1", 4, -1, zemStatusAacBadSampleRateIndex}});
+    sweep("zemsLtpUpdate_AAC_32s", zemsLtpUpdate_AAC_32s, std::tuple{a.x, history, 0, 0, 0, work},
+          {{"windowSequence 4", 2, 4, zemStatusAacBadWindowSequence},
+           {"windowShape 2", 3, 2, zemStatusAacBadWindowShape},
+           {"prevWindowShape -1", 4, -1, zemStatusAacBadWindowShape}});
+}

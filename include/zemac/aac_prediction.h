@@ -1,12 +1,42 @@
-/* zemac: AAC main-profile frequency-domain prediction. */
+/* zemac: AAC long-term prediction and main-profile frequency-domain prediction. */
 #ifndef ZEMAC_AAC_PREDICTION_H
 #define ZEMAC_AAC_PREDICTION_H
 
+#include "aac_elements.h"
 #include "core.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Long-term prediction at the filter bank's scale (8 times the 16-bit PCM scale). The history
+   (int32[3072] per channel, zero at the start): the reconstruction of the frame before the
+   previous one, of the previous one, and the windowed second half of the previous frame's
+   inverse transform. */
+
+/* The 2048-sample prediction: long sequences pPred[i] = the low 32 bits of (history[2048 - lag +
+   i] c) >> 14 (c = ltp_coef read as signed Q14) for i < min(lag + 1024, 2048), 0 after; eight
+   short windows: window w with ltp_short_used[w] from history[2816 - ltp_window_lag[w] ..], 256
+   samples (past the history's end 0), other windows untouched. Statuses: zemStatusNullPointer;
+   zemStatusAacBadWindowSequence. */
+ZEM_API ZemStatus zemsLongTermPredict_AAC_32s(const int32_t* pHistory, int32_t* pPred,
+                                              const ZemAacLtpRec* pLtp, int32_t windowSequence);
+/* Adds the transformed prediction pEst to pSrcDst (wrapping) in the long bands whose flag
+   pFlags[band + 1] is set (ltp_long_used), or in the windows whose flag pFlags[w] is set
+   (ltp_short_used, all of the first 8 short bands). Statuses: zemStatusNullPointer;
+   zemStatusAacBadWindowSequence; zemStatusAacBadSampleRateIndex. */
+ZEM_API ZemStatus zemsLongTermReconstruct_AAC_32s(const int32_t* pEst, int32_t* pSrcDst,
+                                                  const int32_t* pFlags, int32_t windowSequence,
+                                                  int32_t samplingFreqIndex);
+/* Shifts the history by a frame and adds the current frame: its spectrum pSpec through the
+   filter bank's normalised inverse core, windowed as hi(w (2 y)) with the sequence's window
+   halves; the first half overlap-added (saturating) to the previous frame's tail, the second
+   kept as the new tail (short windows: from history[1472 + 128 w], the tail cleared first).
+   pWorkBuf: 6144 int32. Statuses: zemStatusNullPointer; zemStatusAacBadWindowSequence;
+   zemStatusAacBadWindowShape. */
+ZEM_API ZemStatus zemsLtpUpdate_AAC_32s(const int32_t* pSpec, int32_t* pHistory,
+                                        int32_t windowSequence, int32_t windowShape,
+                                        int32_t prevWindowShape, int32_t* pWorkBuf);
 
 /* The backward-adaptive second-order lattice predictor of every spectral line of a long window,
    in single precision with the state kept to 16 significant bits (truncated after every update,
