@@ -95,7 +95,10 @@ ZemFdpState_32f* build(uint8_t* mem, int32_t lines) {
     return s;
 }
 
-bool live(const ZemFdpState_32f* s) { return s->tag == kFdpTag; }
+// A record with the tag; memory not aligned for one cannot hold one.
+bool live(const ZemFdpState_32f* s) {
+    return reinterpret_cast<std::uintptr_t>(s) % alignof(ZemFdpState_32f) == 0 && s->tag == kFdpTag;
+}
 
 } // namespace
 } // namespace zem::aac

@@ -23,6 +23,12 @@ constexpr int32_t kFirTag = int32_t(Tag::FirBlock);
 
 bool aligned(const void* p) { return is_aligned16(p); }
 
+// A record with the tag; memory not aligned for one cannot hold one.
+bool live(const ZemFirBlockState_32f* s) {
+    return reinterpret_cast<std::uintptr_t>(s) % alignof(ZemFirBlockState_32f) == 0 &&
+           s->tag == kFirTag;
+}
+
 // y = a * x + y over n values, four at a time where all three are aligned.
 void multiply_add(float* y, const float* x, float a, int n, bool simd) {
     int i = 0;
@@ -72,7 +78,7 @@ ZEM_API ZemStatus zemsFIRBlockOne_32f(const float* pSrc, float* pDst, ZemFirBloc
                                       const float* pTaps) {
     if (any_null(pSrc, pDst, pState, pTaps))
         return zemStatusNullPointer;
-    if (pState->tag != kFirTag)
+    if (!live(pState))
         return zemStatusContextMismatch;
     const int taps = pState->taps, n = pState->blockLen;
     if (n < 1 || taps < 1 || pState->row < 0 || pState->row > taps - 1)
@@ -104,7 +110,7 @@ ZEM_API ZemStatus zemsFIRBlockOne_32f(const float* pSrc, float* pDst, ZemFirBloc
 ZEM_API ZemStatus zemsFIRBlockFree_32f(ZemFirBlockState_32f* pState) {
     if (pState == nullptr)
         return zemStatusNullPointer;
-    if (pState->tag != kFirTag)
+    if (!live(pState))
         return zemStatusContextMismatch;
     pState->tag = 0;
     release_block(pState->rows);
