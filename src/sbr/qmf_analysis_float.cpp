@@ -1,0 +1,196 @@
+// The floating-point 32-band SBR analysis banks. Per slot the 32 new samples enter the delay line
+// time-reversed at the write position, the window folds the line into u[0..63], and a transform
+// turns u into the 32 bands:
+//   complex: z_i = e^(-i pi (4i + 1)/256) (i u[32 - i] - u[64 - i]), u[64] = -u[0], i < 32;
+//            Y = 32-point forward FFT of z; X[2j] = 2 e^(-i pi j/64) Y[j] and
+//            X[2j + 1] = 2 e^(-i pi (j + 1)/64) conj(Y[31 - j]), j < 16;
+//   real:    t[0] = 8 sqrt2 u[48], t[k] = 8 (u[48 - k] + u[48 + k]), t[16 + j] = 8 (u[32 - j] -
+//   u[j]),
+//            k in 1..15, j < 16; X = orthonormal DCT-III of t (the factors 8 and 8 sqrt2 undo
+//            its scaling).
+#include <cstring>
+
+#include "core/checks.hpp"
+#include "core/export.hpp"
+#include "sbr/qmf_float.hpp"
+#include "sbr/qmf_rotations.hpp"
+#include "zemac.h"
+
+namespace zem::sbr {
+namespace {
+
+constexpr int32_t kStateExtra = 1327; // alignment slack, header, 320 samples of delay line
+
+// The 32 complex bands of one slot from u, as interleaved pairs.
+void complex_bands(const float* u, const ZemFftSpec& fft, float* x) {
+    float z[64];
+    for (int32_t i = 0; i < 32; ++i) {
+        const float a = u[32 - i], b = i == 0 ? -u[0] : u[64 - i];
+        const float c = kQmfRotations.quarterStep[i][0], s = kQmfRotations.quarterStep[i][1];
+        z[2 * i] = s * a - c * b;
+        z[2 * i + 1] = c * a + s * b;
+    }
+    fft_in_place(z, fft, false, nullptr);
+    for (int32_t j = 0; j < 16; ++j) {
+        const float* e = z + 2 * j;
+        const float* o = z + 2 * (31 - j);
+        const float* r0 = kQmfRotations.step[j];
+        const float* r1 = kQmfRotations.step[j + 1];
+        x[4 * j] = 2.0f * (r0[0] * e[0] + r0[1] * e[1]);
+        x[4 * j + 1] = 2.0f * (r0[0] * e[1] - r0[1] * e[0]);
+        x[4 * j + 2] = 2.0f * (r1[0] * o[0] - r1[1] * o[1]);
+        x[4 * j + 3] = -2.0f * (r1[0] * o[1] + r1[1] * o[0]);
+    }
+}
+
+void real_bands(const float* u, const ZemDctSpec& dct, uint8_t* work, float* x) {
+    float t[32];
+    t[0] = 11.3137085f * u[48];
+    for (int32_t k = 1; k < 16; ++k)
+        t[k] = 8.0f * (u[48 - k] + u[48 + k]);
+    for (int32_t j = 0; j < 16; ++j)
+        t[16 + j] = 8.0f * (u[32 - j] - u[j]);
+    dct_inv(t, x, &dct, work);
+}
+
+enum class Output { Interleaved, Split, Real };
+
+// The slot loop shared by the three banks; `rows` receives each slot's bands (64 floats for the
+// complex banks, interleaved; 32 for the real one) with the band limit applied.
+template <Output Out, class Rows>
+void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numBands, QmfHeader* h,
+         uint8_t* pWorkBuf, Rows rows) {
+    float* delay = qmf_delay(h);
+    int32_t index = h->index;
+    float u[64], x[64];
+    for (int32_t l = 0; l < numSlots; ++l) {
+        const float* src = pSrc + 32 * l;
+        for (int32_t j = 0; j < 32; ++j)
+            delay[index + j] = src[31 - j];
+        kQmfWindowSse2.fold(delay, index, pWindow, u);
+        if constexpr (Out == Output::Real) {
+            real_bands(u, *qmf_dct(h), pWorkBuf, x);
+            for (int32_t k = numBands; k < 32; ++k)
+                x[k] = 0.0f;
+        } else {
+            complex_bands(u, *qmf_fft(h), x);
+            for (int32_t k = 2 * numBands; k < 64; ++k)
+                x[k] = 0.0f;
+        }
+        rows(l, x);
+        index = index == 0 ? 288 : index - 32;
+    }
+    h->index = index;
+}
+
+ZemStatus check_state(const float* pWindow, ZemSbrAnalysisSpec_32f* pSpec, Tag tag) {
+    if (any_null(pWindow, pSpec))
+        return zemStatusNullPointer;
+    return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
+}
+
+ZemStatus checked_bands(int32_t numBands) {
+    return numBands < 0 || numBands > 32 ? zemStatusBadSize : zemStatusOk;
+}
+
+} // namespace
+} // namespace zem::sbr
+
+using namespace zem;
+using namespace zem::sbr;
+
+ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToC_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
+                                                         int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::FftSplit5, kStateExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+ZEM_SHARED_EXPORT(zemsAnalysisFilterGetSize_SBR_RToC_32f32fc,
+                  zemsAnalysisFilterGetSize_SBR_RToC_32f);
+
+ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
+                                                         int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::DctInv32, kStateExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+
+ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToC_32f32fc(ZemSbrAnalysisSpec_32f** ppSpec,
+                                                          uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::FftSplit5,
+                    Tag::SbrAnalysisRToC32fc, 320);
+}
+
+ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToC_32f(ZemSbrAnalysisSpec_32f** ppSpec,
+                                                      uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::FftSplit5,
+                    Tag::SbrAnalysisRToC32f, 320);
+}
+
+ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToR_32f(ZemSbrAnalysisSpec_32f** ppSpec,
+                                                      uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::DctInv32,
+                    Tag::SbrAnalysisRToR, 320);
+}
+
+ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f32fc_D2L(const float* pSrc, Zem32fc* const* ppDst,
+                                                          const float* pWindow, int32_t numSlots,
+                                                          int32_t slotOffset, int32_t numBands,
+                                                          ZemSbrAnalysisSpec_32f* pSpec,
+                                                          uint8_t* pWorkBuf) {
+    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32fc))
+        return st;
+    if (any_null(pSrc, ppDst, pWorkBuf) ||
+        (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
+        return zemStatusNullPointer;
+    if (const ZemStatus st = checked_bands(numBands))
+        return st;
+    run<Output::Interleaved>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec),
+                             pWorkBuf, [&](int32_t l, const float* x) {
+                                 std::memcpy(ppDst[slotOffset + l], x, 64 * sizeof(float));
+                             });
+    return zemStatusOk;
+}
+
+ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f_D2L(const float* pSrc, float* const* ppDstRe,
+                                                      float* const* ppDstIm, const float* pWindow,
+                                                      int32_t numSlots, int32_t slotOffset,
+                                                      int32_t numBands,
+                                                      ZemSbrAnalysisSpec_32f* pSpec,
+                                                      uint8_t* pWorkBuf) {
+    if (pWorkBuf == nullptr)
+        return zemStatusNullPointer;
+    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32f))
+        return st;
+    if (const ZemStatus st = checked_bands(numBands))
+        return st;
+    if (any_null(pSrc, ppDstRe, ppDstIm) ||
+        (numSlots > 0 && (!rows_present(ppDstRe + slotOffset, numSlots) ||
+                          !rows_present(ppDstIm + slotOffset, numSlots))))
+        return zemStatusNullPointer;
+    run<Output::Split>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec),
+                       pWorkBuf, [&](int32_t l, const float* x) {
+                           float* re = ppDstRe[slotOffset + l];
+                           float* im = ppDstIm[slotOffset + l];
+                           for (int32_t k = 0; k < 32; ++k) {
+                               re[k] = x[2 * k];
+                               im[k] = x[2 * k + 1];
+                           }
+                       });
+    return zemStatusOk;
+}
+
+ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToR_32f_D2L(const float* pSrc, float* const* ppDst,
+                                                      const float* pWindow, int32_t numSlots,
+                                                      int32_t slotOffset, int32_t numBands,
+                                                      ZemSbrAnalysisSpec_32f* pSpec,
+                                                      uint8_t* pWorkBuf) {
+    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToR))
+        return st;
+    if (any_null(pSrc, ppDst, pWorkBuf) ||
+        (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
+        return zemStatusNullPointer;
+    if (const ZemStatus st = checked_bands(numBands))
+        return st;
+    run<Output::Real>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec),
+                      pWorkBuf, [&](int32_t l, const float* x) {
+                          std::memcpy(ppDst[slotOffset + l], x, 32 * sizeof(float));
+                      });
+    return zemStatusOk;
+}

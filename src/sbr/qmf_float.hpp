@@ -1,0 +1,66 @@
+// The floating-point SBR QMF banks: one state layout for the analysis and synthesis banks (the
+// transform record at the caller's first 16-byte boundary, a 32-byte header behind it, the delay
+// line behind the header) and the windowing kernels that fold the delay line into the
+// transform's input (analysis) or its output into samples (synthesis).
+#pragma once
+
+#include <cstdint>
+
+#include "core/state.hpp"
+#include "transform/dct.hpp"
+#include "transform/fft.hpp"
+#include "zemac/core.h"
+
+namespace zem::sbr {
+
+// Offsets count from the header, so the header is 32 bytes on every target.
+struct QmfHeader {
+    uint32_t tag;
+    int32_t delayOffset;
+    int32_t index; // write position in the delay line, a multiple of the slot's block
+    int32_t fftOffset;
+    int32_t dctOffset;
+    int32_t reserved[3];
+};
+static_assert(sizeof(QmfHeader) == 32);
+
+enum class QmfTransform { FftSplit5, Fft5, Fft6, DctInv32, DctFwd32, DctFwd64 };
+
+// GetSize: state (S rounded up to 16, plus stateExtra), init I + 4 and work W + 4 bytes, with S,
+// I, W the transform's own sizes.
+ZemStatus qmf_sizes(QmfTransform t, int32_t stateExtra, int32_t* pSizeSpec, int32_t* pSizeInit,
+                    int32_t* pSizeWork);
+// Init: builds the transform and the header, zeroes delayFloats values of delay line and stores
+// the header's address in *ppSpec.
+ZemStatus qmf_init(void** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit, QmfTransform t, Tag tag,
+                   int32_t delayFloats);
+
+inline float* qmf_delay(QmfHeader* h) {
+    return reinterpret_cast<float*>(reinterpret_cast<uint8_t*>(h) + h->delayOffset);
+}
+inline const ZemFftSpec* qmf_fft(const QmfHeader* h) {
+    return reinterpret_cast<const ZemFftSpec*>(reinterpret_cast<const uint8_t*>(h) + h->fftOffset);
+}
+inline const ZemDctSpec* qmf_dct(const QmfHeader* h) {
+    return reinterpret_cast<const ZemDctSpec*>(reinterpret_cast<const uint8_t*>(h) + h->dctOffset);
+}
+
+// Whether the row pointers of `count` slots are all given.
+template <class T> bool rows_present(T* const* rows, int32_t count) {
+    for (int32_t l = 0; l < count; ++l)
+        if (rows[l] == nullptr)
+            return false;
+    return true;
+}
+
+// The windowing passes, scalar and SSE2 with identical results.
+//   fold:   u[n] = sum_{m<5} w[n + 64 m] D[(index + n + 64 m) mod 320], n < 64;
+//   output: y[n] = sum_{i<10} w[M i + n] D[(index + o_i + n) mod 20M], n < M, o_i as the banks.
+struct QmfWindowKernels {
+    void (*fold)(const float* delay, int32_t index, const float* window, float* u);
+    void (*output)(const float* delay, int32_t index, int32_t bands, const float* window, float* y);
+};
+extern const QmfWindowKernels kQmfWindowScalar;
+extern const QmfWindowKernels kQmfWindowSse2;
+
+} // namespace zem::sbr

@@ -1,0 +1,313 @@
+// The floating-point SBR synthesis banks. Per slot a row of M bands gives 2M values v that enter
+// the delay line at the write position; the window then sums ten blocks of the line into M
+// samples. The values v come from fast transforms:
+//   64-band complex: v[n] = (S[n] - C[n]) / 64 and v[127 - n] = (C[n] + S[n]) / 64, n < 64, with
+//     C the DCT-IV of the real parts and S the DST-IV of the imaginary parts (length 64), each a
+//     32-point FFT between two rotations;
+//   32-band complex: v[n] = Re{e^(i pi (n - 63.75)/64) F[n]} / 64, F the 64-point inverse DFT
+//     of X[k] e^(-i pi 63.75 k/32) (k < 32, zero above);
+//   real banks: v[n] = D[n - M/2] / 32 with D[m] = sum_k X[k] cos(pi (k + 1/2) m / M), which is
+//     even in m, zero at M and odd about M; D[0..M) is the orthonormal DCT-II unscaled.
+#include <cstring>
+
+#include "core/checks.hpp"
+#include "core/export.hpp"
+#include "sbr/qmf_float.hpp"
+#include "sbr/qmf_rotations.hpp"
+#include "zemac.h"
+
+namespace zem::sbr {
+namespace {
+
+constexpr int32_t kFullExtra = 5167;     // slack, header, 1280 values of delay line
+constexpr int32_t kFullRealExtra = 5183; // the same and one spare value, rounded to 16 bytes
+constexpr int32_t kDownExtra = 2607;     // slack, header, 640 values
+
+struct DownRotations {
+    float pre[32][2];  // cos, sin of pi 63.75 k / 32
+    float post[64][2]; // cos, sin of pi (n - 63.75) / 64
+};
+
+constexpr DownRotations make_down_rotations() {
+    DownRotations r{};
+    for (int k = 0; k < 32; ++k) {
+        const CosSin a = cos_sin_constexpr(255 * k, 256);
+        r.pre[k][0] = float(a.c);
+        r.pre[k][1] = float(a.s);
+    }
+    for (int n = 0; n < 64; ++n) {
+        const CosSin a = cos_sin_constexpr(4 * n - 255, 512);
+        r.post[n][0] = float(a.c);
+        r.post[n][1] = float(a.s);
+    }
+    return r;
+}
+constexpr DownRotations kDown = make_down_rotations();
+
+// DCT-IV of length 64, out[q] = sum_k (lo/hi interleaving below) x[k] cos(pi (k + 1/2)(q +
+// 1/2)/64), with x[2j] = even[j] and x[63 - 2j] = odd[j] given as the fold's two halves (j < 32).
+void dct4_64(const float* even, const float* odd, const ZemFftSpec& fft, float* out) {
+    float z[64];
+    for (int32_t j = 0; j < 32; ++j) {
+        const float c = kQmfRotations.quarterStep[j][0], s = kQmfRotations.quarterStep[j][1];
+        z[2 * j] = c * even[j] + s * odd[j];
+        z[2 * j + 1] = c * odd[j] - s * even[j];
+    }
+    fft_in_place(z, fft, false, nullptr);
+    for (int32_t m = 0; m < 32; ++m) {
+        const float c = kQmfRotations.step[m][0], s = kQmfRotations.step[m][1];
+        const float re = z[2 * m], im = z[2 * m + 1];
+        out[2 * m] = c * re + s * im;
+        out[63 - 2 * m] = s * re - c * im;
+    }
+}
+
+void full_complex_values(const float* re, const float* im, const ZemFftSpec& fft, float* v) {
+    float even[32], odd[32], c[64], s[64];
+    for (int32_t j = 0; j < 32; ++j) {
+        even[j] = re[2 * j];
+        odd[j] = re[63 - 2 * j];
+    }
+    dct4_64(even, odd, fft, c);
+    // The DST-IV is the DCT-IV of the reversed sequence with every odd output negated.
+    for (int32_t j = 0; j < 32; ++j) {
+        even[j] = im[63 - 2 * j];
+        odd[j] = im[2 * j];
+    }
+    dct4_64(even, odd, fft, s);
+    for (int32_t n = 0; n < 64; ++n) {
+        const float sn = (n & 1) ? -s[n] : s[n];
+        v[n] = (sn - c[n]) * 0.015625f;
+        v[127 - n] = (c[n] + sn) * 0.015625f;
+    }
+}
+
+void down_complex_values(const float* re, const float* im, const ZemFftSpec& fft, uint8_t* work,
+                         float* v) {
+    alignas(16) float z[128];
+    for (int32_t k = 0; k < 32; ++k) {
+        const float c = kDown.pre[k][0], s = kDown.pre[k][1];
+        z[2 * k] = c * re[k] + s * im[k];
+        z[2 * k + 1] = c * im[k] - s * re[k];
+    }
+    std::memset(z + 64, 0, 64 * sizeof(float));
+    fft_in_place(z, fft, true, align_up<32>(work));
+    for (int32_t n = 0; n < 64; ++n)
+        v[n] = (kDown.post[n][0] * z[2 * n] - kDown.post[n][1] * z[2 * n + 1]) * 0.015625f;
+}
+
+// The real banks: D from the orthonormal DCT-II (y[0] sqrt(M), y[m] sqrt(M/2)), then unfolded.
+void real_values(const float* x, int32_t bands, const ZemDctSpec& dct, uint8_t* work, float* v) {
+    float y[64];
+    dct_fwd(x, y, &dct, work);
+    const float dc = bands == 64 ? 0.25f : 0.17677669f;  // sqrt(M) / 32
+    const float ac = bands == 64 ? 0.17677669f : 0.125f; // sqrt(M / 2) / 32
+    y[0] *= dc;
+    for (int32_t m = 1; m < bands; ++m)
+        y[m] *= ac;
+    const int32_t half = bands / 2;
+    for (int32_t n = 0; n < 2 * bands; ++n) {
+        const int32_t m = n - half;
+        v[n] = m < 0 ? y[-m] : m < bands ? y[m] : m == bands ? 0.0f : -y[2 * bands - m];
+    }
+}
+
+enum class Input { Split, Interleaved, Real };
+
+template <Input In> struct Row;
+template <> struct Row<Input::Split> {
+    const float* const* re;
+    const float* const* im;
+};
+template <> struct Row<Input::Interleaved> { const Zem32fc* const* rows; };
+template <> struct Row<Input::Real> { const float* const* rows; };
+
+template <Input In, int32_t Bands>
+void run(Row<In> src, float* pDst, const float* pWindow, int32_t numSlots, QmfHeader* h,
+         uint8_t* pWorkBuf) {
+    constexpr int32_t line = 20 * Bands;
+    float* delay = qmf_delay(h);
+    int32_t index = h->index;
+    float re[64], im[64];
+    for (int32_t l = 0; l < numSlots; ++l) {
+        float* v = delay + index;
+        if constexpr (In == Input::Real) {
+            real_values(src.rows[l], Bands, *qmf_dct(h), pWorkBuf, v);
+        } else {
+            const float* r;
+            const float* i;
+            if constexpr (In == Input::Split) {
+                r = src.re[l];
+                i = src.im[l];
+            } else {
+                const float* x = &src.rows[l][0].re;
+                for (int32_t k = 0; k < Bands; ++k) {
+                    re[k] = x[2 * k];
+                    im[k] = x[2 * k + 1];
+                }
+                r = re;
+                i = im;
+            }
+            if constexpr (Bands == 64)
+                full_complex_values(r, i, *qmf_fft(h), v);
+            else
+                down_complex_values(r, i, *qmf_fft(h), pWorkBuf, v);
+        }
+        kQmfWindowSse2.output(delay, index, Bands, pWindow, pDst + Bands * l);
+        index = index == 0 ? line - 2 * Bands : index - 2 * Bands;
+    }
+    h->index = index;
+}
+
+template <class Spec> ZemStatus check_state(const float* pWindow, Spec* pSpec, Tag tag) {
+    if (any_null(pWindow, pSpec))
+        return zemStatusNullPointer;
+    return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
+}
+
+template <int32_t Bands, class Spec>
+ZemStatus filter_split(const float* const* ppSrcRe, const float* const* ppSrcIm, float* pDst,
+                       const float* pWindow, int32_t numSlots, Spec* pSpec, uint8_t* pWorkBuf,
+                       Tag tag) {
+    if (pWorkBuf == nullptr)
+        return zemStatusNullPointer;
+    if (const ZemStatus st = check_state(pWindow, pSpec, tag))
+        return st;
+    if (any_null(ppSrcRe, ppSrcIm, pDst) || !rows_present(ppSrcRe, numSlots) ||
+        !rows_present(ppSrcIm, numSlots))
+        return zemStatusNullPointer;
+    run<Input::Split, Bands>({ppSrcRe, ppSrcIm}, pDst, pWindow, numSlots,
+                             reinterpret_cast<QmfHeader*>(pSpec), pWorkBuf);
+    return zemStatusOk;
+}
+
+template <Input In, int32_t Bands, class Spec, class T>
+ZemStatus filter_rows(const T* const* ppSrc, float* pDst, const float* pWindow, int32_t numSlots,
+                      Spec* pSpec, uint8_t* pWorkBuf, Tag tag) {
+    if (const ZemStatus st = check_state(pWindow, pSpec, tag))
+        return st;
+    if (any_null(ppSrc, pDst, pWorkBuf) || !rows_present(ppSrc, numSlots))
+        return zemStatusNullPointer;
+    run<In, Bands>({ppSrc}, pDst, pWindow, numSlots, reinterpret_cast<QmfHeader*>(pSpec), pWorkBuf);
+    return zemStatusOk;
+}
+
+template <class Spec>
+ZemStatus init(Spec** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit, QmfTransform t, Tag tag,
+               int32_t delayFloats) {
+    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, t, tag, delayFloats);
+}
+
+} // namespace
+} // namespace zem::sbr
+
+using namespace zem;
+using namespace zem::sbr;
+
+ZEM_API ZemStatus zemsSynthesisFilterGetSize_SBR_CToR_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
+                                                          int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::Fft5, kFullExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+ZEM_SHARED_EXPORT(zemsSynthesisFilterGetSize_SBR_CToR_32fc32f,
+                  zemsSynthesisFilterGetSize_SBR_CToR_32f);
+
+ZEM_API ZemStatus zemsSynthesisFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
+                                                          int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::DctFwd64, kFullRealExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilterGetSize_SBR_CToR_32f(int32_t* pSizeSpec,
+                                                              int32_t* pSizeInit,
+                                                              int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::Fft6, kDownExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+ZEM_SHARED_EXPORT(zemsSynthesisDownFilterGetSize_SBR_CToR_32fc32f,
+                  zemsSynthesisDownFilterGetSize_SBR_CToR_32f);
+
+ZEM_API ZemStatus zemsSynthesisDownFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec,
+                                                              int32_t* pSizeInit,
+                                                              int32_t* pSizeWork) {
+    return qmf_sizes(QmfTransform::DctFwd32, kDownExtra, pSizeSpec, pSizeInit, pSizeWork);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_CToR_32f(ZemSbrSynthesisSpec_32f** ppSpec,
+                                                       uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32f, 1280);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_CToR_32fc32f(ZemSbrSynthesisSpec_32f** ppSpec,
+                                                           uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32fc, 1280);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_RToR_32f(ZemSbrSynthesisSpec_32f** ppSpec,
+                                                       uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd64, Tag::SbrSynthesisRToR, 1281);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
+                                                           uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6, Tag::SbrSynthesisDownCToR32f, 640);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32fc32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
+                                                               uint8_t* pMemSpec,
+                                                               uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6, Tag::SbrSynthesisDownCToR32fc, 640);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_RToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
+                                                           uint8_t* pMemSpec, uint8_t* pMemInit) {
+    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd32, Tag::SbrSynthesisDownRToR, 640);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32f_D2L(const float* const* ppSrcRe,
+                                                       const float* const* ppSrcIm, float* pDst,
+                                                       const float* pWindow, int32_t numSlots,
+                                                       ZemSbrSynthesisSpec_32f* pSpec,
+                                                       uint8_t* pWorkBuf) {
+    return filter_split<64>(ppSrcRe, ppSrcIm, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                            Tag::SbrSynthesisCToR32f);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Zem32fc* const* ppSrc, float* pDst,
+                                                           const float* pWindow, int32_t numSlots,
+                                                           ZemSbrSynthesisSpec_32f* pSpec,
+                                                           uint8_t* pWorkBuf) {
+    return filter_rows<Input::Interleaved, 64>(ppSrc, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                                               Tag::SbrSynthesisCToR32fc);
+}
+
+ZEM_API ZemStatus zemsSynthesisFilter_SBR_RToR_32f_D2L(const float* const* ppSrc, float* pDst,
+                                                       const float* pWindow, int32_t numSlots,
+                                                       ZemSbrSynthesisSpec_32f* pSpec,
+                                                       uint8_t* pWorkBuf) {
+    return filter_rows<Input::Real, 64>(ppSrc, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                                        Tag::SbrSynthesisRToR);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_CToR_32f_D2L(const float* const* ppSrcRe,
+                                                           const float* const* ppSrcIm, float* pDst,
+                                                           const float* pWindow, int32_t numSlots,
+                                                           ZemSbrSynthesisDownSpec_32f* pSpec,
+                                                           uint8_t* pWorkBuf) {
+    return filter_split<32>(ppSrcRe, ppSrcIm, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                            Tag::SbrSynthesisDownCToR32f);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(const Zem32fc* const* ppSrc,
+                                                               float* pDst, const float* pWindow,
+                                                               int32_t numSlots,
+                                                               ZemSbrSynthesisDownSpec_32f* pSpec,
+                                                               uint8_t* pWorkBuf) {
+    return filter_rows<Input::Interleaved, 32>(ppSrc, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                                               Tag::SbrSynthesisDownCToR32fc);
+}
+
+ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_RToR_32f_D2L(const float* const* ppSrc, float* pDst,
+                                                           const float* pWindow, int32_t numSlots,
+                                                           ZemSbrSynthesisDownSpec_32f* pSpec,
+                                                           uint8_t* pWorkBuf) {
+    return filter_rows<Input::Real, 32>(ppSrc, pDst, pWindow, numSlots, pSpec, pWorkBuf,
+                                        Tag::SbrSynthesisDownRToR);
+}

@@ -1,0 +1,87 @@
+// The windowing passes of the floating-point QMF banks. Every sum runs over its terms in the same
+// order in both versions (term 0 first), so the SSE2 version reproduces the scalar one to the bit.
+#include "core/simd.hpp"
+#include "sbr/qmf_float.hpp"
+
+namespace zem::sbr {
+namespace {
+
+// Start of the block of `len` values at distance `offset` from the write position; blocks never
+// straddle the end of the line (index and offsets are multiples of the block length).
+inline int32_t block_start(int32_t index, int32_t offset, int32_t lineLen) {
+    const int32_t p = index + offset;
+    return p >= lineLen ? p - lineLen : p;
+}
+
+// Distance of the synthesis window's block i from the newest value.
+inline int32_t output_offset(int32_t i, int32_t bands) {
+    return (i / 2) * 4 * bands + (i & 1) * 3 * bands;
+}
+
+void fold_scalar(const float* delay, int32_t index, const float* window, float* u) {
+    for (int32_t h = 0; h < 64; h += 32) {
+        const float* x0 = delay + block_start(index, h, 320);
+        for (int32_t n = 0; n < 32; ++n)
+            u[h + n] = window[h + n] * x0[n];
+        for (int32_t m = 1; m < 5; ++m) {
+            const float* x = delay + block_start(index, 64 * m + h, 320);
+            const float* w = window + 64 * m + h;
+            for (int32_t n = 0; n < 32; ++n)
+                u[h + n] += w[n] * x[n];
+        }
+    }
+}
+
+void output_scalar(const float* delay, int32_t index, int32_t bands, const float* window,
+                   float* y) {
+    const int32_t line = 20 * bands;
+    const float* x0 = delay + block_start(index, 0, line);
+    for (int32_t n = 0; n < bands; ++n)
+        y[n] = window[n] * x0[n];
+    for (int32_t i = 1; i < 10; ++i) {
+        const float* x = delay + block_start(index, output_offset(i, bands), line);
+        const float* w = window + bands * i;
+        for (int32_t n = 0; n < bands; ++n)
+            y[n] += w[n] * x[n];
+    }
+}
+
+void fold_sse2(const float* delay, int32_t index, const float* window, float* u) {
+    using namespace simd;
+    const float* x[5];
+    for (int32_t h = 0; h < 64; h += 32) {
+        for (int32_t m = 0; m < 5; ++m)
+            x[m] = delay + block_start(index, 64 * m + h, 320);
+        const float* w = window + h;
+        for (int32_t n = 0; n < 32; n += 4) {
+            F32x4 s = load(w + n) * load(x[0] + n);
+            s = s + load(w + 64 + n) * load(x[1] + n);
+            s = s + load(w + 128 + n) * load(x[2] + n);
+            s = s + load(w + 192 + n) * load(x[3] + n);
+            s = s + load(w + 256 + n) * load(x[4] + n);
+            store(u + h + n, s);
+        }
+    }
+}
+
+void output_sse2(const float* delay, int32_t index, int32_t bands, const float* window, float* y) {
+    using namespace simd;
+    const int32_t line = 20 * bands;
+    const float* x[10];
+    for (int32_t i = 0; i < 10; ++i)
+        x[i] = delay + block_start(index, output_offset(i, bands), line);
+    for (int32_t n = 0; n < bands; n += 4) {
+        const float* w = window + n;
+        F32x4 s = load(w) * load(x[0] + n);
+        for (int32_t i = 1; i < 10; ++i)
+            s = s + load(w + bands * i) * load(x[i] + n);
+        store(y + n, s);
+    }
+}
+
+} // namespace
+
+const QmfWindowKernels kQmfWindowScalar = {fold_scalar, output_scalar};
+const QmfWindowKernels kQmfWindowSse2 = {fold_sse2, output_sse2};
+
+} // namespace zem::sbr
