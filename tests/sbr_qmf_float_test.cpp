@@ -451,4 +451,39 @@ TEST(SbrQmfFloat, WindowKernelsAgreeToTheBit) {
         }
 }
 
+TEST(SbrQmfFloat, RotationKernelsAgreeToTheBit) {
+    std::mt19937 rng(zemtest::seed());
+    std::uniform_real_distribution<float> d(-1.0f, 1.0f);
+    alignas(16) float in[2][128];
+    for (auto& row : in)
+        for (float& v : row)
+            v = d(rng);
+    const auto& s = zem::sbr::kQmfRotationScalar;
+    const auto& v = zem::sbr::kQmfRotationSse2;
+    const auto same = [](const float* a, const float* b, int n) {
+        return std::memcmp(a, b, n * sizeof(float)) == 0;
+    };
+    alignas(16) float a[128], b[128];
+    s.analysis_pre(in[0], a);
+    v.analysis_pre(in[0], b);
+    EXPECT_TRUE(same(a, b, 64));
+    s.analysis_post(in[0], a);
+    v.analysis_post(in[0], b);
+    EXPECT_TRUE(same(a, b, 64));
+    for (bool reversed : {false, true}) {
+        s.dct4_pre(in[0], reversed, a);
+        v.dct4_pre(in[0], reversed, b);
+        EXPECT_TRUE(same(a, b, 64)) << reversed;
+    }
+    s.dct4_combine(in[0], in[1], a);
+    v.dct4_combine(in[0], in[1], b);
+    EXPECT_TRUE(same(a, b, 128));
+    s.down_pre(in[0], in[1], a);
+    v.down_pre(in[0], in[1], b);
+    EXPECT_TRUE(same(a, b, 128));
+    s.down_post(in[0], a);
+    v.down_post(in[0], b);
+    EXPECT_TRUE(same(a, b, 64));
+}
+
 } // namespace

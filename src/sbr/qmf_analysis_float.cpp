@@ -13,7 +13,6 @@
 #include "core/checks.hpp"
 #include "core/export.hpp"
 #include "sbr/qmf_float.hpp"
-#include "sbr/qmf_rotations.hpp"
 #include "zemac.h"
 
 namespace zem::sbr {
@@ -21,26 +20,12 @@ namespace {
 
 constexpr int32_t kStateExtra = 1327; // alignment slack, header, 320 samples of delay line
 
-// The 32 complex bands of one slot from u, as interleaved pairs.
+// The 32 complex bands of one slot from u (u[64] holding -u[0]), as interleaved pairs.
 void complex_bands(const float* u, const ZemFftSpec& fft, float* x) {
-    float z[64];
-    for (int32_t i = 0; i < 32; ++i) {
-        const float a = u[32 - i], b = i == 0 ? -u[0] : u[64 - i];
-        const float c = kQmfRotations.quarterStep[i][0], s = kQmfRotations.quarterStep[i][1];
-        z[2 * i] = s * a - c * b;
-        z[2 * i + 1] = c * a + s * b;
-    }
+    alignas(16) float z[64];
+    kQmfRotationSse2.analysis_pre(u, z);
     fft_in_place(z, fft, false, nullptr);
-    for (int32_t j = 0; j < 16; ++j) {
-        const float* e = z + 2 * j;
-        const float* o = z + 2 * (31 - j);
-        const float* r0 = kQmfRotations.step[j];
-        const float* r1 = kQmfRotations.step[j + 1];
-        x[4 * j] = 2.0f * (r0[0] * e[0] + r0[1] * e[1]);
-        x[4 * j + 1] = 2.0f * (r0[0] * e[1] - r0[1] * e[0]);
-        x[4 * j + 2] = 2.0f * (r1[0] * o[0] - r1[1] * o[1]);
-        x[4 * j + 3] = -2.0f * (r1[0] * o[1] + r1[1] * o[0]);
-    }
+    kQmfRotationSse2.analysis_post(z, x);
 }
 
 void real_bands(const float* u, const ZemDctSpec& dct, uint8_t* work, float* x) {
@@ -62,7 +47,7 @@ void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numB
          uint8_t* pWorkBuf, Rows rows) {
     float* delay = qmf_delay(h);
     int32_t index = h->index;
-    float u[64], x[64];
+    alignas(16) float u[68], x[64];
     for (int32_t l = 0; l < numSlots; ++l) {
         const float* src = pSrc + 32 * l;
         for (int32_t j = 0; j < 32; ++j)
@@ -73,6 +58,7 @@ void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numB
             for (int32_t k = numBands; k < 32; ++k)
                 x[k] = 0.0f;
         } else {
+            u[64] = -u[0];
             complex_bands(u, *qmf_fft(h), x);
             for (int32_t k = 2 * numBands; k < 64; ++k)
                 x[k] = 0.0f;

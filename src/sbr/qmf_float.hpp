@@ -63,4 +63,28 @@ struct QmfWindowKernels {
 extern const QmfWindowKernels kQmfWindowScalar;
 extern const QmfWindowKernels kQmfWindowSse2;
 
+// The rotations around the FFTs, scalar and SSE2 with identical results; complex values are
+// interleaved pairs, k = 1/64.
+//   analysis_pre:  z_i = e^(-i pi (4i + 1)/256) (-u[64 - i] + i u[32 - i]), i < 32 (u[64] = -u[0]);
+//   analysis_post: x[4j], x[4j + 1] = 2 e^(-i pi j/64) Y[j]; x[4j + 2], x[4j + 3] =
+//                  2 e^(-i pi (j + 1)/64) conj(Y[31 - j]), j < 16;
+//   dct4_pre:      z_j = e^(-i pi (4j + 1)/256) (x[2j] + i x[63 - 2j]), j < 32, with x read
+//                  backwards when `reversed` (the DST-IV's input);
+//   dct4_combine:  with Pc_m = Yc_m e^(-i pi m/64) and Ps_m = Ys_m e^(-i pi m/64) (m < 32) from
+//                  the FFTs of the cosine and the sine transform, the 64-band complex bank's
+//                  v[2m] = (Re Ps - Re Pc) k, v[127 - 2m] = (Re Pc + Re Ps) k,
+//                  v[63 - 2m] = (Im Pc + Im Ps) k, v[64 + 2m] = (Im Ps - Im Pc) k;
+//   down_pre:      z_k = e^(-i pi 63.75 k/32) X[k], k < 32, then 32 zero values;
+//   down_post:     v[n] = Re{e^(i pi (n - 63.75)/64) Y[n]} k, n < 64.
+struct QmfRotationKernels {
+    void (*analysis_pre)(const float* u, float* z);
+    void (*analysis_post)(const float* y, float* x);
+    void (*dct4_pre)(const float* x, bool reversed, float* z);
+    void (*dct4_combine)(const float* yc, const float* ys, float* v);
+    void (*down_pre)(const float* re, const float* im, float* z);
+    void (*down_post)(const float* y, float* v);
+};
+extern const QmfRotationKernels kQmfRotationScalar;
+extern const QmfRotationKernels kQmfRotationSse2;
+
 } // namespace zem::sbr

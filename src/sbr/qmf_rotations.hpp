@@ -1,4 +1,5 @@
-// Rotation factors of the floating-point QMF banks' fast transforms, computed at compile time.
+// Rotation factors of the floating-point QMF banks' fast transforms, computed at compile time
+// and stored by component so that four neighbours load at once.
 #pragma once
 
 #include "transform/twiddle.hpp"
@@ -6,21 +7,31 @@
 namespace zem::sbr {
 
 struct QmfRotations {
-    float quarterStep[32][2]; // cos, sin of pi (4i + 1)/256: the pre-rotation of 32-point folds
-    float step[33][2];        // cos, sin of pi r/64
+    float quarterCos[32], quarterSin[32];   // pi (4i + 1)/256: pre-rotation of the 32-point folds
+    float stepCos[36], stepSin[36];         // pi r/64: their post-rotation
+    float downPreCos[32], downPreSin[32];   // pi 63.75 k/32: 32-band synthesis, before the FFT
+    float downPostCos[64], downPostSin[64]; // pi (n - 63.75)/64: and after it
 };
 
 constexpr QmfRotations make_qmf_rotations() {
     QmfRotations r{};
     for (int i = 0; i < 32; ++i) {
         const CosSin a = cos_sin_constexpr(4 * i + 1, 512);
-        r.quarterStep[i][0] = float(a.c);
-        r.quarterStep[i][1] = float(a.s);
+        r.quarterCos[i] = float(a.c);
+        r.quarterSin[i] = float(a.s);
+        const CosSin d = cos_sin_constexpr(255 * i, 256);
+        r.downPreCos[i] = float(d.c);
+        r.downPreSin[i] = float(d.s);
     }
-    for (int i = 0; i < 33; ++i) {
+    for (int i = 0; i < 36; ++i) {
         const CosSin a = cos_sin_constexpr(i, 128);
-        r.step[i][0] = float(a.c);
-        r.step[i][1] = float(a.s);
+        r.stepCos[i] = float(a.c);
+        r.stepSin[i] = float(a.s);
+    }
+    for (int n = 0; n < 64; ++n) {
+        const CosSin a = cos_sin_constexpr(4 * n - 255, 512);
+        r.downPostCos[n] = float(a.c);
+        r.downPostSin[n] = float(a.s);
     }
     return r;
 }

@@ -13,7 +13,6 @@
 #include "core/checks.hpp"
 #include "core/export.hpp"
 #include "sbr/qmf_float.hpp"
-#include "sbr/qmf_rotations.hpp"
 #include "zemac.h"
 
 namespace zem::sbr {
@@ -23,77 +22,21 @@ constexpr int32_t kFullExtra = 5167;     // slack, header, 1280 values of delay 
 constexpr int32_t kFullRealExtra = 5183; // the same and one spare value, rounded to 16 bytes
 constexpr int32_t kDownExtra = 2607;     // slack, header, 640 values
 
-struct DownRotations {
-    float pre[32][2];  // cos, sin of pi 63.75 k / 32
-    float post[64][2]; // cos, sin of pi (n - 63.75) / 64
-};
-
-constexpr DownRotations make_down_rotations() {
-    DownRotations r{};
-    for (int k = 0; k < 32; ++k) {
-        const CosSin a = cos_sin_constexpr(255 * k, 256);
-        r.pre[k][0] = float(a.c);
-        r.pre[k][1] = float(a.s);
-    }
-    for (int n = 0; n < 64; ++n) {
-        const CosSin a = cos_sin_constexpr(4 * n - 255, 512);
-        r.post[n][0] = float(a.c);
-        r.post[n][1] = float(a.s);
-    }
-    return r;
-}
-constexpr DownRotations kDown = make_down_rotations();
-
-// DCT-IV of length 64, out[q] = sum_k (lo/hi interleaving below) x[k] cos(pi (k + 1/2)(q +
-// 1/2)/64), with x[2j] = even[j] and x[63 - 2j] = odd[j] given as the fold's two halves (j < 32).
-void dct4_64(const float* even, const float* odd, const ZemFftSpec& fft, float* out) {
-    float z[64];
-    for (int32_t j = 0; j < 32; ++j) {
-        const float c = kQmfRotations.quarterStep[j][0], s = kQmfRotations.quarterStep[j][1];
-        z[2 * j] = c * even[j] + s * odd[j];
-        z[2 * j + 1] = c * odd[j] - s * even[j];
-    }
-    fft_in_place(z, fft, false, nullptr);
-    for (int32_t m = 0; m < 32; ++m) {
-        const float c = kQmfRotations.step[m][0], s = kQmfRotations.step[m][1];
-        const float re = z[2 * m], im = z[2 * m + 1];
-        out[2 * m] = c * re + s * im;
-        out[63 - 2 * m] = s * re - c * im;
-    }
-}
-
 void full_complex_values(const float* re, const float* im, const ZemFftSpec& fft, float* v) {
-    float even[32], odd[32], c[64], s[64];
-    for (int32_t j = 0; j < 32; ++j) {
-        even[j] = re[2 * j];
-        odd[j] = re[63 - 2 * j];
-    }
-    dct4_64(even, odd, fft, c);
-    // The DST-IV is the DCT-IV of the reversed sequence with every odd output negated.
-    for (int32_t j = 0; j < 32; ++j) {
-        even[j] = im[63 - 2 * j];
-        odd[j] = im[2 * j];
-    }
-    dct4_64(even, odd, fft, s);
-    for (int32_t n = 0; n < 64; ++n) {
-        const float sn = (n & 1) ? -s[n] : s[n];
-        v[n] = (sn - c[n]) * 0.015625f;
-        v[127 - n] = (c[n] + sn) * 0.015625f;
-    }
+    alignas(16) float c[64], s[64];
+    kQmfRotationSse2.dct4_pre(re, false, c);
+    fft_in_place(c, fft, false, nullptr);
+    kQmfRotationSse2.dct4_pre(im, true, s);
+    fft_in_place(s, fft, false, nullptr);
+    kQmfRotationSse2.dct4_combine(c, s, v);
 }
 
 void down_complex_values(const float* re, const float* im, const ZemFftSpec& fft, uint8_t* work,
                          float* v) {
     alignas(16) float z[128];
-    for (int32_t k = 0; k < 32; ++k) {
-        const float c = kDown.pre[k][0], s = kDown.pre[k][1];
-        z[2 * k] = c * re[k] + s * im[k];
-        z[2 * k + 1] = c * im[k] - s * re[k];
-    }
-    std::memset(z + 64, 0, 64 * sizeof(float));
+    kQmfRotationSse2.down_pre(re, im, z);
     fft_in_place(z, fft, true, align_up<32>(work));
-    for (int32_t n = 0; n < 64; ++n)
-        v[n] = (kDown.post[n][0] * z[2 * n] - kDown.post[n][1] * z[2 * n + 1]) * 0.015625f;
+    kQmfRotationSse2.down_post(z, v);
 }
 
 // The real banks: D from the orthonormal DCT-II (y[0] sqrt(M), y[m] sqrt(M/2)), then unfolded.
