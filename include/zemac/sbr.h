@@ -25,8 +25,7 @@ typedef struct ZemSbrAnalysisSpec_32f ZemSbrAnalysisSpec_32f;
    1839, 4, 164 (real bank) on every target. zemStatusNullPointer. */
 ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToC_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
                                                          int32_t* pSizeWork);
-ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToC_32f32fc(int32_t* pSizeSpec,
-                                                             int32_t* pSizeInit,
+ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToC_32f32fc(int32_t* pSizeSpec, int32_t* pSizeInit,
                                                              int32_t* pSizeWork);
 ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec, int32_t* pSizeInit,
                                                          int32_t* pSizeWork);
@@ -104,8 +103,9 @@ ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_RToR_32f(ZemSbrSynthesisSpec_32f**
                                                        uint8_t* pMemSpec, uint8_t* pMemInit);
 ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
                                                            uint8_t* pMemSpec, uint8_t* pMemInit);
-ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32fc32f(
-    ZemSbrSynthesisDownSpec_32f** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit);
+ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32fc32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
+                                                               uint8_t* pMemSpec,
+                                                               uint8_t* pMemInit);
 ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_RToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
                                                            uint8_t* pMemSpec, uint8_t* pMemInit);
 /* Statuses, in check order: zemStatusNullPointer (pSpec, pWindow, and pWorkBuf for the banks
@@ -117,9 +117,8 @@ ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32f_D2L(const float* const* ppSrc
                                                        const float* pWindow, int32_t numSlots,
                                                        ZemSbrSynthesisSpec_32f* pSpec,
                                                        uint8_t* pWorkBuf);
-ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Zem32fc* const* ppSrc,
-                                                           float* pDst, const float* pWindow,
-                                                           int32_t numSlots,
+ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Zem32fc* const* ppSrc, float* pDst,
+                                                           const float* pWindow, int32_t numSlots,
                                                            ZemSbrSynthesisSpec_32f* pSpec,
                                                            uint8_t* pWorkBuf);
 ZEM_API ZemStatus zemsSynthesisFilter_SBR_RToR_32f_D2L(const float* const* ppSrc, float* pDst,
@@ -127,14 +126,15 @@ ZEM_API ZemStatus zemsSynthesisFilter_SBR_RToR_32f_D2L(const float* const* ppSrc
                                                        ZemSbrSynthesisSpec_32f* pSpec,
                                                        uint8_t* pWorkBuf);
 ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_CToR_32f_D2L(const float* const* ppSrcRe,
-                                                           const float* const* ppSrcIm,
-                                                           float* pDst, const float* pWindow,
-                                                           int32_t numSlots,
+                                                           const float* const* ppSrcIm, float* pDst,
+                                                           const float* pWindow, int32_t numSlots,
                                                            ZemSbrSynthesisDownSpec_32f* pSpec,
                                                            uint8_t* pWorkBuf);
-ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(
-    const Zem32fc* const* ppSrc, float* pDst, const float* pWindow, int32_t numSlots,
-    ZemSbrSynthesisDownSpec_32f* pSpec, uint8_t* pWorkBuf);
+ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(const Zem32fc* const* ppSrc,
+                                                               float* pDst, const float* pWindow,
+                                                               int32_t numSlots,
+                                                               ZemSbrSynthesisDownSpec_32f* pSpec,
+                                                               uint8_t* pWorkBuf);
 ZEM_API ZemStatus zemsSynthesisDownFilter_SBR_RToR_32f_D2L(const float* const* ppSrc, float* pDst,
                                                            const float* pWindow, int32_t numSlots,
                                                            ZemSbrSynthesisDownSpec_32f* pSpec,
