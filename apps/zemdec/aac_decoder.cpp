@@ -1,6 +1,7 @@
 #include "aac_decoder.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstring>
 #include <memory>
@@ -15,8 +16,14 @@ namespace zemdec {
 namespace {
 
 constexpr int kMaxChannels = 16;
-constexpr int kObjectTypeLc = 2;
-constexpr int kProfileLc = 1; // the ADTS profile and PCE object type fields: object type - 1
+// The ADTS profile and PCE object type fields: object type - 1.
+constexpr int kProfileMain = 0;
+constexpr int kProfileLc = 1;
+
+bool decodable_profile(int profile) { return profile == kProfileMain || profile == kProfileLc; }
+
+// Bands of a long window with a predictor, by sampling-frequency index (AAC Main).
+constexpr int kPredSfbMax[12] = {33, 33, 38, 40, 40, 40, 41, 41, 37, 37, 37, 34};
 
 // Reads n bits (n <= 25) at the cursor.
 uint32_t bits(uint8_t*& p, int32_t& pos, int n) {
@@ -49,9 +56,43 @@ struct ChannelState {
     int prevShape;
 };
 
+// The line offsets of the long-window bands, read back from the inverse quantiser: with every
+// line 1 and the scale factors of neighbouring bands apart by one octave, the output changes
+// exactly at the band edges.
+int long_band_offsets(int sfi, int numBands, int32_t* offsets) {
+    int32_t x[1024];
+    int16_t sf[64];
+    uint8_t cb[64];
+    const int32_t one = 1;
+    for (int32_t& v : x)
+        v = 1;
+    for (int b = 0; b < numBands; ++b) {
+        sf[b] = int16_t(100 + 4 * (b & 1));
+        cb[b] = 1;
+    }
+    if (zemsQuantInv_AAC_32s_I(x, sf, 1, &one, numBands, cb, sfi, 1024) != zemStatusOk)
+        return 0;
+    int band = 0;
+    offsets[0] = 0;
+    for (int k = 1; k < 1024 && band < numBands; ++k)
+        if (x[k] != x[k - 1])
+            offsets[++band] = k;
+    if (band == numBands - 1)
+        offsets[++band] = 1024;
+    return band == numBands ? numBands : 0;
+}
+
 class Decoder {
   public:
-    Decoder(int sfi, const PcmOutput& out, std::FILE* log) : sfi_(sfi), out_(out), log_(log) {}
+    Decoder(int sfi, int profile, const PcmOutput& out, std::FILE* log)
+        : sfi_(sfi), objectType_(profile + 1), out_(out), log_(log) {}
+    ~Decoder() {
+        for (ZemFdpState_32f* s : fdp_)
+            if (s != nullptr)
+                zemsFDPFree_32f(s);
+    }
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
 
     bool set_layout(const AacLayout& layout) {
         if (started_ && layout.channels != layout_.channels)
@@ -82,6 +123,7 @@ class Decoder {
         }
     }
     bool has_layout() const { return haveLayout_; }
+    int profile() const { return objectType_ - 1; }
 
     // Decodes one raw data block from [p, end); false on an error (the block is concealed).
     bool raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long frame,
@@ -93,12 +135,15 @@ class Decoder {
     bool single(uint8_t*& p, int32_t& pos, int out);
     bool pair(uint8_t*& p, int32_t& pos, int outL, int outR);
     void to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, int channelOfPair);
+    bool predict(ChannelData& ch, int out);
+    int pred_sfb_limit() const { return objectType_ == kProfileMain + 1 ? kPredSfbMax[sfi_] : 0; }
     void synthesise(ChannelData& ch, int out);
     int take_slot(AacElement type, int tag, int channels);
     void emit(const bool* decoded);
     bool fail(const char* what, ZemStatus st);
 
     int sfi_;
+    int objectType_;
     const PcmOutput& out_;
     std::FILE* log_;
     AacLayout layout_;
@@ -119,6 +164,9 @@ class Decoder {
     uint32_t seed_ = 0x1F2E3D4C;
     uint32_t noiseSeeds_[8 * 60] = {};
     std::vector<int16_t> interleaved_;
+    ZemFdpState_32f* fdp_[kMaxChannels] = {};
+    int32_t bandOffsets_[65] = {};
+    int predBands_ = 0;
 };
 
 bool Decoder::fail(const char* what, ZemStatus st) {
@@ -128,11 +176,11 @@ bool Decoder::fail(const char* what, ZemStatus st) {
 
 bool Decoder::decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int commonWindow) {
     ch.chan.sampling_frequency_index = sfi_;
-    ch.chan.predSfbLimit = 0;
+    ch.chan.predSfbLimit = pred_sfb_limit();
     ch.chan.pIcsOfChan = &ch.ics;
     const ZemStatus st =
         zemsNoiselessDecode_AAC(&p, &pos, &main_, ch.sf, ch.spec, ch.sfbCb, ch.tnsCoef, &ch.chan, 0,
-                                0, commonWindow, 0, kObjectTypeLc);
+                                0, commonWindow, 0, objectType_);
     if (st != zemStatusOk)
         return fail("channel stream", st);
     const ZemStatus q =
@@ -170,6 +218,47 @@ void Decoder::to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, in
                                 channelOfPair, msRows, noiseSeeds_);
 }
 
+// AAC Main: the backward-adaptive predictors of the long-window lines of output channel `out`
+// run on every long frame (their state follows the reconstructed spectrum whether or not the
+// frame uses them) and are all reset by a short one; the group reset comes after the
+// prediction, and the predictors of noise bands are reset as well.
+bool Decoder::predict(ChannelData& ch, int out) {
+    if (objectType_ != kProfileMain + 1 || out < 0)
+        return true;
+    ZemFdpState_32f*& state = fdp_[out];
+    if (state == nullptr && zemsFDPInitAlloc_32f(&state, 1024) != zemStatusOk)
+        return fail("predictor state", zemStatusNoMemory);
+    if (ch.isShort())
+        return zemsFDPReset_32f(state) == zemStatusOk;
+    if (predBands_ == 0) {
+        const int bands = std::min(kPredSfbMax[sfi_], int(ch.chan.num_swb));
+        predBands_ = long_band_offsets(sfi_, bands, bandOffsets_);
+        if (predBands_ == 0)
+            return fail("band layout of the predictors", zemStatusFailed);
+    }
+    alignas(16) float x[1024];
+    for (int k = 0; k < 1024; ++k)
+        x[k] = float(ch.spec[k]);
+    uint8_t used[64] = {};
+    if (ch.ics.predictor_data_present)
+        std::memcpy(used, ch.ics.prediction_used, std::size_t(std::min(predBands_, 41)));
+    if (zemsFDPInv_32f_I(x, bandOffsets_, predBands_, used, state) != zemStatusOk)
+        return fail("prediction", zemStatusFailed);
+    for (int b = 0; b < predBands_; ++b)
+        if (used[b])
+            for (int k = bandOffsets_[b]; k < bandOffsets_[b + 1]; ++k)
+                ch.spec[k] = int32_t(std::lrint(std::clamp(x[k], -2147483520.0f, 2147483520.0f)));
+    if (ch.ics.predictor_data_present && ch.ics.predictor_reset)
+        zemsFDPResetGroup_32f(30, ch.ics.predictor_reset_group_number - 1, state);
+    uint8_t noise[64] = {};
+    bool anyNoise = false;
+    for (int b = 0; b < std::min(predBands_, ch.maxSfb()); ++b)
+        anyNoise |= (noise[b] = ch.sfbCb[b] == 13) != 0;
+    if (anyNoise)
+        zemsFDPResetSfb_32f(bandOffsets_, predBands_, noise, state);
+    return true;
+}
+
 void Decoder::synthesise(ChannelData& ch, int out) {
     if (ch.chan.tns_data_present)
         zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
@@ -201,6 +290,8 @@ bool Decoder::single(uint8_t*& p, int32_t& pos, int out) {
     if (!decode_channel(p, pos, ch, 0))
         return false;
     to_window_order_and_pns(ch, nullptr, 0);
+    if (!predict(ch, out))
+        return false;
     if (out >= 0)
         synthesise(ch, out);
     return true;
@@ -211,7 +302,7 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
     std::memset(&cpe, 0, sizeof cpe);
     ChannelData& L = pairData_[0];
     ChannelData& R = pairData_[1];
-    const ZemStatus st = zemsDecodeChanPairElt_AAC(&p, &pos, &L.ics, &cpe, 0);
+    const ZemStatus st = zemsDecodeChanPairElt_AAC(&p, &pos, &L.ics, &cpe, pred_sfb_limit());
     if (st != zemStatusOk)
         return fail("channel pair element", st);
     if (cpe.common_window)
@@ -244,13 +335,27 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
             if (R.sfbCb[i] == 14 || R.sfbCb[i] == 15)
                 R.sfbCb[i] = cb[i]; // an M/S flag inverts the intensity direction
     }
+    // AAC Main predicts between M/S and intensity stereo, on spectra whose noise bands are
+    // filled; short windows only reset the predictors, and keep the order of AAC-LC, in which
+    // intensity stereo works on the grouped spectrum.
+    const bool predictFirst = objectType_ == kProfileMain + 1 && !L.isShort() && !R.isShort();
+    if (predictFirst) {
+        to_window_order_and_pns(L, correlated ? msRows : nullptr, 0);
+        to_window_order_and_pns(R, correlated ? msRows : nullptr, 1);
+        if (!predict(L, outL) || !predict(R, outR))
+            return false;
+    }
     const ZemStatus is =
         zemsDecodeIsStereo_AAC_32s(L.spec, R.spec, R.sf, R.sfbCb, R.groups(),
                                    R.ics.window_group_length, R.maxSfb(), sfi_, R.winLen());
     if (is != zemStatusOk)
         return fail("intensity stereo", is);
-    to_window_order_and_pns(L, correlated ? msRows : nullptr, 0);
-    to_window_order_and_pns(R, correlated ? msRows : nullptr, 1);
+    if (!predictFirst) {
+        to_window_order_and_pns(L, correlated ? msRows : nullptr, 0);
+        to_window_order_and_pns(R, correlated ? msRows : nullptr, 1);
+        if (!predict(L, outL) || !predict(R, outR))
+            return false;
+    }
     if (outL >= 0) {
         synthesise(L, outL);
         synthesise(R, outR);
@@ -364,13 +469,13 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
         return sum;
     }
     const int sfi = pces[0].sampling_frequency_index;
-    if (aac_sample_rate(sfi) == 0 || pces[0].object_type != kProfileLc) {
+    if (aac_sample_rate(sfi) == 0 || !decodable_profile(pces[0].object_type)) {
         say(log, "error: the ADIF program config element names no valid sampling rate or a "
-                 "profile other than AAC-LC\n");
+                 "profile other than AAC Main and AAC-LC\n");
         sum.errors = 1;
         return sum;
     }
-    auto dec = std::make_unique<Decoder>(sfi, out, log);
+    auto dec = std::make_unique<Decoder>(sfi, pces[0].object_type, out, log);
     dec->set_pce_layout(pces[0]);
     const uint8_t* end = in.data() + dataEnd;
     int32_t pos = 0;
@@ -459,7 +564,7 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
             ++sum.errors;
         if (!dec) { // the first frame sets the sampling rate and the channel configuration
             sfi = h.sampling_frequency_index;
-            dec = std::make_unique<Decoder>(sfi, out, log);
+            dec = std::make_unique<Decoder>(sfi, h.profile, out, log);
             AacLayout layout;
             if (layout_from_configuration(h.channel_configuration, layout))
                 dec->set_layout(layout);
@@ -467,11 +572,13 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
         const bool sameRate = h.sampling_frequency_index == sfi;
         if (!sameRate)
             say(log, "error: frame %ld at offset %zu changes the sampling rate\n", adtsFrame, pos);
-        // Frames of other profiles are neither decoded nor concealed.
-        if (h.profile != kProfileLc) {
+        // Frames of other profiles (or of another profile than the first frame's) are neither
+        // decoded nor concealed.
+        if (!decodable_profile(h.profile) || h.profile != dec->profile()) {
             if (!profileReported)
                 say(log,
-                    "error: frame %ld at offset %zu: profile %d is not AAC-LC, not supported\n",
+                    "error: frame %ld at offset %zu: profile %d is not decoded (AAC Main and "
+                    "AAC-LC are, one per stream)\n",
                     adtsFrame, pos, int(h.profile));
             profileReported = true;
             ++sum.errors;

@@ -28,6 +28,14 @@ encode() { # NAME RATE CHANNELS BITRATE [ENCODER OPTIONS...]
   ff -i "$tmp/$name.wav" -c:a aac -b:a "$br" "$@" -f adts "$out/$name.aac"
 }
 
+# AAC Main with the predictors on, long enough for a drifting predictor to show.
+encode_main() { # NAME RATE CHANNELS BITRATE SECONDS
+  local name=$1 rate=$2 ch=$3 br=$4 secs=$5
+  signal "$rate" "$ch" "$secs" "$tmp/$name.wav"
+  ff -i "$tmp/$name.wav" -c:a aac -profile:a aac_main -aac_pred 1 -aac_pns 0 -b:a "$br" \
+    -f adts "$out/$name.aac"
+}
+
 encode_layout() { # NAME CHANNEL_LAYOUT CHANNELS BITRATE [ENCODER OPTIONS...]
   local name=$1 layout=$2 ch=$3 br=$4; shift 4
   signal 48000 "$ch" 1 "$tmp/$name.wav" "$layout"
@@ -59,9 +67,14 @@ for layout in 4.0 5.1 6.1 7.1; do
   encode_layout "pce_${layout/./}_48000_nopns" "$layout" $((${layout%.*} + ${layout#*.})) 192k -aac_pce 1
 done
 
+encode_main main_mono_44100_nopns 44100 1 64k 20
+encode_main main_mono_22050_nopns 22050 1 32k 20
+encode_main main_stereo_48000_nopns 48000 2 128k 8
+
 # ADIF and four raw data blocks per ADTS frame, repacked from one of the streams above.
 python3 "$here/repack_aac.py" adif "$out/stereo_44100_nopns.aac" "$out/stereo_44100_nopns.adif"
 python3 "$here/repack_aac.py" multiblock "$out/stereo_44100_nopns.aac" "$out/stereo_44100_nopns_4blocks.aac"
+python3 "$here/repack_aac.py" adif "$out/main_mono_22050_nopns.aac" "$out/main_mono_22050_nopns.adif"
 # Program config elements in the standard's element order, in front of the elements of the
 # channel configuration 6 and 7 streams.
 python3 "$here/repack_aac.py" pce 5.1 "$out/surround_48000_nopns.aac" "$out/repacked_pce_51_48000_nopns.aac"
