@@ -18,7 +18,7 @@ time_decoders() {
       [ $which = full ] && input=$full || input=$excerpt
       for i in "${!names[@]}"; do
         start=$(date +%s%N)
-        ${commands[$i]//@IN@/$input} > /dev/null 2>&1
+        ${commands[$i]//@IN@/$input} > /dev/null 2>&1 || true # a cut excerpt may end mid-frame
         end=$(date +%s%N)
         awk -v ns=$((end - start)) 'BEGIN { printf "%.4f\n", ns / 1e9 }' >> "$tmp/${names[$i]}.$which"
       done
