@@ -1,0 +1,72 @@
+// Covariance terms of four neighbouring bands at once. The SSE2 version keeps one band per lane
+// and adds the same products in the same order as the scalar one, so both give the same bits.
+#include "core/simd.hpp"
+#include "sbr/covariance.hpp"
+
+namespace zem::sbr {
+namespace {
+
+void four_scalar(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
+    for (int32_t b = 0; b < 4; ++b)
+        out[b] = covariance_band(s, k + b, len);
+}
+
+struct Lanes {
+    simd::F32x4 re, im;
+};
+
+// Bands k .. k + 3 of row m, one per lane.
+inline Lanes load_bands(const RowSet& s, int32_t m, int32_t k) {
+    using namespace simd;
+    switch (s.layout) {
+    case RowLayout::Real:
+        return {load(s.re[m] + k), splat(0.0f)};
+    case RowLayout::Split:
+        return {load(s.re[m] + k), load(s.im[m] + k)};
+    case RowLayout::Interleaved:
+        break;
+    }
+    const float* p = &s.c[m][k].re;
+    const F32x4 lo = load(p), hi = load(p + 4);
+    return {shuffle<0, 2, 0, 2>(lo, hi), shuffle<1, 3, 1, 3>(lo, hi)};
+}
+
+// Real and imaginary parts of a conj(b).
+inline simd::F32x4 dot_re(Lanes a, Lanes b) { return a.re * b.re + a.im * b.im; }
+inline simd::F32x4 dot_im(Lanes a, Lanes b) { return a.im * b.re - a.re * b.im; }
+
+void four_sse2(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
+    using namespace simd;
+    const F32x4 zero = splat(0.0f);
+    F32x4 r00 = zero, r01 = zero, i01 = zero, r02 = zero, i02 = zero, r11 = zero, r12 = zero,
+          i12 = zero, r22 = zero;
+    Lanes x2 = load_bands(s, 0, k), x1 = load_bands(s, 1, k);
+    for (int32_t m = 2; m < len + 2; ++m) {
+        const Lanes x0 = load_bands(s, m, k);
+        r00 = r00 + dot_re(x0, x0);
+        r01 = r01 + dot_re(x0, x1);
+        i01 = i01 + dot_im(x0, x1);
+        r02 = r02 + dot_re(x0, x2);
+        i02 = i02 + dot_im(x0, x2);
+        r11 = r11 + dot_re(x1, x1);
+        r12 = r12 + dot_re(x1, x2);
+        i12 = i12 + dot_im(x1, x2);
+        r22 = r22 + dot_re(x2, x2);
+        x2 = x1;
+        x1 = x0;
+    }
+    float lanes[9][4];
+    const F32x4 sums[9] = {r00, r01, i01, r02, i02, r11, r12, i12, r22};
+    for (int32_t t = 0; t < 9; ++t)
+        store(lanes[t], sums[t]);
+    for (int32_t b = 0; b < 4; ++b)
+        out[b] = {lanes[0][b], lanes[1][b], lanes[2][b], lanes[3][b], lanes[4][b],
+                  lanes[5][b], lanes[6][b], lanes[7][b], lanes[8][b]};
+}
+
+} // namespace
+
+const CovarianceKernels kCovarianceScalar = {four_scalar};
+const CovarianceKernels kCovarianceSse2 = {four_sse2};
+
+} // namespace zem::sbr
