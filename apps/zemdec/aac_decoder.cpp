@@ -19,8 +19,11 @@ constexpr int kMaxChannels = 16;
 // The ADTS profile and PCE object type fields: object type - 1.
 constexpr int kProfileMain = 0;
 constexpr int kProfileLc = 1;
+constexpr int kProfileLtp = 3;
 
-bool decodable_profile(int profile) { return profile == kProfileMain || profile == kProfileLc; }
+bool decodable_profile(int profile) {
+    return profile == kProfileMain || profile == kProfileLc || profile == kProfileLtp;
+}
 
 // Bands of a long window with a predictor, by sampling-frequency index (AAC Main).
 constexpr int kPredSfbMax[12] = {33, 33, 38, 40, 40, 40, 41, 41, 37, 37, 37, 34};
@@ -43,6 +46,7 @@ struct ChannelData {
     uint8_t sfbCb[8 * 64];
     int32_t spec[1024];
     int8_t tnsCoef[64];
+    ZemAacLtpRec ltp; // AAC LTP: this channel's long-term prediction side data
 
     int maxSfb() const { return ics.max_sfb; }
     int groups() const { return ics.num_window_groups; }
@@ -50,10 +54,12 @@ struct ChannelData {
     bool isShort() const { return ics.window_sequence == 2; }
 };
 
-// What outlives a raw data block: the filter bank's overlap and the previous window shape.
+// What outlives a raw data block: the filter bank's overlap and the previous window shape, and
+// for AAC LTP the reconstructed past that the long-term predictor reads.
 struct ChannelState {
     int32_t overlap[1024];
     int prevShape;
+    int32_t ltpHistory[3072];
 };
 
 // The line offsets of the long-window bands, read back from the inverse quantiser: with every
@@ -136,6 +142,7 @@ class Decoder {
     bool pair(uint8_t*& p, int32_t& pos, int outL, int outR);
     void to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, int channelOfPair);
     bool predict(ChannelData& ch, int out);
+    void long_term_predict(ChannelData& ch, ChannelState& s);
     int pred_sfb_limit() const { return objectType_ == kProfileMain + 1 ? kPredSfbMax[sfi_] : 0; }
     void synthesise(ChannelData& ch, int out);
     int take_slot(AacElement type, int tag, int channels);
@@ -183,6 +190,8 @@ bool Decoder::decode_channel(uint8_t*& p, int32_t& pos, ChannelData& ch, int com
                                 0, commonWindow, 0, objectType_);
     if (st != zemStatusOk)
         return fail("channel stream", st);
+    if (!commonWindow)
+        ch.ltp = main_.ltp[0];
     const ZemStatus q =
         zemsQuantInv_AAC_32s_I(ch.spec, ch.sf, ch.groups(), ch.ics.window_group_length, ch.maxSfb(),
                                ch.sfbCb, sfi_, ch.winLen());
@@ -208,7 +217,7 @@ void Decoder::to_window_order_and_pns(ChannelData& ch, const uint8_t* msRows, in
         for (int w = 0; w < ch.ics.window_group_length[g]; ++w, ++window)
             std::memcpy(sfPerWindow + window * ch.maxSfb(), ch.sf + g * ch.maxSfb(),
                         sizeof(int16_t) * std::size_t(ch.maxSfb()));
-    int32_t ltpUsed[64] = {};
+    int32_t* ltpUsed = ch.ltp.ltp_long_used; // noise bands take no long-term prediction
     if (msRows == nullptr)
         zemsDecodePNS_AAC_32s(ch.spec, ltpUsed, ch.sfbCb, sfPerWindow, ch.maxSfb(), ch.groups(),
                               ch.ics.window_group_length, sfi_, ch.winLen(), &seed_);
@@ -259,12 +268,37 @@ bool Decoder::predict(ChannelData& ch, int out) {
     return true;
 }
 
+// AAC LTP: the past output, delayed by the lag and weighted, through the current window and
+// forward transform (and the TNS analysis filter of the frame) is added to the flagged bands.
+void Decoder::long_term_predict(ChannelData& ch, ChannelState& s) {
+    if (ch.isShort() || !ch.ltp.ltp_data_present)
+        return;
+    int32_t pred[2048], estimate[1024], work[2048], reserved = 0;
+    zemsLongTermPredict_AAC_32s(s.ltpHistory, pred, &ch.ltp, ch.ics.window_sequence);
+    zemsMDCTFwd_AAC_32s(pred, estimate, &reserved, ch.ics.window_sequence, ch.ics.window_shape,
+                        s.prevShape, work);
+    if (ch.chan.tns_data_present)
+        zemsEncodeTNS_AAC_32s_I(estimate, ch.chan.n_filt, ch.chan.length, ch.chan.order,
+                                ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 1,
+                                sfi_, ch.winLen());
+    zemsLongTermReconstruct_AAC_32s(estimate, ch.spec, ch.ltp.ltp_long_used, ch.ics.window_sequence,
+                                    sfi_);
+}
+
 void Decoder::synthesise(ChannelData& ch, int out) {
+    ChannelState& s = state_[out];
+    const bool ltp = objectType_ == kProfileLtp + 1;
+    if (ltp)
+        long_term_predict(ch, s);
     if (ch.chan.tns_data_present)
         zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
                                 ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
                                 sfi_, ch.winLen());
-    ChannelState& s = state_[out];
+    if (ltp) {
+        int32_t work[6144];
+        zemsLtpUpdate_AAC_32s(ch.spec, s.ltpHistory, ch.ics.window_sequence, ch.ics.window_shape,
+                              s.prevShape, work);
+    }
     // Mono and stereo go straight into the interleaved output.
     int16_t* pcm = direct_ ? interleaved_.data() + out : pcm_[out];
     zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence, ch.ics.window_shape,
@@ -302,11 +336,17 @@ bool Decoder::pair(uint8_t*& p, int32_t& pos, int outL, int outR) {
     std::memset(&cpe, 0, sizeof cpe);
     ChannelData& L = pairData_[0];
     ChannelData& R = pairData_[1];
-    const ZemStatus st = zemsDecodeChanPairElt_AAC(&p, &pos, &L.ics, &cpe, pred_sfb_limit());
+    const ZemStatus st =
+        objectType_ == kProfileLtp + 1
+            ? zemsDecodeChanPairElt_MP4_AAC(&p, &pos, &L.ics, &cpe, &main_, 0, objectType_)
+            : zemsDecodeChanPairElt_AAC(&p, &pos, &L.ics, &cpe, pred_sfb_limit());
     if (st != zemStatusOk)
         return fail("channel pair element", st);
-    if (cpe.common_window)
+    if (cpe.common_window) {
         R.ics = L.ics;
+        L.ltp = main_.ltp[0];
+        R.ltp = main_.ltp[1];
+    }
     if (!decode_channel(p, pos, L, cpe.common_window) ||
         !decode_channel(p, pos, R, cpe.common_window))
         return false;
@@ -440,6 +480,7 @@ void Decoder::emit(const bool* decoded) {
         if (!decoded[c]) {
             std::memset(pcm_[c], 0, sizeof pcm_[c]);
             std::memset(state_[c].overlap, 0, sizeof state_[c].overlap);
+            std::memset(state_[c].ltpHistory, 0, sizeof state_[c].ltpHistory);
         }
         if (!direct_ || !decoded[c])
             for (int n = 0; n < 1024; ++n)
@@ -471,7 +512,7 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
     const int sfi = pces[0].sampling_frequency_index;
     if (aac_sample_rate(sfi) == 0 || !decodable_profile(pces[0].object_type)) {
         say(log, "error: the ADIF program config element names no valid sampling rate or a "
-                 "profile other than AAC Main and AAC-LC\n");
+                 "profile other than AAC Main, LC and LTP\n");
         sum.errors = 1;
         return sum;
     }
@@ -577,8 +618,8 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
         if (!decodable_profile(h.profile) || h.profile != dec->profile()) {
             if (!profileReported)
                 say(log,
-                    "error: frame %ld at offset %zu: profile %d is not decoded (AAC Main and "
-                    "AAC-LC are, one per stream)\n",
+                    "error: frame %ld at offset %zu: profile %d is not decoded (AAC Main, LC "
+                    "and LTP are, one per stream)\n",
                     adtsFrame, pos, int(h.profile));
             profileReported = true;
             ++sum.errors;

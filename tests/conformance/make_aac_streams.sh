@@ -36,6 +36,16 @@ encode_main() { # NAME RATE CHANNELS BITRATE SECONDS
     -f adts "$out/$name.aac"
 }
 
+# AAC LTP: FFmpeg's encoder writes the object type but never uses the predictor, so the test-side
+# rewriter switches it on in a share of the long-window frames (seeded lags and flags).
+encode_ltp() { # NAME RATE CHANNELS BITRATE SECONDS SEED
+  local name=$1 rate=$2 ch=$3 br=$4 secs=$5 seed=$6
+  signal "$rate" "$ch" "$secs" "$tmp/$name.wav"
+  ff -i "$tmp/$name.wav" -c:a aac -profile:a aac_ltp -aac_ltp 1 -strict -2 -aac_pns 0 -b:a "$br" \
+    -f adts "$tmp/$name.aac"
+  python3 "$here/ltp_rewrite.py" "$tmp/$name.aac" "$out/$name.aac" "$seed" 30
+}
+
 encode_layout() { # NAME CHANNEL_LAYOUT CHANNELS BITRATE [ENCODER OPTIONS...]
   local name=$1 layout=$2 ch=$3 br=$4; shift 4
   signal 48000 "$ch" 1 "$tmp/$name.wav" "$layout"
@@ -70,6 +80,8 @@ done
 encode_main main_mono_44100_nopns 44100 1 64k 20
 encode_main main_mono_22050_nopns 22050 1 32k 20
 encode_main main_stereo_48000_nopns 48000 2 128k 8
+encode_ltp ltp_mono_44100_nopns 44100 1 64k 20 1
+encode_ltp ltp_stereo_48000_nopns 48000 2 128k 8 2
 
 # ADIF and four raw data blocks per ADTS frame, repacked from one of the streams above.
 python3 "$here/repack_aac.py" adif "$out/stereo_44100_nopns.aac" "$out/stereo_44100_nopns.adif"
