@@ -16,42 +16,53 @@ struct Lanes {
 };
 
 // Bands k .. k + 3 of row m, one per lane.
-inline Lanes load_bands(const RowSet& s, int32_t m, int32_t k) {
+template <RowLayout L> inline Lanes load_bands(const RowSet& s, int32_t m, int32_t k) {
     using namespace simd;
-    switch (s.layout) {
-    case RowLayout::Real:
+    if constexpr (L == RowLayout::Real) {
         return {load(s.re[m] + k), splat(0.0f)};
-    case RowLayout::Split:
+    } else if constexpr (L == RowLayout::Split) {
         return {load(s.re[m] + k), load(s.im[m] + k)};
-    case RowLayout::Interleaved:
-        break;
+    } else {
+        const float* p = &s.c[m][k].re;
+        const F32x4 lo = load(p), hi = load(p + 4);
+        return {shuffle<0, 2, 0, 2>(lo, hi), shuffle<1, 3, 1, 3>(lo, hi)};
     }
-    const float* p = &s.c[m][k].re;
-    const F32x4 lo = load(p), hi = load(p + 4);
-    return {shuffle<0, 2, 0, 2>(lo, hi), shuffle<1, 3, 1, 3>(lo, hi)};
 }
 
-// Real and imaginary parts of a conj(b).
-inline simd::F32x4 dot_re(Lanes a, Lanes b) { return a.re * b.re + a.im * b.im; }
-inline simd::F32x4 dot_im(Lanes a, Lanes b) { return a.im * b.re - a.re * b.im; }
+// Real and imaginary parts of a conj(b). For real data the imaginary products are left out:
+// with finite samples, adding +0 changes no sum that starts at +0.
+template <RowLayout L> inline simd::F32x4 dot_re(Lanes a, Lanes b) {
+    if constexpr (L == RowLayout::Real)
+        return a.re * b.re;
+    else
+        return a.re * b.re + a.im * b.im;
+}
+template <RowLayout L> inline simd::F32x4 dot_im(Lanes a, Lanes b) {
+    if constexpr (L == RowLayout::Real)
+        return simd::splat(0.0f);
+    else
+        return a.im * b.re - a.re * b.im;
+}
 
-void four_sse2(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
+template <RowLayout L> void four_sse2(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
     using namespace simd;
     const F32x4 zero = splat(0.0f);
     F32x4 r00 = zero, r01 = zero, i01 = zero, r02 = zero, i02 = zero, r11 = zero, r12 = zero,
           i12 = zero, r22 = zero;
-    Lanes x2 = load_bands(s, 0, k), x1 = load_bands(s, 1, k);
+    Lanes x2 = load_bands<L>(s, 0, k), x1 = load_bands<L>(s, 1, k);
     for (int32_t m = 2; m < len + 2; ++m) {
-        const Lanes x0 = load_bands(s, m, k);
-        r00 = r00 + dot_re(x0, x0);
-        r01 = r01 + dot_re(x0, x1);
-        i01 = i01 + dot_im(x0, x1);
-        r02 = r02 + dot_re(x0, x2);
-        i02 = i02 + dot_im(x0, x2);
-        r11 = r11 + dot_re(x1, x1);
-        r12 = r12 + dot_re(x1, x2);
-        i12 = i12 + dot_im(x1, x2);
-        r22 = r22 + dot_re(x2, x2);
+        const Lanes x0 = load_bands<L>(s, m, k);
+        r00 = r00 + dot_re<L>(x0, x0);
+        r01 = r01 + dot_re<L>(x0, x1);
+        r02 = r02 + dot_re<L>(x0, x2);
+        r11 = r11 + dot_re<L>(x1, x1);
+        r12 = r12 + dot_re<L>(x1, x2);
+        r22 = r22 + dot_re<L>(x2, x2);
+        if constexpr (L != RowLayout::Real) {
+            i01 = i01 + dot_im<L>(x0, x1);
+            i02 = i02 + dot_im<L>(x0, x2);
+            i12 = i12 + dot_im<L>(x1, x2);
+        }
         x2 = x1;
         x1 = x0;
     }
@@ -64,9 +75,21 @@ void four_sse2(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
                   lanes[5][b], lanes[6][b], lanes[7][b], lanes[8][b]};
 }
 
+void four_sse2_any(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
+    switch (s.layout) {
+    case RowLayout::Real:
+        return four_sse2<RowLayout::Real>(s, k, len, out);
+    case RowLayout::Split:
+        return four_sse2<RowLayout::Split>(s, k, len, out);
+    case RowLayout::Interleaved:
+        break;
+    }
+    four_sse2<RowLayout::Interleaved>(s, k, len, out);
+}
+
 } // namespace
 
 const CovarianceKernels kCovarianceScalar = {four_scalar};
-const CovarianceKernels kCovarianceSse2 = {four_sse2};
+const CovarianceKernels kCovarianceSse2 = {four_sse2_any};
 
 } // namespace zem::sbr
