@@ -84,23 +84,26 @@ struct CovarianceKernels {
 extern const CovarianceKernels kCovarianceScalar;
 extern const CovarianceKernels kCovarianceSse2;
 
-// How a zero denominator is recognised: the prediction tests the value, the tonality estimator
-// its square (which also treats denormal-sized values as zero).
-enum class ZeroTest { Value, Square };
+// How degenerate statistics are recognised. The HF generator tests d and phi(1,1) for zero and
+// keeps alpha0 when only d is zero; the tonality estimator tests their squares (so that values
+// too small to square count as zero) and takes no predictor at all when d is zero.
+enum class Degenerate { HfGeneration, Tonality };
 
-inline bool is_zero(float v, ZeroTest t) {
-    return t == ZeroTest::Value ? v == 0.0f : v * v == 0.0f;
+inline bool is_zero(float v, Degenerate rule) {
+    return rule == Degenerate::HfGeneration ? v == 0.0f : v * v == 0.0f;
 }
 
-// The predictor of one band; a zero d gives alpha1 = 0, a zero phi(1,1) alpha0 = 0.
-inline Alphas predictor(const Covariance& c, ZeroTest t) {
+// The predictor of one band.
+inline Alphas predictor(const Covariance& c, Degenerate rule) {
     Alphas a{};
     const float d = c.r22 * c.r11 - kRelaxation * (c.r12 * c.r12 + c.i12 * c.i12);
-    if (!is_zero(d, t)) {
+    if (!is_zero(d, rule)) {
         a.a1r = ((c.r01 * c.r12 - c.i01 * c.i12) - c.r02 * c.r11) / d;
         a.a1i = ((c.r01 * c.i12 + c.i01 * c.r12) - c.i02 * c.r11) / d;
+    } else if (rule == Degenerate::Tonality) {
+        return a;
     }
-    if (!is_zero(c.r11, t)) {
+    if (!is_zero(c.r11, rule)) {
         a.a0r = -(c.r01 + (a.a1r * c.r12 + a.a1i * c.i12)) / c.r11;
         a.a0i = -(c.i01 + (a.a1i * c.r12 - a.a1r * c.i12)) / c.r11;
     }

@@ -25,10 +25,10 @@ ZemStatus predict_bands(const RowSet& rows, int32_t numBands, int32_t len, Put p
     for (; k + 4 <= numBands; k += 4) {
         kCovarianceSse2.four(rows, k, len, c);
         for (int32_t b = 0; b < 4; ++b)
-            put(k + b, stabilised(predictor(c[b], ZeroTest::Value)));
+            put(k + b, stabilised(predictor(c[b], Degenerate::HfGeneration)));
     }
     for (; k < numBands; ++k)
-        put(k, stabilised(predictor(covariance_band(rows, k, len), ZeroTest::Value)));
+        put(k, stabilised(predictor(covariance_band(rows, k, len), Degenerate::HfGeneration)));
     return zemStatusOk;
 }
 

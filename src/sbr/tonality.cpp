@@ -18,7 +18,7 @@ HalfTonality half_tonality(const Zem32fc* y) {
     const Covariance c = covariance_of([&](int32_t m) { return y[m]; }, 14);
     if (c.r00 * c.r00 == 0.0f)
         return {0.0f, c.r00};
-    const Alphas a = predictor(c, ZeroTest::Square);
+    const Alphas a = predictor(c, Degenerate::Tonality);
     const float removed = (a.a0r * c.r01 + a.a0i * c.i01) + (a.a1r * c.r02 + a.a1i * c.i02);
     const float r = -removed / c.r00;
     const float one_minus_r = 1.0f - r;
