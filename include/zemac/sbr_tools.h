@@ -54,6 +54,52 @@ ZEM_API ZemStatus zemsPredictOneCoef_SBRLP_32s_D2L(const int32_t* const* ppSrc, 
 ZEM_API ZemStatus zemsEstimateTNR_SBR_32f(const Zem32fc* pSrc, float* pTnr0, float* pTnr1,
                                           float* pMeanNrg);
 
+/* --- SBR encoder analysis bank and transient detector --- */
+
+/* The encoder's 64-band complex QMF analysis, one slot per call from the last 640 input samples
+   (pSrc[0] the oldest; successive slots are 64 samples apart), with the library's 640-coefficient
+   prototype c: x[i] = pSrc[639 - i], u[n] = sum_{m<5} c[n + 128 m] x[n + 128 m] (n < 128),
+   X[k] = sum_{n<128} u[n] exp(i pi (k + 1/2)(2n + 1)/128), k < 64 (no factor 2 and no 1/64).
+   The handle is the start of the caller's block; the record (tag 0x434D416A, offsets of the FFT
+   record and its memory and of a work area, ownedByLibrary) sits at its first 16-byte boundary,
+   followed by the work area and a 64-point FFT record. */
+typedef struct ZemSbrAnalysisEncSpec_32f ZemSbrAnalysisEncSpec_32f;
+
+/* State and init bytes: 1407 and 4 on every target. zemStatusNullPointer. */
+ZEM_API ZemStatus zemsAnalysisFilterEncGetSize_SBR_32f(int32_t* pSizeSpec, int32_t* pSizeInit);
+/* Builds the record in pMem (pMemInit is scratch for the call). zemStatusNullPointer. */
+ZEM_API ZemStatus zemsAnalysisFilterEncInit_SBR_32f(uint8_t* pMem, uint8_t* pMemInit);
+/* The same in memory from zemMalloc. zemStatusNullPointer; zemStatusNoMemory (nothing is left
+   allocated and *ppSpec is null). */
+ZEM_API ZemStatus zemsAnalysisFilterEncInitAlloc_SBR_32f(ZemSbrAnalysisEncSpec_32f** ppSpec);
+/* Releases a block from InitAlloc; a record made by Init is left to its owner.
+   zemStatusNullPointer; zemStatusContextMismatch. */
+ZEM_API ZemStatus zemsAnalysisFilterEncFree_SBR_32f(ZemSbrAnalysisEncSpec_32f* pSpec);
+/* One slot: 64 complex values to pDst. zemStatusNullPointer; zemStatusContextMismatch. */
+ZEM_API ZemStatus zemsAnalysisFilterEnc_SBR_32f32fc(const float* pSrc, Zem32fc* pDst,
+                                                    ZemSbrAnalysisEncSpec_32f* pSpec);
+
+/* Transient detection on the energies E[12..63] of pSrc: with sigma the sample standard
+   deviation of E[16..63], the threshold becomes T = max(128000, 0.34 sigma + 0.66 *pThr) and is
+   stored in *pThr; with H(j) = (E[j] + E[j + 1]) / 2, each odd i = 15 .. 59 adds (v / T - 1) to
+   pDst[i] for each of a = H(i+1) - H(i-1), b = 2H(i+1) - H(i-1) - H(i-3),
+   c = 2H(i+1) + H(i+3) - H(i-1) - 2H(i-3) above T (not for i = 15), and to pDst[i + 1] for each
+   of a, b' = H(i+1) + H(i+3) - 2H(i-1), c' = H(i+1) + 2H(i+3) - 2H(i-1) - H(i-3) above T. The
+   accumulators pDst[16..60] are added to, never cleared. zemStatusNullPointer. */
+ZEM_API ZemStatus zemsDetectTransient_SBR_32f(const float* pSrc, float* pThr, float* pDst);
+
+/* --- PS hybrid analysis --- */
+
+/* Splits one QMF sub-band further: pSrc holds 44 samples (the last 12 of the previous frame,
+   then the 32 of this one); for each slot k < 32 and hybrid band q < Q,
+   pDst[12 k + q] = sum_{n<13} G_q(n) x[k + 12 - n], columns Q..11 of the rows untouched.
+   config 0: Q = 2, G_q(n) = g(n) cos(pi q (n - 6)); configs 1 to 4: Q = 4, 8, 8, 12,
+   G_q(n) = g(n) exp(i 2 pi / Q (q + 1/2)(n - 6)); g the symmetric hybrid prototypes of the PS
+   tool (config 2 the 8-band filter of the 20-band configuration; 1, 3 and 4 the 4-, 8- and
+   12-band filters of the 34-band one), taps with g(n) = 0 left out. Statuses:
+   zemStatusNullPointer; zemStatusBadArgument (config outside 0..4). */
+ZEM_API ZemStatus zemsAnalysisFilter_PS_32fc_D2(const Zem32fc* pSrc, Zem32fc* pDst, int32_t config);
+
 #ifdef __cplusplus
 }
 #endif

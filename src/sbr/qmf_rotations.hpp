@@ -11,6 +11,7 @@ struct QmfRotations {
     float stepCos[36], stepSin[36];         // pi r/64: their post-rotation
     float downPreCos[32], downPreSin[32];   // pi 63.75 k/32: 32-band synthesis, before the FFT
     float downPostCos[64], downPostSin[64]; // pi (n - 63.75)/64: and after it
+    float halfStepCos[64], halfStepSin[64]; // pi n/128: the encoder bank's pre-rotation
 };
 
 constexpr QmfRotations make_qmf_rotations() {
@@ -32,6 +33,9 @@ constexpr QmfRotations make_qmf_rotations() {
         const CosSin a = cos_sin_constexpr(4 * n - 255, 512);
         r.downPostCos[n] = float(a.c);
         r.downPostSin[n] = float(a.s);
+        const CosSin h = cos_sin_constexpr(n, 256);
+        r.halfStepCos[n] = float(h.c);
+        r.halfStepSin[n] = float(h.s);
     }
     return r;
 }
