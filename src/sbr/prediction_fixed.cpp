@@ -19,6 +19,9 @@ int32_t headroom_shift(int64_t m) {
 
 namespace {
 
+// Values at or beyond this magnitude stand for "too large" (any |alpha| >= 4 in Q29).
+constexpr int64_t kRatioHuge = int64_t(1) << 40;
+
 // A positive value as mantissa * 2^exponent with the mantissa in [2^30, 2^31).
 struct Normalised {
     uint64_t mant;
@@ -30,33 +33,37 @@ Normalised normalise(uint64_t v) {
     return shift >= 0 ? Normalised{v >> shift, shift} : Normalised{v << -shift, shift};
 }
 
-// 2^61 / d for d in [2^30, 2^31), i.e. 1/(d 2^-31) in Q30. The iteration approaches from below
-// (1 - d y squares each step), so y stays at or under 2^31.
-uint64_t reciprocal_q30(uint64_t d) {
+// 1/den for den > 0 as y 2^-(61 + exp): y = 2^61 / mant, i.e. 1/(mant 2^-31) in Q30, from five
+// Newton-Raphson steps y <- y (2 - d y) seeded with 4/3 (0x15555555 in Q28). The iteration
+// approaches from below (1 - d y squares each step), so y stays at or under 2^31.
+struct Reciprocal {
+    uint64_t y;
+    int32_t exp;
+};
+
+Reciprocal reciprocal(int64_t den) {
+    const Normalised d = normalise(uint64_t(den));
     constexpr uint64_t kSeedQ28 = 0x15555555;
     uint64_t y = kSeedQ28 << 2;
     for (int32_t step = 0; step < 5; ++step) {
-        const uint64_t dy = (d * y) >> 31;          // Q30
+        const uint64_t dy = (d.mant * y) >> 31;     // Q30
         y = (y * ((uint64_t(1) << 31) - dy)) >> 30; // y (2 - d y)
     }
-    return y;
+    return {y, d.exp};
 }
 
-} // namespace
-
-int64_t fixed_ratio(int64_t num, int64_t den, int32_t q) {
+// num / den * 2^q to within a unit or two of the last place (num normalised to 31 bits), results
+// beyond kRatioHuge clamped to +-kRatioHuge.
+int64_t ratio(int64_t num, Reciprocal inv, int32_t q) {
     if (num == 0)
         return 0;
     const Normalised n = normalise(num < 0 ? 0 - uint64_t(num) : uint64_t(num));
-    const Normalised d = normalise(uint64_t(den));
-    // num/den 2^q = n.mant * y * 2^(n.exp - d.exp - 61 + q), the product below 2^62.
-    const int64_t p = int64_t(n.mant * reciprocal_q30(d.mant));
-    const int32_t t = n.exp - d.exp - 61 + q;
-    int64_t r = t >= 0 ? kRatioHuge : t <= -63 ? 0 : std::min(round_shr(p, -t), kRatioHuge);
+    // n.mant * y * 2^(n.exp - inv.exp - 61 + q), the product below 2^62.
+    const int64_t p = int64_t(n.mant * inv.y);
+    const int32_t t = n.exp - inv.exp - 61 + q;
+    const int64_t r = t >= 0 ? kRatioHuge : t <= -63 ? 0 : std::min(round_shr(p, -t), kRatioHuge);
     return num < 0 ? -r : r;
 }
-
-namespace {
 
 // The covariance terms of one band, brought to a common scale where the largest magnitude
 // stays within 2^30: two bits of headroom, so that the products of three terms summed (below
@@ -69,6 +76,7 @@ struct Band {
     int32_t re[kFixedRows];
     int32_t im[kFixedRows];
     int32_t rows;
+    int64_t peak; // the range shifted: no magnitude exceeds it by more than 1
 };
 
 // Rows 0 .. rows - 1 of one band shifted to two bits of headroom; false when all are zero.
@@ -76,6 +84,7 @@ template <class Get> bool load_band(Get get, int32_t rows, Band& b) {
     int64_t hi = 0, lo = 0;
     for (int32_t m = 0; m < rows; ++m) {
         const auto [re, im] = get(m);
+        b.re[m] = re, b.im[m] = im;
         hi = std::max({hi, int64_t(re), int64_t(im)});
         lo = std::min({lo, int64_t(re), int64_t(im)});
     }
@@ -83,24 +92,22 @@ template <class Get> bool load_band(Get get, int32_t rows, Band& b) {
     if (range == 0)
         return false;
     const int32_t shift = headroom_shift(range);
-    for (int32_t m = 0; m < rows; ++m) {
-        const auto [re, im] = get(m);
-        b.re[m] = re >> shift;
-        b.im[m] = im >> shift;
-    }
+    for (int32_t m = 0; m < rows; ++m)
+        b.re[m] >>= shift, b.im[m] >>= shift;
     b.rows = rows;
+    b.peak = range >> shift;
     return true;
 }
 
 int64_t magnitude(int64_t v) { return v < 0 ? -v : v; }
 
 // Sums in 64 bits. Samples reach 2^29, so 38 complex products of 2^59 could pass 2^63: products
-// of samples from 2^28 up lose their two lowest bits first, far below what survives the scaling.
+// of samples from 2^28 up lose their two lowest bits first, far below what survives the scaling
+// (below, magnitudes of 2^28 + 1 at most keep 38 products under 2^63).
+// The sums being exact, phi(2,2) and phi(0,1) follow from phi(1,1) and phi(1,2) by their end
+// terms.
 FixedCovariance covariance(const Band& b) {
-    int64_t peak = 0;
-    for (int32_t m = 0; m < b.rows; ++m)
-        peak = std::max({peak, magnitude(b.re[m]), magnitude(b.im[m])});
-    const int32_t p = peak >= (int64_t(1) << 28) ? 2 : 0;
+    const int32_t p = b.peak >= (int64_t(1) << 28) ? 2 : 0;
     auto re = [&](int32_t a, int32_t c) {
         return (int64_t(b.re[a]) * b.re[c] + int64_t(b.im[a]) * b.im[c]) >> p;
     };
@@ -108,16 +115,19 @@ FixedCovariance covariance(const Band& b) {
         return (int64_t(b.im[a]) * b.re[c] - int64_t(b.re[a]) * b.im[c]) >> p;
     };
     FixedCovariance s{};
-    for (int32_t m = 2; m < b.rows; ++m) {
-        s.r01 += re(m, m - 1);
-        s.i01 += im(m, m - 1);
-        s.r02 += re(m, m - 2);
-        s.i02 += im(m, m - 2);
-        s.r11 += re(m - 1, m - 1);
-        s.r12 += re(m - 1, m - 2);
-        s.i12 += im(m - 1, m - 2);
-        s.r22 += re(m - 2, m - 2);
+    const int32_t last = b.rows - 1;
+    for (int32_t j = 1; j < last; ++j) {
+        s.r11 += re(j, j);
+        s.r12 += re(j, j - 1);
+        s.i12 += im(j, j - 1);
     }
+    for (int32_t j = 2; j <= last; ++j) {
+        s.r02 += re(j, j - 2);
+        s.i02 += im(j, j - 2);
+    }
+    s.r22 = s.r11 + re(0, 0) - re(last - 1, last - 1);
+    s.r01 = s.r12 - re(1, 0) + re(last, last - 1);
+    s.i01 = s.i12 - im(1, 0) + im(last, last - 1);
     int64_t* terms[] = {&s.r01, &s.i01, &s.r02, &s.i02, &s.r11, &s.r12, &s.i12, &s.r22};
     int64_t largest = 0;
     for (int64_t* t : terms)
@@ -142,18 +152,25 @@ struct FixedAlphas {
     int64_t a0r = 0, a0i = 0, a1r = 0, a1i = 0;
 };
 
+// alpha1 = (phi(0,1) phi(1,2) - phi(0,2) phi(1,1)) / d for d > 0.
+void alpha1_from(const FixedCovariance& c, int64_t d, FixedAlphas& a) {
+    const Reciprocal inv = reciprocal(d);
+    a.a1r = ratio((c.r01 * c.r12 - c.i01 * c.i12) - c.r02 * c.r11, inv, 29);
+    a.a1i = ratio((c.r01 * c.i12 + c.i01 * c.r12) - c.i02 * c.r11, inv, 29);
+}
+
 // alpha0 = -(phi(0,1) + alpha1 conj(phi(1,2))) / phi(1,1) with alpha1 below 4 in magnitude.
-void alpha0_from(const FixedCovariance& c, FixedAlphas& a) {
+void alpha0_from(const FixedCovariance& c, Reciprocal inv11, FixedAlphas& a) {
     const int64_t nr = c.r01 * (int64_t(1) << 29) + (a.a1r * c.r12 + a.a1i * c.i12);
     const int64_t ni = c.i01 * (int64_t(1) << 29) + (a.a1i * c.r12 - a.a1r * c.i12);
-    a.a0r = -fixed_ratio(nr, c.r11, 0);
-    a.a0i = -fixed_ratio(ni, c.r11, 0);
+    a.a0r = -ratio(nr, inv11, 0);
+    a.a0i = -ratio(ni, inv11, 0);
 }
 
 // Reflection coefficient -phi(0,1) / phi(1,1) clamped to [-1, 1] in Q29.
-int32_t reflection(const FixedCovariance& c) {
+int32_t reflection(const FixedCovariance& c, Reciprocal inv11) {
     constexpr int64_t kOne = int64_t(1) << 29;
-    return int32_t(std::clamp(-fixed_ratio(c.r01, c.r11, 29), -kOne, kOne));
+    return int32_t(std::clamp(-ratio(c.r01, inv11, 29), -kOne, kOne));
 }
 
 // 0x7FFFF800 in Q31 is 1 - 2^-20.
@@ -177,14 +194,12 @@ extern "C" ZemStatus zemsPredictOneCoef_SBRHQ_32sc_D2L(const Zem32sc* const* ppS
     if (len >= 1 && load_band([&](int32_t m) { return ppSrc[m][band]; }, rows_for(len), b)) {
         const FixedCovariance c = covariance(b);
         const int64_t d = c.r22 * c.r11 - (c.r12 * c.r12 + c.i12 * c.i12);
-        if (d > 0) {
-            a.a1r = fixed_ratio((c.r01 * c.r12 - c.i01 * c.i12) - c.r02 * c.r11, d, 29);
-            a.a1i = fixed_ratio((c.r01 * c.i12 + c.i01 * c.r12) - c.i02 * c.r11, d, 29);
-        }
+        if (d > 0)
+            alpha1_from(c, d, a);
         if (unstable(a.a1r, a.a1i))
             a = {};
         else if (c.r11 != 0)
-            alpha0_from(c, a);
+            alpha0_from(c, reciprocal(c.r11), a);
         if (unstable(a.a0r, a.a0i))
             a = {};
     }
@@ -210,17 +225,18 @@ extern "C" ZemStatus zemsPredictOneCoef_SBRLP_32s_D2L(const int32_t* const* ppSr
     const FixedCovariance c = covariance(b);
     if (c.r11 == 0)
         return zemStatusOk;
-    *pRefCoef = reflection(c);
+    const Reciprocal inv11 = reciprocal(c.r11);
+    *pRefCoef = reflection(c, inv11);
     if (calcAlpha == 0)
         return zemStatusOk;
     FixedAlphas a;
     const int64_t d = c.r22 * c.r11 - relaxed(c.r12 * c.r12);
     if (d > 0)
-        a.a1r = fixed_ratio(c.r01 * c.r12 - c.r02 * c.r11, d, 29);
+        alpha1_from(c, d, a);
     if (unstable(a.a1r, 0))
         a = {};
     else
-        alpha0_from(c, a);
+        alpha0_from(c, inv11, a);
     if (unstable(a.a0r, 0))
         a = {};
     *pAlpha0 = int32_t(a.a0r);
