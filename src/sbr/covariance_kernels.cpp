@@ -44,27 +44,34 @@ template <RowLayout L> inline simd::F32x4 dot_im(Lanes a, Lanes b) {
         return a.im * b.re - a.re * b.im;
 }
 
+// Each product is formed once: x[m] x[m]* and x[m] x[m-1]* come back as the phi(1,1), phi(2,2)
+// and phi(1,2) terms of the next slots, the same values the scalar sums form anew.
 template <RowLayout L> void four_sse2(const RowSet& s, int32_t k, int32_t len, Covariance out[4]) {
     using namespace simd;
     const F32x4 zero = splat(0.0f);
     F32x4 r00 = zero, r01 = zero, i01 = zero, r02 = zero, i02 = zero, r11 = zero, r12 = zero,
           i12 = zero, r22 = zero;
     Lanes x2 = load_bands<L>(s, 0, k), x1 = load_bands<L>(s, 1, k);
+    F32x4 e2 = dot_re<L>(x2, x2), e1 = dot_re<L>(x1, x1);
+    F32x4 c1r = dot_re<L>(x1, x2), c1i = dot_im<L>(x1, x2);
     for (int32_t m = 2; m < len + 2; ++m) {
         const Lanes x0 = load_bands<L>(s, m, k);
-        r00 = r00 + dot_re<L>(x0, x0);
-        r01 = r01 + dot_re<L>(x0, x1);
+        const F32x4 e0 = dot_re<L>(x0, x0), c0r = dot_re<L>(x0, x1);
+        r00 = r00 + e0;
+        r01 = r01 + c0r;
         r02 = r02 + dot_re<L>(x0, x2);
-        r11 = r11 + dot_re<L>(x1, x1);
-        r12 = r12 + dot_re<L>(x1, x2);
-        r22 = r22 + dot_re<L>(x2, x2);
+        r11 = r11 + e1;
+        r12 = r12 + c1r;
+        r22 = r22 + e2;
         if constexpr (L != RowLayout::Real) {
-            i01 = i01 + dot_im<L>(x0, x1);
+            const F32x4 c0i = dot_im<L>(x0, x1);
+            i01 = i01 + c0i;
             i02 = i02 + dot_im<L>(x0, x2);
-            i12 = i12 + dot_im<L>(x1, x2);
+            i12 = i12 + c1i;
+            c1i = c0i;
         }
-        x2 = x1;
-        x1 = x0;
+        e2 = e1, e1 = e0, c1r = c0r;
+        x2 = x1, x1 = x0;
     }
     float lanes[9][4];
     const F32x4 sums[9] = {r00, r01, i01, r02, i02, r11, r12, i12, r22};
