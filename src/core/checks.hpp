@@ -11,6 +11,14 @@ namespace zem {
 
 template <typename... P> constexpr bool any_null(const P*... p) { return ((p == nullptr) || ...); }
 
+// Whether the row pointers of an array of `count` rows (the D2L layout) are all given.
+template <class T> bool rows_present(T* const* rows, int32_t count) {
+    for (int32_t l = 0; l < count; ++l)
+        if (rows[l] == nullptr)
+            return false;
+    return true;
+}
+
 constexpr bool valid_bit_pos(int32_t pos) { return pos >= 0 && pos <= 7; }
 
 // Checks a bit-stream cursor: the two cursor pointers and the byte pointer for null, then the

@@ -2,7 +2,6 @@
 // covariance method over rows 0 .. len + 1, four bands at a time while four remain.
 #include "core/checks.hpp"
 #include "sbr/covariance.hpp"
-#include "sbr/qmf_float.hpp"
 #include "zemac/sbr_tools.h"
 
 namespace zem::sbr {

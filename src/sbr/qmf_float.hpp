@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "core/checks.hpp"
 #include "core/state.hpp"
 #include "transform/dct.hpp"
 #include "transform/fft.hpp"
@@ -43,14 +44,6 @@ inline const ZemFftSpec* qmf_fft(const QmfHeader* h) {
 }
 inline const ZemDctSpec* qmf_dct(const QmfHeader* h) {
     return reinterpret_cast<const ZemDctSpec*>(reinterpret_cast<const uint8_t*>(h) + h->dctOffset);
-}
-
-// Whether the row pointers of `count` slots are all given.
-template <class T> bool rows_present(T* const* rows, int32_t count) {
-    for (int32_t l = 0; l < count; ++l)
-        if (rows[l] == nullptr)
-            return false;
-    return true;
 }
 
 // The windowing passes, scalar and SSE2 with identical results.
