@@ -9,18 +9,12 @@
 #include <random>
 #include <vector>
 
+#include "bench_signals.hpp"
 #include "zemac.h"
 
 namespace {
 
-std::vector<float> noise(std::size_t n, uint32_t seed) {
-    std::mt19937 rng(seed);
-    std::normal_distribution<float> d(0.0f, 1.0f);
-    std::vector<float> v(n);
-    for (float& x : v)
-        x = d(rng);
-    return v;
-}
+using zembench::noise;
 
 constexpr int kSlots = 32; // one call covers a frame's slots, as a decoder calls it
 

@@ -8,18 +8,12 @@
 #include <random>
 #include <vector>
 
+#include "bench_signals.hpp"
 #include "zemac.h"
 
 namespace {
 
-std::vector<float> noise(std::size_t n, uint32_t seed) {
-    std::mt19937 rng(seed);
-    std::normal_distribution<float> d(0.0f, 1.0f);
-    std::vector<float> v(n);
-    for (float& x : v)
-        x = d(rng);
-    return v;
-}
+using zembench::noise;
 
 void dts_slot(benchmark::State& state) {
     std::vector<uint8_t> mem(2923);

@@ -69,12 +69,6 @@ void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numB
     h->index = index;
 }
 
-ZemStatus check_state(const float* pWindow, ZemSbrAnalysisSpec_32f* pSpec, Tag tag) {
-    if (any_null(pWindow, pSpec))
-        return zemStatusNullPointer;
-    return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
-}
-
 ZemStatus checked_bands(int32_t numBands) {
     return numBands < 0 || numBands > 32 ? zemStatusBadSize : zemStatusOk;
 }
@@ -99,20 +93,20 @@ ZEM_API ZemStatus zemsAnalysisFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec, int
 
 ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToC_32f32fc(ZemSbrAnalysisSpec_32f** ppSpec,
                                                           uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::FftSplit5,
-                    Tag::SbrAnalysisRToC32fc, 320);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::FftSplit5,
+                       Tag::SbrAnalysisRToC32fc, 320);
 }
 
 ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToC_32f(ZemSbrAnalysisSpec_32f** ppSpec,
                                                       uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::FftSplit5,
-                    Tag::SbrAnalysisRToC32f, 320);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::FftSplit5, Tag::SbrAnalysisRToC32f,
+                       320);
 }
 
 ZEM_API ZemStatus zemsAnalysisFilterInit_SBR_RToR_32f(ZemSbrAnalysisSpec_32f** ppSpec,
                                                       uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, QmfTransform::DctInv32,
-                    Tag::SbrAnalysisRToR, 320);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::DctInv32, Tag::SbrAnalysisRToR,
+                       320);
 }
 
 ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f32fc_D2L(const float* pSrc, Zem32fc* const* ppDst,
@@ -120,7 +114,7 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f32fc_D2L(const float* pSrc, Zem
                                                           int32_t slotOffset, int32_t numBands,
                                                           ZemSbrAnalysisSpec_32f* pSpec,
                                                           uint8_t* pWorkBuf) {
-    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32fc))
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32fc))
         return st;
     if (any_null(pSrc, ppDst, pWorkBuf) ||
         (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
@@ -142,7 +136,7 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f_D2L(const float* pSrc, float* 
                                                       uint8_t* pWorkBuf) {
     if (pWorkBuf == nullptr)
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32f))
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32f))
         return st;
     if (const ZemStatus st = checked_bands(numBands))
         return st;
@@ -167,7 +161,7 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToR_32f_D2L(const float* pSrc, float* 
                                                       int32_t slotOffset, int32_t numBands,
                                                       ZemSbrAnalysisSpec_32f* pSpec,
                                                       uint8_t* pWorkBuf) {
-    if (const ZemStatus st = check_state(pWindow, pSpec, Tag::SbrAnalysisRToR))
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, Tag::SbrAnalysisRToR))
         return st;
     if (any_null(pSrc, ppDst, pWorkBuf) ||
         (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))

@@ -36,6 +36,20 @@ ZemStatus qmf_sizes(QmfTransform t, int32_t stateExtra, int32_t* pSizeSpec, int3
 ZemStatus qmf_init(void** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit, QmfTransform t, Tag tag,
                    int32_t delayFloats);
 
+// Init of any of the banks' records into typed handles.
+template <class Spec>
+ZemStatus qmf_init_as(Spec** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit, QmfTransform t, Tag tag,
+                      int32_t delayFloats) {
+    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, t, tag, delayFloats);
+}
+
+// The filters' first two checks: the state and the window given, then the state's tag.
+template <class Spec> ZemStatus qmf_check_state(const float* pWindow, Spec* pSpec, Tag tag) {
+    if (any_null(pWindow, pSpec))
+        return zemStatusNullPointer;
+    return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
+}
+
 inline float* qmf_delay(QmfHeader* h) {
     return reinterpret_cast<float*>(reinterpret_cast<uint8_t*>(h) + h->delayOffset);
 }

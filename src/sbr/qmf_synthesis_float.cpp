@@ -102,19 +102,13 @@ void run(Row<In> src, float* pDst, const float* pWindow, int32_t numSlots, QmfHe
     h->index = index;
 }
 
-template <class Spec> ZemStatus check_state(const float* pWindow, Spec* pSpec, Tag tag) {
-    if (any_null(pWindow, pSpec))
-        return zemStatusNullPointer;
-    return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
-}
-
 template <int32_t Bands, class Spec>
 ZemStatus filter_split(const float* const* ppSrcRe, const float* const* ppSrcIm, float* pDst,
                        const float* pWindow, int32_t numSlots, Spec* pSpec, uint8_t* pWorkBuf,
                        Tag tag) {
     if (pWorkBuf == nullptr)
         return zemStatusNullPointer;
-    if (const ZemStatus st = check_state(pWindow, pSpec, tag))
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, tag))
         return st;
     if (any_null(ppSrcRe, ppSrcIm, pDst) || !rows_present(ppSrcRe, numSlots) ||
         !rows_present(ppSrcIm, numSlots))
@@ -127,18 +121,12 @@ ZemStatus filter_split(const float* const* ppSrcRe, const float* const* ppSrcIm,
 template <Input In, int32_t Bands, class Spec, class T>
 ZemStatus filter_rows(const T* const* ppSrc, float* pDst, const float* pWindow, int32_t numSlots,
                       Spec* pSpec, uint8_t* pWorkBuf, Tag tag) {
-    if (const ZemStatus st = check_state(pWindow, pSpec, tag))
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, tag))
         return st;
     if (any_null(ppSrc, pDst, pWorkBuf) || !rows_present(ppSrc, numSlots))
         return zemStatusNullPointer;
     run<In, Bands>({ppSrc}, pDst, pWindow, numSlots, reinterpret_cast<QmfHeader*>(pSpec), pWorkBuf);
     return zemStatusOk;
-}
-
-template <class Spec>
-ZemStatus init(Spec** ppSpec, uint8_t* pMemSpec, uint8_t* pMemInit, QmfTransform t, Tag tag,
-               int32_t delayFloats) {
-    return qmf_init(reinterpret_cast<void**>(ppSpec), pMemSpec, pMemInit, t, tag, delayFloats);
 }
 
 } // namespace
@@ -175,33 +163,39 @@ ZEM_API ZemStatus zemsSynthesisDownFilterGetSize_SBR_RToR_32f(int32_t* pSizeSpec
 
 ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_CToR_32f(ZemSbrSynthesisSpec_32f** ppSpec,
                                                        uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32f, 1280);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32f,
+                       1280);
 }
 
 ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_CToR_32fc32f(ZemSbrSynthesisSpec_32f** ppSpec,
                                                            uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32fc, 1280);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft5, Tag::SbrSynthesisCToR32fc,
+                       1280);
 }
 
 ZEM_API ZemStatus zemsSynthesisFilterInit_SBR_RToR_32f(ZemSbrSynthesisSpec_32f** ppSpec,
                                                        uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd64, Tag::SbrSynthesisRToR, 1281);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd64, Tag::SbrSynthesisRToR,
+                       1281);
 }
 
 ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
                                                            uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6, Tag::SbrSynthesisDownCToR32f, 640);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6, Tag::SbrSynthesisDownCToR32f,
+                       640);
 }
 
 ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_CToR_32fc32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
                                                                uint8_t* pMemSpec,
                                                                uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6, Tag::SbrSynthesisDownCToR32fc, 640);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::Fft6,
+                       Tag::SbrSynthesisDownCToR32fc, 640);
 }
 
 ZEM_API ZemStatus zemsSynthesisDownFilterInit_SBR_RToR_32f(ZemSbrSynthesisDownSpec_32f** ppSpec,
                                                            uint8_t* pMemSpec, uint8_t* pMemInit) {
-    return init(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd32, Tag::SbrSynthesisDownRToR, 640);
+    return qmf_init_as(ppSpec, pMemSpec, pMemInit, QmfTransform::DctFwd32,
+                       Tag::SbrSynthesisDownRToR, 640);
 }
 
 ZEM_API ZemStatus zemsSynthesisFilter_SBR_CToR_32f_D2L(const float* const* ppSrcRe,
