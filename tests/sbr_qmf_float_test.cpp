@@ -225,15 +225,36 @@ struct Synthesis {
     void* s = nullptr;
     explicit Synthesis(const SynthesisVariant& var)
         : v(var), b(var.size[0], var.size[1], var.size[2]) {
-        using Init = ZemStatus (*)(void**, uint8_t*, uint8_t*);
-        const Init inits[2][3] = {
-            {reinterpret_cast<Init>(zemsSynthesisDownFilterInit_SBR_CToR_32f),
-             reinterpret_cast<Init>(zemsSynthesisDownFilterInit_SBR_CToR_32fc32f),
-             reinterpret_cast<Init>(zemsSynthesisDownFilterInit_SBR_RToR_32f)},
-            {reinterpret_cast<Init>(zemsSynthesisFilterInit_SBR_CToR_32f),
-             reinterpret_cast<Init>(zemsSynthesisFilterInit_SBR_CToR_32fc32f),
-             reinterpret_cast<Init>(zemsSynthesisFilterInit_SBR_RToR_32f)}};
-        EXPECT_EQ(inits[v.bands == 64][v.input](&s, b.mem(), b.scratch()), zemStatusOk);
+        EXPECT_EQ(init(), zemStatusOk);
+    }
+    ZemStatus init() {
+        ZemSbrSynthesisSpec_32f* full = nullptr;
+        ZemSbrSynthesisDownSpec_32f* down = nullptr;
+        uint8_t* m = b.mem();
+        uint8_t* scratch = b.scratch();
+        ZemStatus st;
+        switch (v.bands == 64 ? v.input : 3 + v.input) {
+        case 0:
+            st = zemsSynthesisFilterInit_SBR_CToR_32f(&full, m, scratch);
+            break;
+        case 1:
+            st = zemsSynthesisFilterInit_SBR_CToR_32fc32f(&full, m, scratch);
+            break;
+        case 2:
+            st = zemsSynthesisFilterInit_SBR_RToR_32f(&full, m, scratch);
+            break;
+        case 3:
+            st = zemsSynthesisDownFilterInit_SBR_CToR_32f(&down, m, scratch);
+            break;
+        case 4:
+            st = zemsSynthesisDownFilterInit_SBR_CToR_32fc32f(&down, m, scratch);
+            break;
+        default:
+            st = zemsSynthesisDownFilterInit_SBR_RToR_32f(&down, m, scratch);
+            break;
+        }
+        s = full != nullptr ? static_cast<void*>(full) : static_cast<void*>(down);
+        return st;
     }
     int32_t index() const { return static_cast<const int32_t*>(s)[2]; }
     // rows: `slots` rows of 2 * bands floats (interleaved complex; the real bank reads the first
