@@ -294,15 +294,23 @@ void Decoder::synthesise(ChannelData& ch, int out) {
         zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
                                 ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
                                 sfi_, ch.winLen());
+    // Mono and stereo go straight into the interleaved output.
+    int16_t* pcm = direct_ ? interleaved_.data() + out : pcm_[out];
+    const int step = direct_ ? layout_.channels : 1;
     if (ltp) {
+        // The history update runs the filter bank itself: its new frame is the filter bank's
+        // sum before rounding, at 8 times the PCM scale, and its tail is the overlap.
         int32_t work[6144];
         zemsLtpUpdate_AAC_32s(ch.spec, s.ltpHistory, ch.ics.window_sequence, ch.ics.window_shape,
                               s.prevShape, work);
+        for (int n = 0; n < 1024; ++n) {
+            const int32_t v = int32_t(uint32_t(s.ltpHistory[1024 + n]) + 4u) >> 3;
+            pcm[n * step] = int16_t(std::clamp(v, -32768, 32767));
+        }
+    } else {
+        zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence, ch.ics.window_shape,
+                               s.prevShape, step);
     }
-    // Mono and stereo go straight into the interleaved output.
-    int16_t* pcm = direct_ ? interleaved_.data() + out : pcm_[out];
-    zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence, ch.ics.window_shape,
-                           s.prevShape, direct_ ? layout_.channels : 1);
     s.prevShape = ch.ics.window_shape;
 }
 
