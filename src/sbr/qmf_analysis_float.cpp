@@ -46,7 +46,7 @@ template <Output Out, class Rows>
 void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numBands, QmfHeader* h,
          uint8_t* pWorkBuf, Rows rows) {
     float* delay = qmf_delay(h);
-    int32_t index = h->index;
+    int32_t index = qmf_index(h, 320, 32);
     alignas(16) float u[68], x[64];
     for (int32_t l = 0; l < numSlots; ++l) {
         const float* src = pSrc + 32 * l;

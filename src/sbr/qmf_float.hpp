@@ -50,6 +50,12 @@ template <class Spec> ZemStatus qmf_check_state(const float* pWindow, Spec* pSpe
     return has_tag(pSpec, tag) ? zemStatusOk : zemStatusContextMismatch;
 }
 
+// The write position of a record, kept on the block grid of its line whatever the record holds,
+// so that no index can lead outside the line.
+inline int32_t qmf_index(const QmfHeader* h, int32_t line, int32_t block) {
+    return ((h->index % line) + line) % line / block * block;
+}
+
 inline float* qmf_delay(QmfHeader* h) {
     return reinterpret_cast<float*>(reinterpret_cast<uint8_t*>(h) + h->delayOffset);
 }

@@ -70,7 +70,7 @@ void run(Row<In> src, float* pDst, const float* pWindow, int32_t numSlots, QmfHe
          uint8_t* pWorkBuf) {
     constexpr int32_t line = 20 * Bands;
     float* delay = qmf_delay(h);
-    int32_t index = h->index;
+    int32_t index = qmf_index(h, line, 2 * Bands);
     float re[64], im[64];
     for (int32_t l = 0; l < numSlots; ++l) {
         float* v = delay + index;
