@@ -5,9 +5,11 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
+#include "aac/fdp.hpp"
 #include "support/seed.hpp"
 #include "zemac.h"
 #include "zemcore_testing.h"
@@ -161,6 +163,38 @@ TEST(AacPrediction, LifecycleAndFailures) {
     Predictor q;
     alignas(16) float x[kLines + 1] = {};
     EXPECT_EQ(zemsFDPInv_32f_I(x, tooFar, 1, &one, q.s), zemStatusBadArgument);
+}
+
+// The SSE2 predictor against the scalar one: both sides, ranges that do not start or end on a
+// multiple of four, predicted and not, with NaN, infinities and huge values among the inputs.
+TEST(AacPrediction, Sse2RunsTheScalarPredictorToTheBit) {
+    std::mt19937 rng(zemtest::seed());
+    std::uniform_real_distribution<float> d(-3000.0f, 3000.0f);
+    Predictor a, b;
+    for (int frame = 0; frame < 200; ++frame) {
+        std::vector<float> x(kLines), y, outA(kLines), outB(kLines);
+        for (float& v : x)
+            v = d(rng);
+        if (frame == 150) {
+            x[5] = std::numeric_limits<float>::quiet_NaN();
+            x[9] = -std::numeric_limits<float>::infinity();
+            x[13] = 3e38f;
+        }
+        y = x;
+        const int begin = frame % 7, end = kLines - frame % 5;
+        const bool predict = frame % 3 != 0;
+        if (frame % 2) {
+            zem::aac::kFdpScalar.run(*a.s, begin, end, x.data(), nullptr, predict);
+            zem::aac::kFdpSse2.run(*b.s, begin, end, y.data(), nullptr, predict);
+            ASSERT_EQ(0, std::memcmp(x.data(), y.data(), x.size() * sizeof(float))) << frame;
+        } else {
+            zem::aac::kFdpScalar.run(*a.s, begin, end, x.data(), outA.data(), false);
+            zem::aac::kFdpSse2.run(*b.s, begin, end, y.data(), outB.data(), false);
+            ASSERT_EQ(0, std::memcmp(outA.data(), outB.data(), outA.size() * sizeof(float)))
+                << frame;
+        }
+        ASSERT_EQ(a.state(), b.state()) << frame;
+    }
 }
 
 } // namespace

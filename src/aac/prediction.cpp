@@ -3,21 +3,11 @@
 #include <bit>
 #include <cstdint>
 
+#include "aac/fdp.hpp"
 #include "core/checks.hpp"
+#include "core/simd.hpp"
 #include "core/state.hpp"
 #include "zemac.h"
-
-struct ZemFdpState_32f {
-    float* cor0;
-    float* cor1;
-    float* var0;
-    float* var1;
-    float* r0;
-    float* r1;
-    int32_t lines;
-    int32_t tag;
-    int32_t allocated;
-};
 
 namespace zem::aac {
 namespace {
@@ -49,10 +39,11 @@ constexpr Reciprocals kReciprocals = make_reciprocals();
 static_assert(kReciprocals.mantissa[0] == 0.953125f && kReciprocals.mantissa[1] == 0.9453125f &&
               kReciprocals.mantissa[127] == 0.478515625f && kReciprocals.exponent[128] == 0.5f);
 
-// B / v to 8 significant bits for v >= 2, 0 below.
+// B / v to 8 significant bits for v >= 2, 0 below (and for infinities and NaN, whatever their
+// sign bit).
 float gain(float v) {
     const uint32_t b = bits_of(v);
-    return kReciprocals.mantissa[(b >> 16) & 127] * kReciprocals.exponent[b >> 23];
+    return kReciprocals.mantissa[(b >> 16) & 127] * kReciprocals.exponent[(b >> 23) & 255];
 }
 
 int64_t array_bytes(int32_t lines) { return (4 * int64_t(lines) + 31) & ~int64_t(31); }
@@ -82,6 +73,57 @@ float step(const ZemFdpState_32f& s, int i, float& x, bool decode, bool predict)
     return p;
 }
 
+void run_scalar(const ZemFdpState_32f& s, int32_t begin, int32_t end, float* x, float* out,
+                bool predict) {
+    for (int32_t i = begin; i < end; ++i) {
+        if (out == nullptr) {
+            step(s, i, x[i], true, predict);
+        } else {
+            float v = x[i];
+            const float p = step(s, i, v, false, false);
+            out[i] = v - p;
+        }
+    }
+}
+
+// The same four lines at a time; the gains' table lookups stay scalar.
+void run_sse2(const ZemFdpState_32f& s, int32_t begin, int32_t end, float* x, float* out,
+              bool predict) {
+    using namespace simd;
+    const F32x4 alpha = splat(kAlpha), a = splat(kA), half = splat(0.5f);
+    const I32x4 keep = splat(int32_t(0xFFFF0000u)), carry = splat(0x8000);
+    const auto trunc16 = [&](F32x4 v) { return as_float(as_int(v) & keep); };
+    const auto rnd16 = [&](F32x4 v) { return as_float((as_int(v) + carry) & keep); };
+    int32_t i = begin;
+    for (; i + 4 <= end; i += 4) {
+        const F32x4 c0 = load(s.cor0 + i), c1 = load(s.cor1 + i), v0 = load(s.var0 + i),
+                    v1 = load(s.var1 + i), s0 = load(s.r0 + i), s1 = load(s.r1 + i);
+        alignas(16) float g0[4], g1[4];
+        for (int l = 0; l < 4; ++l) {
+            g0[l] = gain(s.var0[i + l]);
+            g1[l] = gain(s.var1[i + l]);
+        }
+        const F32x4 k1 = load(g0) * c0;
+        const F32x4 p1 = k1 * s0;
+        const F32x4 p = rnd16(load(g1) * c1 * s1 + p1);
+        F32x4 v = load(x + i);
+        if (out == nullptr && predict) {
+            v = v + p;
+            store(x + i, v);
+        }
+        const F32x4 e = v - p1;
+        store(s.cor0 + i, trunc16(c0 * alpha + s0 * v));
+        store(s.cor1 + i, trunc16(c1 * alpha + s1 * e));
+        store(s.var0 + i, trunc16((s0 * s0 + v * v) * half + v0 * alpha));
+        store(s.var1 + i, trunc16((s1 * s1 + e * e) * half + v1 * alpha));
+        store(s.r1 + i, trunc16((s0 - k1 * v) * a));
+        store(s.r0 + i, trunc16(v * a));
+        if (out != nullptr)
+            store(out + i, v - p);
+    }
+    run_scalar(s, i, end, x, out, predict);
+}
+
 ZemFdpState_32f* build(uint8_t* mem, int32_t lines) {
     auto* s = reinterpret_cast<ZemFdpState_32f*>(mem);
     float** arrays[6] = {&s->cor0, &s->cor1, &s->var0, &s->var1, &s->r0, &s->r1};
@@ -101,6 +143,10 @@ bool live(const ZemFdpState_32f* s) {
 }
 
 } // namespace
+
+const FdpKernels kFdpScalar = {run_scalar};
+const FdpKernels kFdpSse2 = {run_sse2};
+
 } // namespace zem::aac
 
 using namespace zem;
@@ -195,11 +241,7 @@ ZEM_API ZemStatus zemsFDPFwd_32f(const float* pSrc, float* pDst, ZemFdpState_32f
         return zemStatusNullPointer;
     if (!live(pState))
         return zemStatusContextMismatch;
-    for (int i = 0; i < pState->lines; ++i) {
-        float x = pSrc[i];
-        const float p = step(*pState, i, x, false, false);
-        pDst[i] = x - p;
-    }
+    kFdpSse2.run(*pState, 0, pState->lines, const_cast<float*>(pSrc), pDst, false);
     return is_aligned16(pSrc) && is_aligned16(pDst) ? zemStatusOk : zemWarnMisaligned;
 }
 
@@ -216,7 +258,7 @@ ZEM_API ZemStatus zemsFDPInv_32f_I(float* pSrcDst, const int32_t* pBandOffsets, 
             pBandOffsets[b + 1] < pBandOffsets[b])
             return zemStatusBadArgument;
     for (int32_t b = 0; b < numBands; ++b)
-        for (int32_t i = pBandOffsets[b]; i < pBandOffsets[b + 1]; ++i)
-            step(*pState, i, pSrcDst[i], true, pPredFlags[b] != 0);
+        kFdpSse2.run(*pState, pBandOffsets[b], pBandOffsets[b + 1], pSrcDst, nullptr,
+                     pPredFlags[b] != 0);
     return is_aligned16(pSrcDst) ? zemStatusOk : zemWarnMisaligned;
 }

@@ -184,6 +184,9 @@ inline F32x4 interleave_hi(F32x4 a, F32x4 b) { return {_mm_unpackhi_ps(a.v, b.v)
 // and 0 elsewhere.
 inline F32x4 abs(F32x4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
 inline F32x4 rsqrt_estimate(F32x4 a) { return {_mm_rsqrt_ps(a.v)}; }
+// The same 128 bits read as the other type.
+inline I32x4 as_int(F32x4 a) { return {_mm_castps_si128(a.v)}; }
+inline F32x4 as_float(I32x4 a) { return {_mm_castsi128_ps(a.v)}; }
 inline F32x4 where_greater(F32x4 v, F32x4 a, F32x4 b) {
     return {_mm_and_ps(v.v, _mm_cmpgt_ps(a.v, b.v))};
 }
