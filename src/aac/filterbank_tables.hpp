@@ -66,8 +66,8 @@ inline constexpr WindowHalf<kLongHalf> kKbdLong = make_kbd_window<kLongHalf>(4.0
 inline constexpr WindowHalf<kShortHalf> kKbdShort = make_kbd_window<kShortHalf>(6.0);
 
 // Fixed-point FFT tables of the two cores: 512 points (long) and 64 points (short).
-inline constexpr FixedFftTable<9> kFftLong = make_fixed_fft_table<9, TwiddleRounding::AddHalf>();
-inline constexpr FixedFftTable<6> kFftShort = make_fixed_fft_table<6, TwiddleRounding::AddHalf>();
+inline constexpr const FixedFftTable<9>& kFftLong = kFixedFftTable<9>;
+inline constexpr const FixedFftTable<6>& kFftShort = kFixedFftTable<6>;
 
 inline constexpr MdctTwiddles<1024> kTwiddlesLong = make_mdct_twiddles<1024>();
 inline constexpr MdctTwiddles<128> kTwiddlesShort = make_mdct_twiddles<128>();

@@ -73,6 +73,25 @@ ZemStatus checked_bands(int32_t numBands) {
     return numBands < 0 || numBands > 32 ? zemStatusBadSize : zemStatusOk;
 }
 
+// The banks writing one row per slot (interleaved complex or real): checks in their order, then
+// the slots, each row copied whole.
+template <Output Out, class Row>
+ZemStatus filter_rows(const float* pSrc, Row* const* ppDst, const float* pWindow, int32_t numSlots,
+                      int32_t slotOffset, int32_t numBands, ZemSbrAnalysisSpec_32f* pSpec,
+                      uint8_t* pWorkBuf, Tag tag) {
+    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, tag))
+        return st;
+    if (any_null(pSrc, ppDst, pWorkBuf) ||
+        (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
+        return zemStatusNullPointer;
+    if (const ZemStatus st = checked_bands(numBands))
+        return st;
+    constexpr std::size_t rowBytes = (Out == Output::Real ? 32 : 64) * sizeof(float);
+    run<Out>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec), pWorkBuf,
+             [&](int32_t l, const float* x) { std::memcpy(ppDst[slotOffset + l], x, rowBytes); });
+    return zemStatusOk;
+}
+
 } // namespace
 } // namespace zem::sbr
 
@@ -114,18 +133,8 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f32fc_D2L(const float* pSrc, Zem
                                                           int32_t slotOffset, int32_t numBands,
                                                           ZemSbrAnalysisSpec_32f* pSpec,
                                                           uint8_t* pWorkBuf) {
-    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, Tag::SbrAnalysisRToC32fc))
-        return st;
-    if (any_null(pSrc, ppDst, pWorkBuf) ||
-        (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
-        return zemStatusNullPointer;
-    if (const ZemStatus st = checked_bands(numBands))
-        return st;
-    run<Output::Interleaved>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec),
-                             pWorkBuf, [&](int32_t l, const float* x) {
-                                 std::memcpy(ppDst[slotOffset + l], x, 64 * sizeof(float));
-                             });
-    return zemStatusOk;
+    return filter_rows<Output::Interleaved>(pSrc, ppDst, pWindow, numSlots, slotOffset, numBands,
+                                            pSpec, pWorkBuf, Tag::SbrAnalysisRToC32fc);
 }
 
 ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToC_32f_D2L(const float* pSrc, float* const* ppDstRe,
@@ -161,16 +170,6 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBR_RToR_32f_D2L(const float* pSrc, float* 
                                                       int32_t slotOffset, int32_t numBands,
                                                       ZemSbrAnalysisSpec_32f* pSpec,
                                                       uint8_t* pWorkBuf) {
-    if (const ZemStatus st = qmf_check_state(pWindow, pSpec, Tag::SbrAnalysisRToR))
-        return st;
-    if (any_null(pSrc, ppDst, pWorkBuf) ||
-        (numSlots > 0 && !rows_present(ppDst + slotOffset, numSlots)))
-        return zemStatusNullPointer;
-    if (const ZemStatus st = checked_bands(numBands))
-        return st;
-    run<Output::Real>(pSrc, pWindow, numSlots, numBands, reinterpret_cast<QmfHeader*>(pSpec),
-                      pWorkBuf, [&](int32_t l, const float* x) {
-                          std::memcpy(ppDst[slotOffset + l], x, 32 * sizeof(float));
-                      });
-    return zemStatusOk;
+    return filter_rows<Output::Real>(pSrc, ppDst, pWindow, numSlots, slotOffset, numBands, pSpec,
+                                     pWorkBuf, Tag::SbrAnalysisRToR);
 }

@@ -90,7 +90,7 @@ struct FixedWindowKernels {
 extern const FixedWindowKernels kFixedWindowScalar;
 extern const FixedWindowKernels kFixedWindowSse2;
 
-inline constexpr FixedFftTable<5> kFixedFft32 = make_fixed_fft_table<5, TwiddleRounding::AddHalf>();
-inline constexpr FixedFftTable<6> kFixedFft64 = make_fixed_fft_table<6, TwiddleRounding::AddHalf>();
+inline constexpr const FixedFftTable<5>& kFixedFft32 = kFixedFftTable<5>;
+inline constexpr const FixedFftTable<6>& kFixedFft64 = kFixedFftTable<6>;
 
 } // namespace zem::sbr

@@ -12,6 +12,7 @@
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
 #include "sbr/qmf_fixed.hpp"
+#include "sbr/qmf_line.hpp"
 #include "zemac.h"
 
 namespace zem::sbr {
@@ -26,19 +27,17 @@ inline void rotate(int64_t re, int64_t im, Q30Pair w, int shift, int32_t* out) {
     out[1] = int32_t(uint32_t(uint64_t((im * w.c - re * w.s + half) >> shift)));
 }
 
-inline int32_t wrap_index(int32_t p, int32_t line) { return p >= line ? p - line : p; }
-
 // 64 interleaved complex values X/128 of one analysis slot.
 void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
     int32_t* d = fixed_delay(r);
-    const int32_t index = ((r->index % 320) + 320) % 320 / 32 * 32;
+    const int32_t index = line_index(r->index, 320, 32);
     for (int j = 0; j < 32; ++j)
         d[index + j] = src[31 - j];
     // Blocks of 32 from multiples of 32 never straddle the line's end.
     int32_t u[65] = {};
     for (int b = 0; b < 10; ++b) {
         kFixedWindowSse2.accumulate(u + 32 * (b & 1), kFixedWindows.even + 32 * b,
-                                    d + wrap_index(index + 32 * b, 320), 32);
+                                    d + wrap_line(index + 32 * b, 320), 32);
     }
     u[64] = wrap_neg(u[0]);
     int32_t z[64];
@@ -98,6 +97,14 @@ void down_values(const int32_t* re, const int32_t* im, int32_t* v) {
     }
 }
 
+// A complex row as separate real and imaginary parts.
+void split_row(const Zem32sc* x, int bands, int32_t* re, int32_t* im) {
+    for (int k = 0; k < bands; ++k) {
+        re[k] = x[k].re;
+        im[k] = x[k].im;
+    }
+}
+
 // A real row turned into the complex one whose complex bank gives the real bank's values.
 void low_power_row(const int32_t* x, int bands, int32_t* re, int32_t* im) {
     for (int k = 0; k < bands; ++k) {
@@ -113,14 +120,14 @@ void low_power_row(const int32_t* x, int bands, int32_t* re, int32_t* im) {
 void synthesis_output(FixedRecord* r, const int32_t* v, int bands, int32_t* y) {
     const int32_t line = 20 * bands;
     int32_t* d = fixed_delay(r);
-    const int32_t index = ((r->index % line) + line) % line;
+    const int32_t index = line_index(r->index, line, 1);
     for (int n = 0; n < 2 * bands; ++n)
-        d[wrap_index(index + n, line)] = v[n];
+        d[wrap_line(index + n, line)] = v[n];
     const int32_t* w = bands == 64 ? kFixedWindows.full : kFixedWindows.even;
     for (int n = 0; n < bands; ++n)
         y[n] = 0;
     for (int i = 0; i < 10; ++i) {
-        const int32_t start = (index + (i / 2) * 4 * bands + (i & 1) * 3 * bands) % line;
+        const int32_t start = wrap_line(index + output_offset(i, bands), line);
         const int32_t before = line - start < bands ? line - start : bands; // up to the line's end
         const int32_t* wi = w + bands * i;
         kFixedWindowSse2.accumulate(y, wi, d + start, before);
@@ -175,10 +182,7 @@ ZEM_API ZemStatus zemsSynthesisFilter_SBRHQ_32sc32s(const Zem32sc* pSrc, int32_t
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrHqSynthesis, Tag::SbrHqSynthesis))
         return st;
     int32_t re[64], im[64], v[128];
-    for (int k = 0; k < 64; ++k) {
-        re[k] = pSrc[k].re;
-        im[k] = pSrc[k].im;
-    }
+    split_row(pSrc, 64, re, im);
     full_values(re, im, v);
     synthesis_output(fixed_record(pSpec), v, 64, pDst);
     return zemStatusOk;
@@ -202,10 +206,7 @@ ZEM_API ZemStatus zemsSynthesisDownFilter_SBRHQ_32sc32s(const Zem32sc* pSrc, int
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrHqSynthesisDown, Tag::SbrHqSynthesis))
         return st;
     int32_t re[32], im[32], v[64];
-    for (int k = 0; k < 32; ++k) {
-        re[k] = pSrc[k].re;
-        im[k] = pSrc[k].im;
-    }
+    split_row(pSrc, 32, re, im);
     down_values(re, im, v);
     synthesis_output(fixed_record(pSpec), v, 32, pDst);
     return zemStatusOk;

@@ -8,6 +8,7 @@
 
 #include "core/checks.hpp"
 #include "core/state.hpp"
+#include "sbr/qmf_line.hpp"
 #include "transform/dct.hpp"
 #include "transform/fft.hpp"
 #include "zemac/core.h"
@@ -53,7 +54,7 @@ template <class Spec> ZemStatus qmf_check_state(const float* pWindow, Spec* pSpe
 // The write position of a record, kept on the block grid of its line whatever the record holds,
 // so that no index can lead outside the line.
 inline int32_t qmf_index(const QmfHeader* h, int32_t line, int32_t block) {
-    return ((h->index % line) + line) % line / block * block;
+    return line_index(h->index, line, block);
 }
 
 inline float* qmf_delay(QmfHeader* h) {

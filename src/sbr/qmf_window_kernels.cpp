@@ -2,29 +2,21 @@
 // order in both versions (term 0 first), so the SSE2 version reproduces the scalar one to the bit.
 #include "core/simd.hpp"
 #include "sbr/qmf_float.hpp"
+#include "sbr/qmf_line.hpp"
 
 namespace zem::sbr {
 namespace {
 
-// Start of the block of `len` values at distance `offset` from the write position; blocks never
-// straddle the end of the line (index and offsets are multiples of the block length).
-inline int32_t block_start(int32_t index, int32_t offset, int32_t lineLen) {
-    const int32_t p = index + offset;
-    return p >= lineLen ? p - lineLen : p;
-}
-
-// Distance of the synthesis window's block i from the newest value.
-inline int32_t output_offset(int32_t i, int32_t bands) {
-    return (i / 2) * 4 * bands + (i & 1) * 3 * bands;
-}
+// The write position and every block offset are multiples of the block length (32 in the
+// analysis line, M in the synthesis line), so no block straddles the line's end.
 
 void fold_scalar(const float* delay, int32_t index, const float* window, float* u) {
     for (int32_t h = 0; h < 64; h += 32) {
-        const float* x0 = delay + block_start(index, h, 320);
+        const float* x0 = delay + wrap_line(index + h, 320);
         for (int32_t n = 0; n < 32; ++n)
             u[h + n] = window[h + n] * x0[n];
         for (int32_t m = 1; m < 5; ++m) {
-            const float* x = delay + block_start(index, 64 * m + h, 320);
+            const float* x = delay + wrap_line(index + 64 * m + h, 320);
             const float* w = window + 64 * m + h;
             for (int32_t n = 0; n < 32; ++n)
                 u[h + n] += w[n] * x[n];
@@ -35,11 +27,11 @@ void fold_scalar(const float* delay, int32_t index, const float* window, float* 
 void output_scalar(const float* delay, int32_t index, int32_t bands, const float* window,
                    float* y) {
     const int32_t line = 20 * bands;
-    const float* x0 = delay + block_start(index, 0, line);
+    const float* x0 = delay + wrap_line(index, line);
     for (int32_t n = 0; n < bands; ++n)
         y[n] = window[n] * x0[n];
     for (int32_t i = 1; i < 10; ++i) {
-        const float* x = delay + block_start(index, output_offset(i, bands), line);
+        const float* x = delay + wrap_line(index + output_offset(i, bands), line);
         const float* w = window + bands * i;
         for (int32_t n = 0; n < bands; ++n)
             y[n] += w[n] * x[n];
@@ -51,7 +43,7 @@ void fold_sse2(const float* delay, int32_t index, const float* window, float* u)
     const float* x[5];
     for (int32_t h = 0; h < 64; h += 32) {
         for (int32_t m = 0; m < 5; ++m)
-            x[m] = delay + block_start(index, 64 * m + h, 320);
+            x[m] = delay + wrap_line(index + 64 * m + h, 320);
         const float* w = window + h;
         for (int32_t n = 0; n < 32; n += 4) {
             F32x4 s = load(w + n) * load(x[0] + n);
@@ -69,7 +61,7 @@ void output_sse2(const float* delay, int32_t index, int32_t bands, const float* 
     const int32_t line = 20 * bands;
     const float* x[10];
     for (int32_t i = 0; i < 10; ++i)
-        x[i] = delay + block_start(index, output_offset(i, bands), line);
+        x[i] = delay + wrap_line(index + output_offset(i, bands), line);
     for (int32_t n = 0; n < bands; n += 4) {
         const float* w = window + n;
         F32x4 s = load(w) * load(x[0] + n);

@@ -76,6 +76,12 @@ constexpr FixedFftTable<Order> make_fixed_fft_table() {
     return t;
 }
 
+// The tables of one order with twiddles rounded to nearest: one instance per order for every
+// owner (the AAC filter bank's cores, the SBR banks).
+template <int Order>
+inline constexpr FixedFftTable<Order>
+    kFixedFftTable = make_fixed_fft_table<Order, TwiddleRounding::AddHalf>();
+
 // In-place forward FFT of 2^order complex values (order 2..9 with tables of that order). The
 // SSE2 kernel and its scalar reference give the same bits: every value is fixed by the wrapping
 // integer arithmetic of its butterflies, whatever the order in which they run.
