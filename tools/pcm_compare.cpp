@@ -4,9 +4,13 @@
 // scale-factor bands on the 1024-sample frame grid: per frame and band, and per band over the
 // whole stream (in dB, bands at least 60 dB below full scale left out).
 //
-// usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]
+// With --octaves, the third-octave band energies of 0.2-second blocks (Hann window) are
+// compared instead, for signals whose fine structure is random (noise floors): the mean and
+// the 95th percentile of the absolute dB differences over bands above -70 dB re full scale.
+//
+// usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1]
 // prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB>
-// band_stream_max=<dB>]
+// band_stream_max=<dB>] [octave_mean=<dB> octave_p95=<dB>]
 #include <algorithm>
 #include <cmath>
 #include <complex>
@@ -24,6 +28,7 @@ namespace {
 
 struct Pcm {
     int channels = 0;
+    int rate = 0;
     std::vector<int16_t> samples; // interleaved
 };
 
@@ -38,8 +43,10 @@ bool read_wav(const char* path, Pcm& out) {
     };
     for (std::size_t i = 12; i + 8 <= b.size();) {
         const uint32_t size = le32(i + 4);
-        if (std::memcmp(&b[i], "fmt ", 4) == 0)
+        if (std::memcmp(&b[i], "fmt ", 4) == 0) {
             out.channels = b[i + 10] | b[i + 11] << 8;
+            out.rate = int(le32(i + 12));
+        }
         if (std::memcmp(&b[i], "data", 4) == 0) {
             const std::size_t n = std::min<std::size_t>(size, b.size() - i - 8) / 2;
             out.samples.resize(n);
@@ -81,7 +88,6 @@ class BlockEnergies {
         return e;
     }
 
-  private:
     static void fft(std::vector<std::complex<double>>& a) {
         const std::size_t n = a.size();
         for (std::size_t i = 1, j = 0; i < n; ++i) {
@@ -106,21 +112,66 @@ class BlockEnergies {
     }
 };
 
+// Mean and 95th percentile of the absolute third-octave level differences (dB).
+std::pair<double, double> octave_differences(const Pcm& a, const Pcm& r, std::size_t frames) {
+    const std::size_t block = std::size_t(a.rate) / 5, n = 16384;
+    const std::size_t ch = std::size_t(a.channels);
+    // A full-scale sine's energy through the window, 70 dB down.
+    const double floor = double(n) * 32768.0 * 32768.0 / 2 * 0.375 * double(block) * 1e-7;
+    std::vector<double> diffs;
+    for (std::size_t start = 0; block <= n && start + block <= frames; start += block)
+        for (std::size_t c = 0; c < ch; ++c) {
+            std::vector<double> levels[2];
+            const Pcm* sides[2] = {&a, &r};
+            for (int s = 0; s < 2; ++s) {
+                std::vector<std::complex<double>> z(n);
+                for (std::size_t i = 0; i < block; ++i)
+                    z[i] = sides[s]->samples[(start + i) * ch + c] *
+                           (0.5 - 0.5 * std::cos(2 * M_PI * (double(i) + 0.5) / double(block)));
+                BlockEnergies::fft(z);
+                for (double centre = 25.0; centre * std::pow(2.0, 1.0 / 6) < a.rate / 2.0;
+                     centre *= std::pow(2.0, 1.0 / 3)) {
+                    const auto lo = std::size_t(centre * std::pow(2.0, -1.0 / 6) * n / a.rate);
+                    const auto hi = std::size_t(centre * std::pow(2.0, 1.0 / 6) * n / a.rate);
+                    double e = 0;
+                    for (std::size_t k = lo; k < hi; ++k)
+                        e += std::norm(z[k]);
+                    levels[s].push_back(e);
+                }
+            }
+            for (std::size_t b = 0; b < levels[0].size(); ++b)
+                if (std::max(levels[0][b], levels[1][b]) > floor)
+                    diffs.push_back(std::fabs(10 * std::log10((levels[0][b] + floor * 1e-3) /
+                                                              (levels[1][b] + floor * 1e-3))));
+        }
+    if (diffs.empty())
+        return {0.0, 0.0};
+    double sum = 0;
+    for (double d : diffs)
+        sum += d;
+    std::sort(diffs.begin(), diffs.end());
+    return {sum / double(diffs.size()), diffs[std::size_t(0.95 * double(diffs.size() - 1))]};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc < 3) {
-        std::fprintf(stderr,
-                     "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI]\n");
+        std::fprintf(
+            stderr,
+            "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1]\n");
         return 2;
     }
     long skip = 0;
     int sfi = -1;
+    bool octaves = false;
     for (int i = 3; i + 1 < argc; i += 2) {
         if (std::string(argv[i]) == "--skip")
             skip = std::atol(argv[i + 1]);
         else if (std::string(argv[i]) == "--bands")
             sfi = std::atoi(argv[i + 1]);
+        else if (std::string(argv[i]) == "--octaves")
+            octaves = std::atoi(argv[i + 1]) != 0;
     }
     Pcm a, r;
     if (!read_wav(argv[1], a) || !read_wav(argv[2], r) || a.channels != r.channels) {
@@ -173,6 +224,10 @@ int main(int argc, char** argv) {
         std::printf(
             " band_frame_p50=%.3f band_frame_p95=%.3f band_frame_max=%.3f band_stream_max=%.3f",
             pct(0.5), pct(0.95), pct(1.0), streamMax);
+    }
+    if (octaves && a.rate > 0) {
+        const auto [mean, p95] = octave_differences(a, r, frames);
+        std::printf(" octave_mean=%.3f octave_p95=%.3f", mean, p95);
     }
     std::printf("\n");
     return 0;

@@ -1,6 +1,7 @@
 #include "aac_decoder.hpp"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdarg>
 #include <cstring>
@@ -8,6 +9,7 @@
 
 #include "aac_info.hpp"
 #include "aac_layout.hpp"
+#include "sbr_decoder.hpp"
 #include "scan.hpp"
 #include "zemac.h"
 
@@ -58,8 +60,16 @@ struct ChannelData {
 // for AAC LTP the reconstructed past that the long-term predictor reads.
 struct ChannelState {
     int32_t overlap[1024];
+    int32_t overlap32[1024]; // the 32-bit filter bank's, at its own scale
     int prevShape;
     int32_t ltpHistory[3072];
+};
+
+// An SBR payload seen in the raw data block, for the element before it.
+struct SbrPending {
+    bool present = false;
+    int32_t bytes = 0;
+    uint8_t data[272];
 };
 
 // The line offsets of the long-window bands, read back from the inverse quantiser: with every
@@ -129,6 +139,8 @@ class Decoder {
         }
     }
     bool has_layout() const { return haveLayout_; }
+    bool sbr() const { return sbr_; }
+    long ps_from() const { return psFrom_; }
     int profile() const { return objectType_ - 1; }
 
     // Decodes one raw data block from [p, end); false on an error (the block is concealed).
@@ -147,6 +159,9 @@ class Decoder {
     void synthesise(ChannelData& ch, int out);
     int take_slot(AacElement type, int tag, int channels);
     void emit(const bool* decoded);
+    void emit_sbr(const bool* decoded);
+    void fill_element(const uint8_t* data, int32_t count);
+    bool deferred() const { return sbr_ || !started_; }
     bool fail(const char* what, ZemStatus st);
 
     int sfi_;
@@ -174,6 +189,17 @@ class Decoder {
     ZemFdpState_32f* fdp_[kMaxChannels] = {};
     int32_t bandOffsets_[65] = {};
     int predBands_ = 0;
+    // HE-AAC: SBR payloads in the first raw data block make the output twice the core rate.
+    // Until that block is emitted, and after it when it has SBR, the filter bank's output stays
+    // in 32 bits for the SBR analysis.
+    bool sbr_ = false;
+    bool lateSbrReported_ = false;
+    long psFrom_ = -1;
+    int lastSlot_ = -1;
+    std::vector<SbrPending> pending_;
+    std::vector<std::unique_ptr<SbrElement>> sbrElements_;
+    int32_t core_[kMaxChannels][1024] = {};
+    std::vector<float> sbrOut_;
 };
 
 bool Decoder::fail(const char* what, ZemStatus st) {
@@ -303,14 +329,28 @@ void Decoder::synthesise(ChannelData& ch, int out) {
         int32_t work[6144];
         zemsLtpUpdate_AAC_32s(ch.spec, s.ltpHistory, ch.ics.window_sequence, ch.ics.window_shape,
                               s.prevShape, work);
+        std::memcpy(core_[out], s.ltpHistory + 1024, sizeof core_[out]);
+    } else {
+        // Until the first block is out it is open whether it carries SBR: both filter banks run.
+        if (deferred()) {
+            // The 32-bit bank leaves eight short blocks at an eighth of the long blocks'
+            // scale; their coefficients are the smaller by that factor, so they are raised.
+            const int64_t gain = ch.isShort() ? 8 : 1;
+            for (int k = 0; k < 1024; ++k)
+                core_[out][k] =
+                    int32_t(std::clamp<int64_t>(gain * ch.spec[k], INT32_MIN, INT32_MAX));
+            zemsMDCTInv_AAC_32s_I(core_[out], s.overlap32, ch.ics.window_sequence,
+                                  ch.ics.window_shape, s.prevShape, 1024);
+        }
+        if (!sbr_)
+            zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence,
+                                   ch.ics.window_shape, s.prevShape, step);
+    }
+    if (ltp)
         for (int n = 0; n < 1024; ++n) {
-            const int32_t v = int32_t(uint32_t(s.ltpHistory[1024 + n]) + 4u) >> 3;
+            const int32_t v = int32_t(uint32_t(core_[out][n]) + 4u) >> 3;
             pcm[n * step] = int16_t(std::clamp(v, -32768, 32767));
         }
-    } else {
-        zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence, ch.ics.window_shape,
-                               s.prevShape, step);
-    }
     s.prevShape = ch.ics.window_shape;
 }
 
@@ -418,6 +458,10 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
     // Once the output format is fixed, the channel count of the layout no longer changes.
     direct_ = started_ && layout_.channels <= 2;
     slotUsed_.assign(layout_.slots.size(), false);
+    pending_.resize(layout_.slots.size());
+    for (SbrPending& pending : pending_)
+        pending.present = false;
+    lastSlot_ = -1;
     bool decoded[kMaxChannels] = {};
     for (;;) {
         if (p >= end)
@@ -433,6 +477,7 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
             const bool ok = id == AacElement::Cpe ? pair(p, pos, outL, outR) : single(p, pos, outL);
             if (!ok)
                 return false;
+            lastSlot_ = id == AacElement::Lfe ? -1 : slot;
             if (outL >= 0)
                 decoded[outL] = true;
             if (id == AacElement::Cpe && outR >= 0)
@@ -450,12 +495,15 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
                 return fail("program config element", st);
             set_pce_layout(pce);
             slotUsed_.assign(layout_.slots.size(), false);
+            pending_.assign(layout_.slots.size(), SbrPending{});
+            lastSlot_ = -1;
         } else if (id == AacElement::Fil) {
             int32_t count;
             uint8_t data[272];
             const ZemStatus st = zemsDecodeFillElt_AAC(&p, &pos, &count, data);
             if (st != zemStatusOk)
                 return fail("fill element", st);
+            fill_element(data, count);
         } else { // a coupling channel element has no length: the rest of the block is lost
             if (!cceReported_)
                 say(log_,
@@ -477,7 +525,37 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
     return true;
 }
 
+// An SBR payload belongs to the element before it; SBR first seen after the output format
+// is fixed cannot change it, and is skipped.
+void Decoder::fill_element(const uint8_t* data, int32_t count) {
+    constexpr int kExtensionSbr = 13, kExtensionSbrCrc = 14;
+    const int type = count > 0 ? data[0] >> 4 : 0;
+    if (type != kExtensionSbr && type != kExtensionSbrCrc)
+        return;
+    if (!started_)
+        sbr_ = true;
+    if (!sbr_) {
+        if (!lateSbrReported_)
+            say(log_,
+                "warning: frame %ld at offset %zu: SBR data after a first frame without it are "
+                "skipped (the output stays at the core rate)\n",
+                frame_, offset_);
+        lateSbrReported_ = true;
+        return;
+    }
+    if (lastSlot_ < 0 || std::size_t(lastSlot_) >= pending_.size())
+        return;
+    SbrPending& p = pending_[std::size_t(lastSlot_)];
+    p.present = true;
+    p.bytes = std::min<int32_t>(count, int32_t(sizeof p.data));
+    std::memcpy(p.data, data, std::size_t(p.bytes));
+}
+
 void Decoder::emit(const bool* decoded) {
+    if (sbr_) {
+        emit_sbr(decoded);
+        return;
+    }
     if (!started_) {
         out_.begin({aac_sample_rate(sfi_), layout_.channels, layout_.channelMask});
         started_ = true;
@@ -488,6 +566,7 @@ void Decoder::emit(const bool* decoded) {
         if (!decoded[c]) {
             std::memset(pcm_[c], 0, sizeof pcm_[c]);
             std::memset(state_[c].overlap, 0, sizeof state_[c].overlap);
+            std::memset(state_[c].overlap32, 0, sizeof state_[c].overlap32);
             std::memset(state_[c].ltpHistory, 0, sizeof state_[c].ltpHistory);
         }
         if (!direct_ || !decoded[c])
@@ -495,6 +574,56 @@ void Decoder::emit(const bool* decoded) {
                 interleaved_[std::size_t(n * nch + c)] = pcm_[c][n];
     }
     out_.write(interleaved_.data(), 1024);
+}
+
+// Every element runs through the SBR banks, with or without a high band; a mono stream gives
+// two channels, equal until parametric stereo starts.
+void Decoder::emit_sbr(const bool* decoded) {
+    const bool mono = layout_.channels == 1;
+    const int nch = mono ? 2 : layout_.channels;
+    if (!started_) {
+        out_.begin({2 * aac_sample_rate(sfi_), nch, mono ? 3u : layout_.channelMask});
+        started_ = true;
+    }
+    sbrOut_.resize(std::size_t(nch) * 2048);
+    sbrElements_.resize(layout_.slots.size());
+    bool written[kMaxChannels] = {};
+    for (std::size_t i = 0; i < layout_.slots.size(); ++i) {
+        const AacSlot& slot = layout_.slots[i];
+        const int channels = slot.type == AacElement::Cpe ? 2 : 1;
+        if (slot.out[0] < 0 || !decoded[slot.out[0]])
+            continue;
+        int outs[2] = {slot.out[0], channels == 2 ? slot.out[1] : mono ? 1 : -1};
+        if (!sbrElements_[i])
+            sbrElements_[i] = std::make_unique<SbrElement>(aac_sample_rate(sfi_), channels, mono);
+        SbrElement& e = *sbrElements_[i];
+        if (i < pending_.size() && pending_[i].present) {
+            const char* what = "";
+            if (!e.read(pending_[i].data, pending_[i].bytes, &what))
+                say(log_, "error: frame %ld at offset %zu: %s; SBR off until the next header\n",
+                    frame_, offset_, what);
+        }
+        const bool psBefore = e.ps_started();
+        const int32_t* core[2] = {core_[outs[0]], channels == 2 ? core_[outs[1]] : nullptr};
+        float* out[2] = {sbrOut_.data() + std::size_t(outs[0]) * 2048,
+                         outs[1] >= 0 ? sbrOut_.data() + std::size_t(outs[1]) * 2048 : nullptr};
+        // The 32-bit filter bank works at 256 times the PCM scale, the LTP history at 8 times.
+        e.process(core, objectType_ == kProfileLtp + 1 ? 0.125f : 1.0f / 256, out);
+        if (!psBefore && e.ps_started() && psFrom_ < 0)
+            psFrom_ = frame_;
+        for (int o : outs)
+            if (o >= 0)
+                written[o] = true;
+    }
+    interleaved_.resize(std::size_t(nch) * 2048);
+    for (int c = 0; c < nch; ++c) {
+        const float* src = sbrOut_.data() + std::size_t(c) * 2048;
+        for (int n = 0; n < 2048; ++n) {
+            const float v = written[c] ? std::clamp(src[n], -32768.0f, 32767.0f) : 0.0f;
+            interleaved_[std::size_t(n * nch + c)] = int16_t(std::lrint(v));
+        }
+    }
+    out_.write(interleaved_.data(), 2048);
 }
 
 void Decoder::conceal() {
@@ -538,6 +667,8 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
         }
         ++sum.frames;
     }
+    sum.sbr = dec->sbr();
+    sum.psFrom = dec->ps_from();
     return sum;
 }
 
@@ -641,6 +772,10 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
     }
     if (junk.report(log))
         ++sum.errors;
+    if (dec) {
+        sum.sbr = dec->sbr();
+        sum.psFrom = dec->ps_from();
+    }
     return sum;
 }
 

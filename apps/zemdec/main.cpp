@@ -63,6 +63,18 @@ int walk(const Options& opt, const zemdec::Buffer& in) {
         std::fprintf(stderr, "zemdec: %s: no AAC header found\n", opt.input.c_str());
         return 2;
     }
+    // SBR and PS live in fill elements, which only decoding finds.
+    zemdec::StreamFormat format;
+    const zemdec::PcmOutput probe{[&](const zemdec::StreamFormat& f) { format = f; },
+                                  [](const int16_t*, std::size_t) {}};
+    const zemdec::DecodeSummary tools = zemdec::decode_aac(in, probe, nullptr);
+    if (tools.sbr)
+        std::printf("tools: AAC core with SBR (output %d Hz, %d channels)%s\n", format.sampleRate,
+                    format.channels, tools.psFrom >= 0 ? " and parametric stereo" : "");
+    else
+        std::printf("tools: AAC core without SBR or PS\n");
+    if (tools.psFrom >= 0)
+        std::printf("parametric stereo from raw data block %ld\n", tools.psFrom);
     return sum.errors > 0 || sum.skippedBytes > 0 ? 1 : 0;
 }
 

@@ -17,6 +17,9 @@ struct StreamFormat {
 struct DecodeSummary {
     long frames = 0; // frames (AAC: raw data blocks) decoded or concealed
     long errors = 0;
+    // AAC: the tools found beyond the core (SBR from the first block on, PS in any frame).
+    bool sbr = false;
+    long psFrom = -1; // first frame with parametric stereo, or -1
 };
 
 // Called once with the format before the first samples, then with each block of interleaved

@@ -1,0 +1,332 @@
+// Stereo reconstruction of one frame (ISO/IEC 14496-3 subpart 8): the low QMF bands are split
+// by the hybrid filters, the mono signal s is decorrelated into d, each hybrid band is mixed as
+// L = h11 s + h21 d, R = h12 s + h22 d with matrices interpolated across the envelopes, and the
+// sub-bands are summed back into QMF bands. The hybrid filters are linear phase with a delay of
+// kLag slots: the unsplit QMF bands and the mixing matrices are delayed by as much, so the
+// output is the mono input's frame kLag slots later.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numbers>
+
+#include "ps_decoder.hpp"
+
+namespace zemdec {
+
+namespace {
+
+Zem32fc polar(double angle) { return {float(std::cos(angle)), float(std::sin(angle))}; }
+
+Zem32fc mul(Zem32fc a, Zem32fc b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
+
+} // namespace
+
+void PsDecoder::init_tables() {
+    constexpr double pi = std::numbers::pi;
+    constexpr double sqrt2 = std::numbers::sqrt2;
+    for (int row = 0; row < 46; ++row) {
+        const int db = row < 15 ? ps::kIidDefaultDb[row] : ps::kIidFineDb[row - 15];
+        const double c = std::pow(10.0, db / 20.0); // amplitude ratio left / right
+        const double gainR = std::sqrt(2.0 / (1.0 + c * c)), gainL = c * gainR;
+        for (int icc = 0; icc < 8; ++icc) {
+            // Procedure A: rotate by alpha = acos(rho) / 2 about an axis set by the IID.
+            const double rho = ps::kIccRho[icc];
+            const double alpha = 0.5 * std::acos(rho);
+            const double beta = alpha * (gainR - gainL) / sqrt2;
+            float* a = mixA_[row][icc];
+            a[0] = float(gainL * std::cos(beta + alpha));
+            a[1] = float(gainR * std::cos(beta - alpha));
+            a[2] = float(gainL * std::sin(beta + alpha));
+            a[3] = float(gainR * std::sin(beta - alpha));
+            // Procedure B: principal axis rotation; rho kept off zero.
+            const double r = std::max(rho, 0.05);
+            double angle = 0.5 * std::atan2(2.0 * c * r, c * c - 1.0);
+            if (angle < 0)
+                angle += pi / 2;
+            const double m = c + 1.0 / c;
+            const double mu = std::sqrt(1.0 + (4.0 * r * r - 4.0) / (m * m));
+            const double gamma = std::atan(std::sqrt((1.0 - mu) / (1.0 + mu)));
+            float* b = mixB_[row][icc];
+            b[0] = float(sqrt2 * std::cos(angle) * std::cos(gamma));
+            b[1] = float(sqrt2 * std::sin(angle) * std::cos(gamma));
+            b[2] = float(-sqrt2 * std::sin(angle) * std::sin(gamma));
+            b[3] = float(sqrt2 * std::cos(angle) * std::sin(gamma));
+        }
+    }
+    // IPD/OPD smoothing over three envelopes, weights 1/4, 1/2, 1 from the oldest; only the
+    // direction of the sum is used.
+    for (int i = 0; i < 512; ++i) {
+        double re = 0, im = 0, w = 0.25;
+        for (int shift = 6; shift >= 0; shift -= 3, w *= 2) {
+            const double a = pi / 4 * ((i >> shift) & 7);
+            re += w * std::cos(a);
+            im += w * std::sin(a);
+        }
+        const double norm = std::hypot(re, im);
+        phaseSmooth_[i] = {float(re / norm), float(im / norm)};
+    }
+    // Decorrelator phases: exp(-i pi q f) at each band's centre frequency f.
+    for (int cfg = 0; cfg < 2; ++cfg) {
+        const ps::HybridLayout& lay = cfg ? ps::kLayout34 : ps::kLayout20;
+        for (int k = 0; k < lay.allpassBands; ++k) {
+            const double f =
+                k < lay.subBands ? double(lay.centre[k]) / lay.centreDen : k - lay.qmfOffset + 0.5;
+            phiFract_[cfg][k] = polar(-pi * double(ps::kPhiFraction) * f);
+            for (int m = 0; m < ps::kLinks; ++m)
+                qFract_[cfg][k][m] = polar(-pi * double(ps::kLinkFraction[m]) * f);
+        }
+    }
+    // Before the first parameters: L = R = the mono signal.
+    constexpr float kMono[8] = {1, 1, 0, 0, 0, 0, 0, 0};
+    for (auto& slot : hSlot_)
+        for (Matrix& h : slot)
+            std::copy_n(kMono, 8, h);
+}
+
+void PsDecoder::apply(Zem32fc* const* l, Zem32fc* const* r, int top) {
+    if (!fresh_)
+        hold();
+    fresh_ = false;
+    if (started_ && cur_.is34 != is34_)
+        switch_configuration(cur_.is34);
+    const ps::HybridLayout& lay = is34_ ? ps::kLayout34 : ps::kLayout20;
+    if (started_)
+        slot_matrices(lay);
+    analyse(l, lay);
+    decorrelate(lay, top);
+    mix(lay);
+    synthesise(l, r, lay);
+    std::memmove(hSlot_, hSlot_ + kSlots, sizeof(Matrix) * ps::kMaxParBands * kLag);
+}
+
+// A change between the 20- and 34-band configurations: the matrices carried over are mapped to
+// the new bands, and the decorrelator starts afresh.
+void PsDecoder::switch_configuration(bool to34) {
+    float v[ps::kMaxParBands];
+    auto map = [&](Matrix* h) {
+        for (int j = 0; j < 8; ++j) {
+            for (int b = 0; b < ps::kMaxParBands; ++b)
+                v[b] = h[b][j];
+            ps::map_values(v, to34);
+            for (int b = 0; b < ps::kMaxParBands; ++b)
+                h[b][j] = v[b];
+        }
+    };
+    map(hEnd_);
+    for (int n = 0; n < kLag; ++n)
+        map(hSlot_[n]);
+    std::memset(peak_, 0, sizeof peak_);
+    std::memset(power_, 0, sizeof power_);
+    std::memset(peakDiff_, 0, sizeof peakDiff_);
+    std::memset(delay_, 0, sizeof delay_);
+    std::memset(allpass_, 0, sizeof allpass_);
+    std::memset(ipdHist_, 0, sizeof ipdHist_);
+    std::memset(opdHist_, 0, sizeof opdHist_);
+    is34_ = to34;
+}
+
+// The mixing matrix of each parameter band at the end of each envelope, and per slot the linear
+// interpolation from the previous envelope's end: H(n) = H(n_e) + (n - n_e) (H(n_e+1) -
+// H(n_e)) / (n_e+1 - n_e).
+void PsDecoder::slot_matrices(const ps::HybridLayout& lay) {
+    const Params& p = cur_;
+    const int nb = lay.parBands;
+    for (int e = 0; e < p.numEnv; ++e) {
+        int8_t iid[ps::kMaxParBands], icc[ps::kMaxParBands];
+        int8_t ipd[ps::kMaxIpdBands] = {}, opd[ps::kMaxIpdBands] = {};
+        ps::map_bands(p.iid[e], p.nrIid, iid, nb);
+        ps::map_bands(p.icc[e], p.nrIcc, icc, nb);
+        if (p.ipdOpd) {
+            ps::map_bands(p.ipd[e], p.nrIpd, ipd, lay.ipdBands);
+            ps::map_bands(p.opd[e], p.nrIpd, opd, lay.ipdBands);
+        }
+        Matrix target[ps::kMaxParBands];
+        for (int b = 0; b < nb; ++b) {
+            const int row = p.fineIid ? 30 + iid[b] : 7 + iid[b];
+            const float* m = (p.mixingB ? mixB_ : mixA_)[row][icc[b]];
+            float* h = target[b];
+            if (p.ipdOpd && b < lay.ipdBands) {
+                // Smoothed phases: the left channel turns by the OPD, the right by OPD - IPD.
+                const int o = opdHist_[b] * 8 + opd[b], i = ipdHist_[b] * 8 + ipd[b];
+                opdHist_[b] = int8_t(o & 63);
+                ipdHist_[b] = int8_t(i & 63);
+                const Zem32fc left = phaseSmooth_[o], ip = phaseSmooth_[i];
+                const Zem32fc right = {left.re * ip.re + left.im * ip.im,
+                                       left.im * ip.re - left.re * ip.im};
+                const float v[8] = {m[0] * left.re,  m[1] * right.re, m[2] * left.re,
+                                    m[3] * right.re, m[0] * left.im,  m[1] * right.im,
+                                    m[2] * left.im,  m[3] * right.im};
+                std::copy_n(v, 8, h);
+            } else {
+                const float v[8] = {m[0], m[1], m[2], m[3], 0, 0, 0, 0};
+                std::copy_n(v, 8, h);
+            }
+        }
+        const int start = p.border[e], stop = p.border[e + 1];
+        if (stop > start) {
+            const float width = 1.0f / float(stop - start);
+            for (int b = 0; b < nb; ++b)
+                for (int j = 0; j < 8; ++j) {
+                    const float h0 = hEnd_[b][j], step = (target[b][j] - h0) * width;
+                    for (int n = start + 1; n <= stop; ++n)
+                        hSlot_[kLag + n][b][j] = h0 + step * float(n - start);
+                }
+        }
+        std::memcpy(hEnd_, target, sizeof(Matrix) * nb);
+    }
+}
+
+// Hybrid bands s[k] of this frame, kLag slots behind the input.
+void PsDecoder::analyse(Zem32fc* const* l, const ps::HybridLayout& lay) {
+    for (int q = 0; q < 5; ++q)
+        for (int n = 0; n < kSlots; ++n)
+            filterIn_[q][kHistory + n] = l[n][q];
+    int k = 0;
+    for (int q = 0; q < lay.splitQmf; ++q) {
+        zemsAnalysisFilter_PS_32fc_D2(filterIn_[q], hybridOut_[0], lay.filter[q]);
+        for (int n = 0; n < kSlots; ++n) {
+            const Zem32fc* y = hybridOut_[n];
+            if (lay.width[q] == 8 && lay.merged[q] == 6) {
+                // 20 bands: the two negative-frequency outputs first, then the positive ones,
+                // the upper four folded in pairs around the band's centre.
+                s_[0][n] = y[6];
+                s_[1][n] = y[7];
+                s_[2][n] = y[0];
+                s_[3][n] = y[1];
+                s_[4][n] = {y[2].re + y[5].re, y[2].im + y[5].im};
+                s_[5][n] = {y[3].re + y[4].re, y[3].im + y[4].im};
+            } else if (lay.width[q] == 2 && (q & 1)) {
+                // The spectrum of an odd QMF band is reversed: its high-pass half lies lower.
+                s_[k][n] = y[1];
+                s_[k + 1][n] = y[0];
+            } else {
+                for (int j = 0; j < lay.width[q]; ++j)
+                    s_[k + j][n] = y[j];
+            }
+        }
+        k += lay.merged[q];
+    }
+    for (auto& in : filterIn_)
+        std::copy_n(in + kSlots, kHistory, in);
+    for (int q = lay.splitQmf; q < kQmfBands; ++q) {
+        Zem32fc* s = s_[q + lay.qmfOffset];
+        for (int n = 0; n < kLag; ++n)
+            s[n] = qmfDelay_[n][q];
+        for (int n = kLag; n < kSlots; ++n)
+            s[n] = l[n - kLag][q];
+    }
+    for (int n = 0; n < kLag; ++n)
+        std::copy_n(l[kSlots - kLag + n], kQmfBands, qmfDelay_[n]);
+}
+
+// d[k]: s[k] through the all-pass chain (low bands) or a plain delay, scaled down where the
+// power drops fast after a transient.
+void PsDecoder::decorrelate(const ps::HybridLayout& lay, int top) {
+    const int cfg = is34_ ? 1 : 0;
+    // Bands above the high band's top carry nothing; their filters are cleared.
+    const int topBand = std::clamp(top + lay.qmfOffset, 0, lay.bands);
+    for (int k = topBand; k < lay.bands; ++k) {
+        std::memset(delay_[k], 0, sizeof delay_[k]);
+        if (k < lay.allpassBands)
+            std::memset(allpass_[k], 0, sizeof allpass_[k]);
+    }
+
+    // Transient attenuation per parameter band: peak-decayed power against smoothed power.
+    for (int i = 0; i < lay.parBands; ++i)
+        std::fill_n(gain_[i], kSlots, 0.0f);
+    for (int k = 0; k < lay.bands; ++k) {
+        float* p = gain_[lay.parMap[k]];
+        for (int n = 0; n < kSlots; ++n)
+            p[n] += s_[k][n].re * s_[k][n].re + s_[k][n].im * s_[k][n].im;
+    }
+    for (int i = 0; i < lay.parBands; ++i)
+        for (int n = 0; n < kSlots; ++n) {
+            const float power = gain_[i][n];
+            peak_[i] = std::max(ps::kPeakDecay * peak_[i], power);
+            power_[i] += ps::kSmooth * (power - power_[i]);
+            peakDiff_[i] += ps::kSmooth * (peak_[i] - power - peakDiff_[i]);
+            const float limit = ps::kTransientImpact * peakDiff_[i];
+            gain_[i][n] = limit > power_[i] ? power_[i] / limit : 1.0f;
+        }
+
+    constexpr int kHold = ps::kLongDelay;
+    Zem32fc line[kHold + kSlots];
+    for (int k = 0; k < lay.bands; ++k) {
+        std::copy_n(delay_[k], kHold, line);
+        std::copy_n(s_[k], kSlots, line + kHold);
+        std::copy_n(line + kSlots, kHold, delay_[k]);
+        const float* g = gain_[lay.parMap[k]];
+        Zem32fc* d = d_[k];
+        if (k >= lay.allpassBands) {
+            const int lag = k < lay.shortDelayBand ? ps::kLongDelay : 1;
+            for (int n = 0; n < kSlots; ++n)
+                d[n] = {g[n] * line[kHold + n - lag].re, g[n] * line[kHold + n - lag].im};
+            continue;
+        }
+        // z^-2 phi_fract(k) prod_m (Q(k,m) z^-d(m) - a(m) g(k)) / (1 - a(m) g(k) Q(k,m) z^-d(m)),
+        // each link as a lattice: w(n) = x(n) + ag y(n), y(n) = Q w(n - d) - ag x(n).
+        const float slope =
+            std::clamp(1.0f - ps::kDecaySlope * float(k - lay.decayCutoff), 0.0f, 1.0f);
+        constexpr int kMaxLink = 5;
+        Zem32fc w[ps::kLinks][kMaxLink + kSlots];
+        float ag[ps::kLinks];
+        for (int m = 0; m < ps::kLinks; ++m) {
+            std::copy_n(allpass_[k][m], kMaxLink, w[m]);
+            ag[m] = ps::kLinkCoefficient[m] * slope;
+        }
+        const Zem32fc phi = phiFract_[cfg][k];
+        const Zem32fc* q = qFract_[cfg][k];
+        for (int n = 0; n < kSlots; ++n) {
+            Zem32fc x = mul(line[kHold + n - ps::kAllpassPreDelay], phi);
+            for (int m = 0; m < ps::kLinks; ++m) {
+                const Zem32fc z = mul(w[m][kMaxLink + n - ps::kLinkDelay[m]], q[m]);
+                const Zem32fc y = {z.re - ag[m] * x.re, z.im - ag[m] * x.im};
+                w[m][kMaxLink + n] = {x.re + ag[m] * y.re, x.im + ag[m] * y.im};
+                x = y;
+            }
+            d[n] = {g[n] * x.re, g[n] * x.im};
+        }
+        for (int m = 0; m < ps::kLinks; ++m)
+            std::copy_n(w[m] + kSlots, kMaxLink, allpass_[k][m]);
+    }
+}
+
+// L into s_, R into d_. The bands of negative frequency take the conjugate phase rotation.
+void PsDecoder::mix(const ps::HybridLayout& lay) {
+    for (int k = 0; k < lay.bands; ++k) {
+        const int b = lay.parMap[k];
+        const float sign = k >= lay.negatedFrom && k <= lay.negatedTo ? -1.0f : 1.0f;
+        for (int n = 0; n < kSlots; ++n) {
+            const float* h = hSlot_[n][b];
+            const Zem32fc s = s_[k][n], d = d_[k][n];
+            const Zem32fc h11 = {h[0], sign * h[4]}, h12 = {h[1], sign * h[5]};
+            const Zem32fc h21 = {h[2], sign * h[6]}, h22 = {h[3], sign * h[7]};
+            const Zem32fc ls = mul(h11, s), ld = mul(h21, d), rs = mul(h12, s), rd = mul(h22, d);
+            s_[k][n] = {ls.re + ld.re, ls.im + ld.im};
+            d_[k][n] = {rs.re + rd.re, rs.im + rd.im};
+        }
+    }
+}
+
+// Each split QMF band is the sum of its hybrid bands.
+void PsDecoder::synthesise(Zem32fc* const* l, Zem32fc* const* r,
+                           const ps::HybridLayout& lay) const {
+    for (int n = 0; n < kSlots; ++n) {
+        int k = 0;
+        for (int q = 0; q < lay.splitQmf; ++q) {
+            Zem32fc sl = {0, 0}, sr = {0, 0};
+            for (int j = 0; j < lay.merged[q]; ++j, ++k) {
+                sl = {sl.re + s_[k][n].re, sl.im + s_[k][n].im};
+                sr = {sr.re + d_[k][n].re, sr.im + d_[k][n].im};
+            }
+            l[n][q] = sl;
+            r[n][q] = sr;
+        }
+        for (int q = lay.splitQmf; q < kQmfBands; ++q) {
+            l[n][q] = s_[q + lay.qmfOffset][n];
+            r[n][q] = d_[q + lay.qmfOffset][n];
+        }
+    }
+}
+
+} // namespace zemdec

@@ -1,0 +1,342 @@
+#include "sbr_channel.hpp"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+
+#include "sbr_tables.hpp"
+
+namespace zemdec {
+
+namespace {
+
+constexpr int kHfAdj = 2; // t_HFAdj: the high band lags the envelope grid by two slots
+constexpr int kHfGen = 8; // t_HFGen: low-band rows before the frame's first slot
+constexpr float kLimiterGain[4] = {0.70795f, 1.0f, 1.41254f, 1e10f};
+constexpr float kSmooth[5] = {0.33333333333333f, 0.30150283239582f, 0.21816949906249f,
+                              0.11516383427084f, 0.03183050093751f};
+
+int band_of(const uint8_t* table, int count, int k) { // table[i] <= k < table[i + 1]
+    int i = 0;
+    while (i + 1 < count && table[i + 1] <= k)
+        ++i;
+    return i;
+}
+
+} // namespace
+
+void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bool coupling,
+                    SbrLevels* levels) {
+    for (int c = 0; c < channels; ++c) {
+        const float a = d[c].ampRes ? 1.0f : 0.5f;
+        for (int l = 0; l < d[c].numEnv; ++l)
+            for (int k = 0; k < b.n[d[c].freqRes[l]]; ++k)
+                levels[c].env[l][k] = std::exp2(a * d[c].env[l][k] + 6.0f);
+        for (int l = 0; l < d[c].numNoise; ++l)
+            for (int k = 0; k < b.nQ; ++k)
+                levels[c].noise[l][k] = std::exp2(6.0f - d[c].noise[l][k]);
+    }
+    if (!coupling || channels != 2)
+        return;
+    // The pair's level, split by the balance around its centre (the pan offset).
+    const float a = d[0].ampRes ? 1.0f : 0.5f;
+    const float pan = d[0].ampRes ? 12.0f : 24.0f;
+    for (int l = 0; l < d[0].numEnv; ++l)
+        for (int k = 0; k < b.n[d[0].freqRes[l]]; ++k) {
+            const float level = std::exp2(a * d[0].env[l][k] + 7.0f);
+            const float ratio = std::exp2(a * (pan - d[1].env[l][k]));
+            levels[0].env[l][k] = level / (1.0f + ratio);
+            levels[1].env[l][k] = levels[0].env[l][k] * ratio;
+        }
+    for (int l = 0; l < d[0].numNoise; ++l)
+        for (int k = 0; k < b.nQ; ++k) {
+            const float level = std::exp2(7.0f - d[0].noise[l][k]);
+            const float ratio = std::exp2(12.0f - d[1].noise[l][k]);
+            levels[0].noise[l][k] = level / (1.0f + ratio);
+            levels[1].noise[l][k] = levels[0].noise[l][k] * ratio;
+        }
+}
+
+SbrChannel::SbrChannel() {
+    int32_t spec = 0, init = 0, work = 0;
+    zemsAnalysisFilterGetSize_SBR_RToC_32f32fc(&spec, &init, &work);
+    analysisMem_.resize(std::size_t(spec + init));
+    zemsAnalysisFilterInit_SBR_RToC_32f32fc(&analysis_, analysisMem_.data(),
+                                            analysisMem_.data() + spec);
+    zemsSynthesisFilterGetSize_SBR_CToR_32fc32f(&spec, &init, &work);
+    synthesisMem_.resize(std::size_t(spec + init));
+    zemsSynthesisFilterInit_SBR_CToR_32fc32f(&synthesis_, synthesisMem_.data(),
+                                             synthesisMem_.data() + spec);
+    for (int i = 0; i < 320; ++i)
+        window32_[i] = kSbrQmfWindow[2 * i];
+    for (int i = 0; i < kQmfSlots; ++i)
+        xRows_[i] = x_[i];
+}
+
+void SbrChannel::analyse(const int32_t* core, float scale) {
+    std::memmove(low_[0], low_[kQmfSlots], sizeof(low_[0]) * kHfGen);
+    float x[1024];
+    for (int n = 0; n < 1024; ++n)
+        x[n] = float(core[n]) * scale;
+    Zem32fc* rows[kQmfSlots];
+    for (int l = 0; l < kQmfSlots; ++l)
+        rows[l] = low_[kHfGen + l];
+    zemsAnalysisFilter_SBR_RToC_32f32fc_D2L(x, rows, window32_, kQmfSlots, 0, 32, analysis_, work_);
+}
+
+// The bandwidth (chirp) factor of each noise band from this and the previous frame's inverse
+// filtering modes, smoothed over frames.
+void SbrChannel::chirp(const SbrBands& b, const SbrChannelData& d) {
+    constexpr float kNewBw[4] = {0.0f, 0.75f, 0.9f, 0.98f};
+    for (int i = 0; i < b.nQ; ++i) {
+        const int cur = d.invf[i], prev = prevInvf_[i];
+        // Between off and low the factor takes a middle value.
+        const float newBw = cur + prev == 1 ? 0.6f : kNewBw[cur];
+        const float bw =
+            newBw < bw_[i] ? 0.75f * newBw + 0.25f * bw_[i] : 0.90625f * newBw + 0.09375f * bw_[i];
+        bw_[i] = bw < 0.015625f ? 0.0f : std::min(bw, 0.99609375f);
+        prevInvf_[i] = uint8_t(cur);
+    }
+}
+
+// Each patch copies low bands up, whitened by the second-order predictor of each source band.
+void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
+    const Zem32fc* lowRows[kLowRows];
+    for (int r = 0; r < kLowRows; ++r)
+        lowRows[r] = low_[r];
+    zemsPredictCoef_SBR_C_32fc_D2L(lowRows, alpha0_, alpha1_, b.k0, kLowRows - 2);
+    const int first = 2 * d.tE[0] + kHfAdj, end = 2 * d.tE[d.numEnv] + kHfAdj;
+    for (int r = 0; r < kHighRows; ++r)
+        std::fill(high_[r], high_[r] + kSbrMaxBands, Zem32fc{0.0f, 0.0f});
+    int k = b.kx;
+    for (int p = 0; p < b.numPatches; ++p)
+        for (int x = 0; x < b.patchBands[p]; ++x, ++k) {
+            const int src = b.patchStart[p] + x;
+            const float bw = bw_[band_of(b.fNoise, b.nQ, k)];
+            const float a0r = alpha0_[src].re * bw, a0i = alpha0_[src].im * bw;
+            const float a1r = alpha1_[src].re * bw * bw, a1i = alpha1_[src].im * bw * bw;
+            for (int r = first; r < end; ++r) {
+                const Zem32fc x0 = low_[r][src], x1 = low_[r - 1][src], x2 = low_[r - 2][src];
+                high_[r][k].re = x2.re * a1r - x2.im * a1i + x1.re * a0r - x1.im * a0i + x0.re;
+                high_[r][k].im = x2.im * a1r + x2.re * a1i + x1.im * a0r + x1.re * a0i + x0.im;
+            }
+        }
+}
+
+// The transmitted envelopes, noise floors and sinusoids on the QMF bands of the high band,
+// and the energies the generator produced there.
+void SbrChannel::map_and_estimate(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d,
+                                  const SbrLevels& levels) {
+    const int kx = b.kx, m = b.m;
+    for (int l = 0; l < d.numEnv; ++l) {
+        const int res = d.freqRes[l];
+        const uint8_t* table = b.f[res];
+        for (int i = 0; i < b.n[res]; ++i)
+            for (int k = table[i]; k < table[i + 1]; ++k)
+                eOrig_[l][k - kx] = levels.env[l][i];
+        const int q = d.numNoise > 1 && d.tE[l] >= d.tQ[1] ? 1 : 0;
+        for (int i = 0; i < b.nQ; ++i)
+            for (int k = b.fNoise[i]; k < b.fNoise[i + 1]; ++k)
+                qMapped_[l][k - kx] = levels.noise[q][i];
+        // A sinusoid sits in the middle of its high-resolution band, from the transient
+        // envelope on, or from the start when the previous frame had it already.
+        uint8_t* s = sIndex_[l];
+        std::fill(s, s + m, uint8_t(0));
+        if (d.addHarmonicFlag)
+            for (int i = 0; i < b.n[1]; ++i) {
+                const int mid = ((b.f[1][i] + b.f[1][i + 1]) >> 1) - kx;
+                s[mid] = uint8_t(d.addHarmonic[i] && (l >= d.transientEnv || sinePrev_[mid] == 1));
+            }
+        for (int i = 0; i < b.n[res]; ++i) {
+            const uint8_t any =
+                std::any_of(s + table[i] - kx, s + table[i + 1] - kx, [](uint8_t v) { return v; });
+            std::fill(sMapped_[l] + table[i] - kx, sMapped_[l] + table[i + 1] - kx, any);
+        }
+        // Energies of the generated bands, per QMF band or averaged over each envelope band.
+        const int r0 = 2 * d.tE[l] + kHfAdj, r1 = 2 * d.tE[l + 1] + kHfAdj;
+        const float perSlot = 1.0f / float(r1 - r0);
+        float* e = eCurr_[l];
+        for (int j = 0; j < m; ++j) {
+            float sum = 0.0f;
+            for (int r = r0; r < r1; ++r)
+                sum += high_[r][kx + j].re * high_[r][kx + j].re +
+                       high_[r][kx + j].im * high_[r][kx + j].im;
+            e[j] = sum * perSlot;
+        }
+        if (!h.interpolFreq)
+            for (int i = 0; i < b.n[res]; ++i) {
+                const int lo = table[i] - kx, hi = table[i + 1] - kx;
+                float sum = 0.0f;
+                for (int j = lo; j < hi; ++j)
+                    sum += e[j];
+                std::fill(e + lo, e + hi, sum / float(hi - lo));
+            }
+    }
+    std::copy(sIndex_[d.numEnv - 1], sIndex_[d.numEnv - 1] + m, sinePrev_);
+    std::fill(sinePrev_ + m, sinePrev_ + kSbrMaxBands, uint8_t(0));
+}
+
+// Gains toward the transmitted energies, limited per limiter band and compensated.
+void SbrChannel::gains(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d) {
+    const int kx = b.kx;
+    for (int l = 0; l < d.numEnv; ++l) {
+        const bool noiseAllowed = l != d.transientEnv && !(l == 0 && prevTransientAtEnd_);
+        float *g = gain_[l], *qm = qM_[l], *sm = sM_[l];
+        const float *eo = eOrig_[l], *q = qMapped_[l], *ec = eCurr_[l];
+        for (int lim = 0; lim < b.nLim; ++lim) {
+            const int lo = b.fLim[lim] - kx, hi = b.fLim[lim + 1] - kx;
+            float sumOrig = 0.0f, sumCurr = 0.0f;
+            for (int j = lo; j < hi; ++j) {
+                const float t = eo[j] / (1.0f + q[j]);
+                qm[j] = std::sqrt(t * q[j]);
+                sm[j] = std::sqrt(t * float(sIndex_[l][j]));
+                g[j] =
+                    sMapped_[l][j]
+                        ? std::sqrt(eo[j] * q[j] / ((1.0f + ec[j]) * (1.0f + q[j])))
+                        : std::sqrt(eo[j] / ((1.0f + ec[j]) * (noiseAllowed ? 1.0f + q[j] : 1.0f)));
+                g[j] += FLT_MIN;
+                sumOrig += eo[j];
+                sumCurr += ec[j];
+            }
+            const float gMax =
+                std::min(kLimiterGain[h.limiterGains] *
+                             std::sqrt((FLT_EPSILON + sumOrig) / (FLT_EPSILON + sumCurr)),
+                         100000.0f);
+            for (int j = lo; j < hi; ++j) {
+                qm[j] = std::min(qm[j], qm[j] * gMax / g[j]);
+                g[j] = std::min(g[j], gMax);
+            }
+            float sumAdjusted = 0.0f;
+            for (int j = lo; j < hi; ++j)
+                sumAdjusted += ec[j] * g[j] * g[j] + sm[j] * sm[j] +
+                               (noiseAllowed && sm[j] == 0.0f ? qm[j] * qm[j] : 0.0f);
+            const float boost = std::min(
+                std::sqrt((FLT_EPSILON + sumOrig) / (FLT_EPSILON + sumAdjusted)), 1.584893192f);
+            for (int j = lo; j < hi; ++j) {
+                g[j] *= boost;
+                qm[j] *= boost;
+                sm[j] *= boost;
+            }
+        }
+    }
+}
+
+// Gains (smoothed over time outside transients), noise floor and sinusoids on the generated
+// high band of each slot.
+void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d,
+                          bool reset) {
+    const int smoothing = h.smoothingMode ? 0 : 4;
+    const int kx = b.kx, m = b.m;
+    const int start = 2 * d.tE[0];
+    if (reset) {
+        for (int i = 0; i < smoothing; ++i) {
+            std::copy(gain_[0], gain_[0] + m, gTemp_[start + i]);
+            std::copy(qM_[0], qM_[0] + m, qTemp_[start + i]);
+        }
+    } else if (smoothing) {
+        for (int i = 0; i < 4; ++i) {
+            std::memmove(gTemp_[start + i], gTemp_[2 * prevTrail_ + i], sizeof(gTemp_[0]));
+            std::memmove(qTemp_[start + i], qTemp_[2 * prevTrail_ + i], sizeof(qTemp_[0]));
+        }
+    }
+    for (int l = 0; l < d.numEnv; ++l)
+        for (int i = 2 * d.tE[l]; i < 2 * d.tE[l + 1]; ++i) {
+            std::copy(gain_[l], gain_[l] + m, gTemp_[smoothing + i]);
+            std::copy(qM_[l], qM_[l] + m, qTemp_[smoothing + i]);
+        }
+    Zem32fc(*y)[kSbrMaxBands] = adjusted_[current_];
+    std::memset(y, 0, sizeof(adjusted_[0]));
+    for (int l = 0; l < d.numEnv; ++l) {
+        const bool transient = l == d.transientEnv || (l == 0 && prevTransientAtEnd_);
+        for (int i = 2 * d.tE[l]; i < 2 * d.tE[l + 1]; ++i) {
+            float gFilt[kSbrMaxBands], qFilt[kSbrMaxBands];
+            if (smoothing && !transient) {
+                for (int j = 0; j < m; ++j) {
+                    float gs = 0.0f, qs = 0.0f;
+                    for (int t = 0; t <= smoothing; ++t) {
+                        gs += gTemp_[i + smoothing - t][j] * kSmooth[t];
+                        qs += qTemp_[i + smoothing - t][j] * kSmooth[t];
+                    }
+                    gFilt[j] = gs;
+                    qFilt[j] = qs;
+                }
+            } else {
+                std::copy(gTemp_[i + smoothing], gTemp_[i + smoothing] + m, gFilt);
+                std::copy(qTemp_[i + smoothing], qTemp_[i + smoothing] + m, qFilt);
+            }
+            const Zem32fc* src = high_[i + kHfAdj] + kx;
+            Zem32fc* out = y[i] + kx;
+            // The sinusoid's phase turns by a quarter per slot; its imaginary part alternates
+            // in sign from band to band.
+            const float phiRe = indexSine_ == 0 ? 1.0f : indexSine_ == 2 ? -1.0f : 0.0f;
+            float phiIm = indexSine_ == 1 ? 1.0f : indexSine_ == 3 ? -1.0f : 0.0f;
+            if (kx & 1)
+                phiIm = -phiIm;
+            int noise = indexNoise_;
+            for (int j = 0; j < m; ++j) {
+                out[j].re = src[j].re * gFilt[j];
+                out[j].im = src[j].im * gFilt[j];
+                noise = (noise + 1) & 511;
+                const float s = sM_[l][j];
+                if (s != 0.0f || transient) {
+                    out[j].re += s * phiRe;
+                    out[j].im += s * phiIm;
+                } else {
+                    out[j].re += qFilt[j] * kSbrNoiseTable[noise][0];
+                    out[j].im += qFilt[j] * kSbrNoiseTable[noise][1];
+                }
+                phiIm = -phiIm;
+            }
+            indexNoise_ = (indexNoise_ + m) & 511;
+            indexSine_ = (indexSine_ + 1) & 3;
+        }
+    }
+}
+
+// The QMF matrix of the frame: the low band delayed by the HF generator's lead, the high band
+// of the previous frame where its last envelope reaches into this one, then this frame's.
+void SbrChannel::build_x(int kx, int m, int trailOfFrame) {
+    const int carried = std::max(2 * prevTrail_ - kQmfSlots, 0);
+    const Zem32fc(*prev)[kSbrMaxBands] = adjusted_[current_ ^ 1];
+    const Zem32fc(*cur)[kSbrMaxBands] = adjusted_[current_];
+    for (int i = 0; i < kQmfSlots; ++i) {
+        Zem32fc* row = x_[i];
+        const bool early = i < carried;
+        const int lowEnd = early ? prevKx_ : kx;
+        const int highEnd = lowEnd + (early ? prevM_ : m);
+        std::copy(low_[i + kHfAdj], low_[i + kHfAdj] + std::min(lowEnd, 32), row);
+        std::fill(row + std::min(lowEnd, 32), row + kSbrMaxBands, Zem32fc{0.0f, 0.0f});
+        const Zem32fc* high = early ? prev[i + kQmfSlots] : cur[i];
+        std::copy(high + lowEnd, high + highEnd, row + lowEnd);
+    }
+    prevTrail_ = trailOfFrame;
+    prevKx_ = kx;
+    prevM_ = m;
+    current_ ^= 1;
+}
+
+void SbrChannel::generate(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d,
+                          const SbrLevels& levels, bool reset) {
+    chirp(b, d);
+    hf_generate(b, d);
+    map_and_estimate(b, h, d, levels);
+    gains(b, h, d);
+    assemble(b, h, d, reset);
+    build_x(b.kx, b.m, d.tE[d.numEnv]);
+    prevTransientAtEnd_ = d.transientEnv == d.numEnv;
+}
+
+void SbrChannel::pass_through() {
+    for (auto& row : adjusted_[current_])
+        std::fill(row, row + kSbrMaxBands, Zem32fc{0.0f, 0.0f});
+    build_x(32, 0, kSbrTimeSlots);
+    prevTransientAtEnd_ = false;
+}
+
+void SbrChannel::synthesise(Zem32fc* const* rows, float* out) {
+    zemsSynthesisFilter_SBR_CToR_32fc32f_D2L(rows, out, kSbrQmfWindow, kQmfSlots, synthesis_,
+                                             work_);
+}
+
+} // namespace zemdec

@@ -1,0 +1,255 @@
+#include "support/sbr_writer.hpp"
+
+#include <algorithm>
+
+#include "sbr_huffman_tables.hpp"
+
+namespace zemtest {
+
+namespace {
+
+void put_code(BitBuilder& b, const zemdec::HuffmanCode* table, int lav, int value) {
+    const zemdec::HuffmanCode& c = table[value + lav];
+    b.put(c.bits, c.length);
+}
+
+int bits_for(int values) {
+    int n = 0;
+    while ((1 << n) < values)
+        ++n;
+    return n;
+}
+
+void write_grid(BitBuilder& b, const SbrFrameSpec& s) {
+    b.put(unsigned(s.frameClass), 2);
+    const int n = s.envelopes();
+    switch (s.frameClass) {
+    case 0:
+        b.put(n == 1 ? 0u : n == 2 ? 1u : n == 4 ? 2u : 3u, 2);
+        b.put(unsigned(s.freqRes[0]), 1);
+        return;
+    case 1:
+        b.put(unsigned(s.varBord1), 2).put(s.rel1.size(), 2);
+        for (int r : s.rel1)
+            b.put(unsigned(r - 2) / 2, 2);
+        b.put(unsigned(s.pointer), bits_for(n + 1));
+        for (int l = n - 1; l >= 0; --l)
+            b.put(unsigned(s.freqRes[std::size_t(l)]), 1);
+        return;
+    case 2:
+        b.put(unsigned(s.varBord0), 2).put(s.rel0.size(), 2);
+        for (int r : s.rel0)
+            b.put(unsigned(r - 2) / 2, 2);
+        break;
+    default:
+        b.put(unsigned(s.varBord0), 2).put(unsigned(s.varBord1), 2);
+        b.put(s.rel0.size(), 2).put(s.rel1.size(), 2);
+        for (int r : s.rel0)
+            b.put(unsigned(r - 2) / 2, 2);
+        for (int r : s.rel1)
+            b.put(unsigned(r - 2) / 2, 2);
+        break;
+    }
+    b.put(unsigned(s.pointer), bits_for(n + 1));
+    for (int l = 0; l < n; ++l)
+        b.put(unsigned(s.freqRes[std::size_t(l)]), 1);
+}
+
+void write_dtdf(BitBuilder& b, const SbrFrameSpec& s) {
+    for (int v : s.dfEnv)
+        b.put(unsigned(v), 1);
+    for (int v : s.dfNoise)
+        b.put(unsigned(v), 1);
+}
+
+// The band of resolution `from` that band k of resolution `to` takes its time delta against.
+int reference_band(const zemdec::SbrBands& bands, int to, int from, int k) {
+    if (to == from)
+        return k;
+    const uint8_t* f = bands.f[from];
+    const int lower = bands.f[to][k];
+    int i = 0;
+    for (int j = 0; j < bands.n[from]; ++j)
+        if (f[j] <= lower)
+            i = j;
+    return i;
+}
+
+void write_envelopes(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s,
+                     int ampRes, bool balance, SbrWriterState& st) {
+    using namespace zemdec;
+    const bool coarse = ampRes == 1;
+    const HuffmanCode* t = balance ? (coarse ? kTHuffmanEnvBal30db : kTHuffmanEnvBal15db)
+                                   : (coarse ? kTHuffmanEnv30db : kTHuffmanEnv15db);
+    const HuffmanCode* f = balance ? (coarse ? kFHuffmanEnvBal30db : kFHuffmanEnvBal15db)
+                                   : (coarse ? kFHuffmanEnv30db : kFHuffmanEnv15db);
+    const int lav = balance ? (coarse ? 12 : 24) : (coarse ? 31 : 60);
+    std::vector<int> prev = st.lastEnv;
+    int prevRes = st.lastRes;
+    for (int l = 0; l < s.envelopes(); ++l) {
+        const std::vector<int>& e = s.env[std::size_t(l)];
+        const int res = s.freqRes[std::size_t(l)];
+        if (s.dfEnv[std::size_t(l)]) {
+            for (int k = 0; k < bands.n[res]; ++k)
+                put_code(b, t, lav,
+                         e[std::size_t(k)] -
+                             prev[std::size_t(reference_band(bands, res, prevRes, k))]);
+        } else {
+            b.put(unsigned(e[0]), (coarse ? 6 : 7) - (balance ? 1 : 0));
+            for (int k = 1; k < bands.n[res]; ++k)
+                put_code(b, f, lav, e[std::size_t(k)] - e[std::size_t(k) - 1]);
+        }
+        prev.assign(e.begin(), e.end());
+        prevRes = res;
+    }
+    st.lastEnv = prev;
+    st.lastRes = prevRes;
+}
+
+void write_noise(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s, bool balance,
+                 SbrWriterState& st) {
+    using namespace zemdec;
+    const HuffmanCode* t = balance ? kTHuffmanNoiseBal30db : kTHuffmanNoise30db;
+    const HuffmanCode* f = balance ? kFHuffmanEnvBal30db : kFHuffmanEnv30db;
+    const int lav = balance ? 12 : 31;
+    std::vector<int> prev = st.lastNoise;
+    for (std::size_t l = 0; l < s.noise.size(); ++l) {
+        const std::vector<int>& q = s.noise[l];
+        if (s.dfNoise[l]) {
+            for (int k = 0; k < bands.nQ; ++k)
+                put_code(b, t, lav, q[std::size_t(k)] - prev[std::size_t(k)]);
+        } else {
+            b.put(unsigned(q[0]), 5);
+            for (int k = 1; k < bands.nQ; ++k)
+                put_code(b, f, lav, q[std::size_t(k)] - q[std::size_t(k) - 1]);
+        }
+        prev = q;
+    }
+    st.lastNoise = prev;
+}
+
+void write_harmonics(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s) {
+    b.put(s.harmonics ? 1u : 0u, 1);
+    if (s.harmonics)
+        for (int k = 0; k < bands.n[1]; ++k)
+            b.put(unsigned(s.addHarmonic[std::size_t(k)]), 1);
+}
+
+} // namespace
+
+int SbrFrameSpec::envelopes() const {
+    switch (frameClass) {
+    case 0:
+        return fixEnvelopes;
+    case 1:
+        return int(rel1.size()) + 1;
+    case 2:
+        return int(rel0.size()) + 1;
+    default:
+        return int(rel0.size() + rel1.size()) + 1;
+    }
+}
+
+void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int headerAmpRes,
+                       const zemdec::SbrBands& bands, const SbrFrameSpec* ch, int channels,
+                       bool coupling, SbrWriterState* state, int extension) {
+    b.put(header ? 1u : 0u, 1);
+    if (header) {
+        const zemdec::SbrHeader& h = *header;
+        b.put(unsigned(h.ampRes), 1).put(unsigned(h.startFreq), 4).put(unsigned(h.stopFreq), 4);
+        b.put(unsigned(h.xoverBand), 3).put(0, 2).put(1, 1).put(1, 1);
+        b.put(unsigned(h.freqScale), 2)
+            .put(unsigned(h.alterScale), 1)
+            .put(unsigned(h.noiseBands), 2);
+        b.put(unsigned(h.limiterBands), 2).put(unsigned(h.limiterGains), 2);
+        b.put(unsigned(h.interpolFreq), 1).put(unsigned(h.smoothingMode), 1);
+    }
+    b.put(0, 1); // bs_data_extra
+    if (channels == 2)
+        b.put(coupling ? 1u : 0u, 1);
+    const int amp0 = ch[0].amp_res(headerAmpRes);
+    if (channels == 1) {
+        write_grid(b, ch[0]);
+        write_dtdf(b, ch[0]);
+        for (int v : ch[0].invf)
+            b.put(unsigned(v), 2);
+        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
+        write_noise(b, bands, ch[0], false, state[0]);
+    } else if (coupling) {
+        write_grid(b, ch[0]);
+        write_dtdf(b, ch[0]);
+        write_dtdf(b, ch[1]);
+        for (int v : ch[0].invf)
+            b.put(unsigned(v), 2);
+        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
+        write_noise(b, bands, ch[0], false, state[0]);
+        write_envelopes(b, bands, ch[1], amp0, true, state[1]);
+        write_noise(b, bands, ch[1], true, state[1]);
+    } else {
+        write_grid(b, ch[0]);
+        write_grid(b, ch[1]);
+        write_dtdf(b, ch[0]);
+        write_dtdf(b, ch[1]);
+        for (int c = 0; c < 2; ++c)
+            for (int v : ch[c].invf)
+                b.put(unsigned(v), 2);
+        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
+        write_envelopes(b, bands, ch[1], ch[1].amp_res(headerAmpRes), false, state[1]);
+        write_noise(b, bands, ch[0], false, state[0]);
+        write_noise(b, bands, ch[1], false, state[1]);
+    }
+    for (int c = 0; c < channels; ++c)
+        write_harmonics(b, bands, ch[c]);
+    b.put(extension ? 1u : 0u, 1);
+    if (extension) {
+        b.put(unsigned(std::min(extension, 15)), 4);
+        if (extension >= 15)
+            b.put(unsigned(extension - 15), 8);
+        for (int i = 0; i < extension; ++i)
+            b.put(0, 8);
+    }
+}
+
+std::vector<uint8_t> adts_frame_with_sbr(int sfi, int channels, const std::vector<uint8_t>& payload,
+                                         std::size_t payloadBits) {
+    BitBuilder raw;
+    const auto silent_ics = [&raw] {
+        raw.put(100, 8);                   // global_gain
+        raw.put(0, 1).put(0, 2).put(0, 1); // ics_reserved_bit, only-long, sine window
+        raw.put(0, 6).put(0, 1);           // max_sfb 0, no predictor data
+        raw.put(0, 1).put(0, 1).put(0, 1); // no pulse, TNS or gain control data
+    };
+    if (channels == 1) {
+        raw.put(0, 3).put(0, 4);
+        silent_ics();
+    } else {
+        raw.put(1, 3).put(0, 4).put(0, 1); // CPE without a common window
+        silent_ics();
+        silent_ics();
+    }
+    // Fill element: the extension type, then the payload, to whole bytes.
+    const std::size_t bytes = (4 + payloadBits + 7) / 8;
+    raw.put(6, 3);
+    if (bytes < 15) {
+        raw.put(bytes, 4);
+    } else {
+        raw.put(15, 4).put(bytes - 14, 8);
+    }
+    raw.put(13, 4);
+    for (std::size_t i = 0; i < payloadBits; ++i)
+        raw.put(bit_at(payload.data(), i), 1);
+    for (std::size_t i = 4 + payloadBits; i < bytes * 8; ++i)
+        raw.put(0, 1);
+    raw.put(7, 3).align();
+    const std::vector<uint8_t> body = raw.bytes(0);
+    const std::size_t length = 7 + body.size();
+    BitBuilder h;
+    h.put(0xFFF, 12).put(0, 1).put(0, 2).put(1, 1); // MPEG-4, no CRC
+    h.put(1, 2).put(unsigned(sfi), 4).put(0, 1).put(unsigned(channels), 3);
+    h.put(0, 4).put(length, 13).put(0x7FF, 11).put(0, 2);
+    std::vector<uint8_t> frame = h.bytes(0);
+    frame.insert(frame.end(), body.begin(), body.end());
+    return frame;
+}
+
+} // namespace zemtest

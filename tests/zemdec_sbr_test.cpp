@@ -1,0 +1,314 @@
+// The caller-side SBR decoder of zemdec: band tables, the payload parser against the test
+// writer, and the dequantisation of envelopes and noise floors.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "sbr_bitstream.hpp"
+#include "sbr_channel.hpp"
+#include "support/sbr_writer.hpp"
+
+namespace {
+
+using namespace zemdec;
+using zemtest::SbrFrameSpec;
+
+std::vector<int> table(const uint8_t* f, int n) { return std::vector<int>(f, f + n + 1); }
+
+zemdec::SbrHeader header(int start, int stop, int xover, int scale, int alter, int noise) {
+    SbrHeader h;
+    h.startFreq = start;
+    h.stopFreq = stop;
+    h.xoverBand = xover;
+    h.freqScale = scale;
+    h.alterScale = alter;
+    h.noiseBands = noise;
+    return h;
+}
+
+// Worked through by hand from the standard's formulas.
+TEST(ZemdecSbr, BandTablesKnownAnswers) {
+    SbrBands b;
+    // 32 kHz SBR rate, start 14 (k0 29), stop 13 (k2 64), 12 bands per octave, one region.
+    ASSERT_TRUE(derive_sbr_bands(header(14, 13, 0, 1, 1, 3), 16000, b));
+    EXPECT_EQ(table(b.fMaster, b.nMaster),
+              (std::vector<int>{29, 30, 32, 34, 36, 38, 40, 42, 45, 48, 51, 54, 57, 60, 64}));
+    EXPECT_EQ(table(b.f[0], b.n[0]), (std::vector<int>{29, 32, 36, 40, 45, 51, 57, 64}));
+    EXPECT_EQ(table(b.fNoise, b.nQ), (std::vector<int>{29, 36, 45, 64}));
+    EXPECT_EQ(table(b.fLim, b.nLim), (std::vector<int>{29, 36, 45, 57, 64}));
+    ASSERT_EQ(b.numPatches, 2);
+    EXPECT_EQ(b.patchStart[0], 1);
+    EXPECT_EQ(b.patchBands[0], 28);
+    EXPECT_EQ(b.patchStart[1], 21);
+    EXPECT_EQ(b.patchBands[1], 7);
+
+    // 44.1 kHz, start 5 (k0 14), stop 9 (k2 47), linear bands of one (the odd band count
+    // widens the last) and of two.
+    ASSERT_TRUE(derive_sbr_bands(header(5, 9, 0, 0, 0, 2), 22050, b));
+    std::vector<int> master;
+    for (int k = 14; k <= 45; ++k)
+        master.push_back(k);
+    master.push_back(47);
+    EXPECT_EQ(table(b.fMaster, b.nMaster), master);
+    ASSERT_TRUE(derive_sbr_bands(header(5, 9, 2, 0, 1, 2), 22050, b));
+    master.clear();
+    for (int k = 14; k <= 44; k += 2)
+        master.push_back(k);
+    master.push_back(47);
+    EXPECT_EQ(table(b.fMaster, b.nMaster), master);
+    EXPECT_EQ(b.kx, 18); // two crossover bands up
+    EXPECT_EQ(b.n[1], 14);
+    EXPECT_EQ(b.n[0], 7);
+}
+
+// Every header choice at every rate either yields tables that hold together or is refused.
+TEST(ZemdecSbr, BandTablesEveryHeaderChoice) {
+    const int rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
+    int accepted = 0, refused = 0;
+    for (int rate : rates)
+        for (int start = 0; start < 16; ++start)
+            for (int stop = 0; stop < 16; ++stop)
+                for (int scale = 0; scale < 4; ++scale)
+                    for (int alter = 0; alter < 2; ++alter)
+                        for (int xover = 0; xover < 8; xover += 3) {
+                            SbrHeader h =
+                                header(start, stop, xover, scale, alter, (start + stop) & 3);
+                            h.limiterBands = (stop + scale) & 3;
+                            SbrBands b;
+                            if (!derive_sbr_bands(h, rate, b)) {
+                                ++refused;
+                                continue;
+                            }
+                            ++accepted;
+                            SCOPED_TRACE(testing::Message()
+                                         << rate << " " << start << " " << stop << " " << scale
+                                         << " " << alter << " " << xover);
+                            ASSERT_EQ(b.fMaster[0], b.k0);
+                            ASSERT_EQ(b.fMaster[b.nMaster], b.k2);
+                            for (int k = 0; k < b.nMaster; ++k)
+                                ASSERT_LT(b.fMaster[k], b.fMaster[k + 1]);
+                            ASSERT_LE(b.kx, 32);
+                            ASSERT_LE(b.kx + b.m, 64);
+                            ASSERT_EQ(b.f[1][0], b.kx);
+                            ASSERT_EQ(b.f[0][0], b.kx);
+                            ASSERT_EQ(b.f[0][b.n[0]], b.kx + b.m);
+                            ASSERT_EQ(b.fNoise[b.nQ], b.kx + b.m);
+                            ASSERT_GE(b.nQ, 1);
+                            ASSERT_LE(b.nQ, 5);
+                            for (int k = 0; k < b.nQ; ++k) // more noise bands than low bands
+                                ASSERT_LE(b.fNoise[k], b.fNoise[k + 1]); // leave some empty
+                            // The patches tile the high band from sources below k0 (a last patch
+                            // narrower than three bands is dropped).
+                            int next = b.kx;
+                            for (int p = 0; p < b.numPatches; ++p) {
+                                ASSERT_GT(b.patchBands[p], 0);
+                                ASSERT_LE(b.patchStart[p] + b.patchBands[p], b.k0);
+                                next += b.patchBands[p];
+                            }
+                            ASSERT_LE(next, b.kx + b.m);
+                            ASSERT_GE(next, b.kx + b.m - 2);
+                            ASSERT_EQ(b.fLim[0], b.kx);
+                            ASSERT_EQ(b.fLim[b.nLim], b.kx + b.m);
+                            for (int k = 0; k < b.nLim; ++k)
+                                ASSERT_LT(b.fLim[k], b.fLim[k + 1]);
+                        }
+    EXPECT_GT(accepted, 10000);
+    EXPECT_GT(refused, 1000); // stop below start, k2 - k0 too wide, crossover past the table
+}
+
+struct RoundTrip {
+    SbrHeader h = header(5, 9, 1, 2, 0, 2);
+    SbrBands bands;
+    zemtest::SbrWriterState writer[2];
+    SbrChannelData parsed[2];
+
+    RoundTrip() { EXPECT_TRUE(derive_sbr_bands(h, 22050, bands)); }
+
+    // Writes one frame and parses it; false when the parser refuses it.
+    bool frame(SbrFrameSpec* spec, int channels, bool coupling, bool withHeader, int extension,
+               int truncateBits = 0) {
+        zemtest::BitBuilder b;
+        zemtest::write_sbr_payload(b, withHeader ? &h : nullptr, h.ampRes, bands, spec, channels,
+                                   coupling, writer, extension);
+        const std::vector<uint8_t> bytes = b.bytes(0);
+        BitReader br(bytes.data(), int(b.bit_count() - std::size_t(truncateBits) + 7) / 8);
+        SbrPayload payload;
+        if (!read_sbr_header(br, false, payload) || payload.headerPresent != withHeader)
+            return false;
+        if (!read_sbr_data(br, channels, h.ampRes, bands, parsed, payload))
+            return false;
+        return payload.coupling == coupling && payload.extensionBits == 8 * extension;
+    }
+};
+
+SbrFrameSpec spec(const SbrBands& b, int frameClass, std::vector<int> freqRes, int seed) {
+    SbrFrameSpec s;
+    s.frameClass = frameClass;
+    s.freqRes = freqRes;
+    const int n = int(freqRes.size());
+    s.fixEnvelopes = n;
+    if (frameClass == 1 || frameClass == 3)
+        for (int i = 0; i < (frameClass == 1 ? n - 1 : 1); ++i)
+            s.rel1.push_back(2 + 2 * ((seed + i) % 3));
+    if (frameClass >= 2)
+        for (int i = 0; i < n - 1 - int(s.rel1.size()); ++i)
+            s.rel0.push_back(2 + 2 * ((seed + i) % 2));
+    s.varBord0 = frameClass >= 2 ? seed % 3 : 0;
+    s.varBord1 = frameClass & 1 ? (seed + 1) % 4 : 0;
+    s.pointer = frameClass == 0 ? 0 : (seed % (n + 2));
+    for (int l = 0; l < n; ++l) {
+        s.dfEnv.push_back((l + seed) & 1);
+        std::vector<int> e;
+        for (int k = 0; k < b.n[freqRes[std::size_t(l)]]; ++k)
+            e.push_back(20 + (k * 7 + l * 3 + seed) % 11);
+        s.env.push_back(e);
+    }
+    for (int q = 0; q < (n > 1 ? 2 : 1); ++q) {
+        s.dfNoise.push_back((q + seed) & 1);
+        std::vector<int> v;
+        for (int k = 0; k < b.nQ; ++k)
+            v.push_back(4 + (k * 5 + q + seed) % 9);
+        s.noise.push_back(v);
+    }
+    s.invf.assign(std::size_t(b.nQ), seed & 3);
+    s.harmonics = seed & 1;
+    for (int k = 0; k < b.n[1]; ++k)
+        s.addHarmonic.push_back((k + seed) % 5 == 0);
+    return s;
+}
+
+// Every frame class, both resolutions, time and frequency deltas, mono and both pair modes.
+TEST(ZemdecSbr, PayloadRoundTrip) {
+    RoundTrip rt;
+    const std::vector<std::vector<int>> grids[4] = {{{1}, {0, 0}, {1, 1, 1, 1}},
+                                                    {{1}, {0, 1, 1}, {1, 0, 0, 1}},
+                                                    {{0}, {1, 0}, {1, 1, 0, 0}},
+                                                    {{1, 0}, {0, 1, 0}, {1, 0, 1, 0, 1}}};
+    int seed = 0;
+    for (int channels = 1; channels <= 2; ++channels)
+        for (int coupling = 0; coupling < channels; ++coupling)
+            for (int cls = 0; cls < 4; ++cls)
+                for (const std::vector<int>& res : grids[cls]) {
+                    SCOPED_TRACE(testing::Message() << channels << coupling << cls << res.size());
+                    ++seed;
+                    SbrFrameSpec s[2] = {spec(rt.bands, cls, res, seed),
+                                         spec(rt.bands, cls, res, seed + 1)};
+                    if (coupling) { // the second channel shares the grid and carries balances
+                        s[1].rel0 = s[0].rel0;
+                        s[1].rel1 = s[0].rel1;
+                        s[1].varBord0 = s[0].varBord0;
+                        s[1].varBord1 = s[0].varBord1;
+                        s[1].pointer = s[0].pointer;
+                        s[1].invf = s[0].invf;
+                        for (auto& e : s[1].env)
+                            for (int& v : e)
+                                v = 5 + v % 7;
+                    }
+                    ASSERT_TRUE(rt.frame(s, channels, coupling, seed < 3, seed % 3));
+                    for (int c = 0; c < channels; ++c) {
+                        const SbrChannelData& d = rt.parsed[c];
+                        const int scale = coupling && c == 1 ? 2 : 1;
+                        ASSERT_EQ(d.numEnv, int(res.size()));
+                        ASSERT_EQ(d.frameClass, cls);
+                        for (int l = 0; l < d.numEnv; ++l) {
+                            ASSERT_EQ(d.freqRes[l], res[std::size_t(l)]);
+                            ASSERT_LT(d.tE[l], d.tE[l + 1]);
+                            for (int k = 0; k < rt.bands.n[res[std::size_t(l)]]; ++k)
+                                ASSERT_EQ(d.env[l][k],
+                                          scale * s[c].env[std::size_t(l)][std::size_t(k)]);
+                        }
+                        for (int q = 0; q < d.numNoise; ++q)
+                            for (int k = 0; k < rt.bands.nQ; ++k)
+                                ASSERT_EQ(d.noise[q][k],
+                                          scale * s[c].noise[std::size_t(q)][std::size_t(k)]);
+                        ASSERT_EQ(d.addHarmonicFlag, s[c].harmonics);
+                    }
+                }
+}
+
+TEST(ZemdecSbr, GridBordersAndTransient) {
+    RoundTrip rt;
+    // VARVAR: lead border 2, trail 16 + 3; one relative border each side; pointer 1.
+    SbrFrameSpec s = spec(rt.bands, 3, {1, 0, 1}, 0);
+    s.varBord0 = 2;
+    s.varBord1 = 3;
+    s.rel0 = {4};
+    s.rel1 = {6};
+    s.pointer = 1;
+    ASSERT_TRUE(rt.frame(&s, 1, false, true, 0));
+    const SbrChannelData& d = rt.parsed[0];
+    EXPECT_EQ((std::vector<int>(d.tE, d.tE + 4)), (std::vector<int>{2, 6, 13, 19}));
+    EXPECT_EQ(d.transientEnv, 3); // numEnv + 1 - pointer: at the trailing border
+    EXPECT_EQ((std::vector<int>(d.tQ, d.tQ + 3)), (std::vector<int>{2, 13, 19}));
+    // VARFIX with pointer 2 starts the transient at envelope 1, which also splits the noise.
+    s = spec(rt.bands, 2, {1, 1, 0}, 0);
+    s.rel0 = {2, 8};
+    s.pointer = 2;
+    ASSERT_TRUE(rt.frame(&s, 1, false, false, 0));
+    EXPECT_EQ(d.transientEnv, 1);
+    EXPECT_EQ(d.tQ[1], d.tE[1]);
+}
+
+TEST(ZemdecSbr, DamagedPayloadsAreRefused) {
+    RoundTrip rt;
+    SbrFrameSpec s = spec(rt.bands, 1, {1, 0, 1}, 3);
+    ASSERT_TRUE(rt.frame(&s, 1, false, true, 2));
+    for (int cut : {9, 30, 64}) {
+        RoundTrip again;
+        EXPECT_FALSE(again.frame(&s, 1, false, true, 0, cut)) << cut;
+    }
+    s = spec(rt.bands, 1, {1, 0, 1, 1}, 3);
+    s.pointer = 6; // beyond numEnv + 1, which three bits can say
+    EXPECT_FALSE(rt.frame(&s, 1, false, false, 0));
+    s = spec(rt.bands, 0, {1}, 3);
+    s.fixEnvelopes = 8; // FIXFIX allows four at most
+    s.freqRes.assign(8, 1);
+    s.dfEnv.assign(8, 0);
+    s.env.assign(8, s.env[0]);
+    s.dfNoise.assign(2, 0);
+    s.noise.assign(2, s.noise[0]);
+    EXPECT_FALSE(rt.frame(&s, 1, false, false, 0));
+}
+
+TEST(ZemdecSbr, DequantisationKnownAnswers) {
+    SbrBands b;
+    ASSERT_TRUE(derive_sbr_bands(header(5, 9, 1, 2, 0, 2), 22050, b));
+    SbrChannelData d[2];
+    d[0].numEnv = d[1].numEnv = 1;
+    d[0].numNoise = d[1].numNoise = 1;
+    d[0].freqRes[0] = d[1].freqRes[0] = 0;
+    d[0].env[0][0] = 10;  // 1.5 dB steps: 64 * 2^(10/2)
+    d[0].noise[0][0] = 6; // 2^(6 - 6)
+    d[1].ampRes = 1;
+    d[1].env[0][0] = 10; // 3 dB steps: 64 * 2^10
+    d[1].noise[0][0] = 9;
+    SbrLevels levels[2];
+    dequantise_sbr(b, d, 2, false, levels);
+    EXPECT_FLOAT_EQ(levels[0].env[0][0], 2048.0f);
+    EXPECT_FLOAT_EQ(levels[0].noise[0][0], 1.0f);
+    EXPECT_FLOAT_EQ(levels[1].env[0][0], 65536.0f);
+    EXPECT_FLOAT_EQ(levels[1].noise[0][0], 0.125f);
+    // Coupled, 3 dB steps: the balance at its centre (12) halves the pair's level per side; two
+    // steps (6 dB) below it give the second channel four times the first.
+    d[0].ampRes = 1;
+    d[1].env[0][0] = 12;
+    d[1].env[0][1] = 10;
+    d[0].env[0][1] = 10;
+    d[1].noise[0][0] = 12;
+    dequantise_sbr(b, d, 2, true, levels);
+    EXPECT_FLOAT_EQ(levels[0].env[0][0], 65536.0f);
+    EXPECT_FLOAT_EQ(levels[1].env[0][0], 65536.0f);
+    EXPECT_FLOAT_EQ(levels[0].env[0][1], 131072.0f * 0.2f);
+    EXPECT_FLOAT_EQ(levels[1].env[0][1], 131072.0f * 0.8f);
+    EXPECT_FLOAT_EQ(levels[0].noise[0][0], 1.0f);
+    EXPECT_FLOAT_EQ(levels[1].noise[0][0], 1.0f);
+    // 1.5 dB steps put the centre at 24.
+    d[0].ampRes = 0;
+    d[1].env[0][0] = 24;
+    dequantise_sbr(b, d, 2, true, levels);
+    EXPECT_FLOAT_EQ(levels[0].env[0][0], 2048.0f);
+    EXPECT_FLOAT_EQ(levels[1].env[0][0], 2048.0f);
+}
+
+} // namespace
