@@ -8,10 +8,15 @@
 // compared instead, for signals whose fine structure is random (noise floors): the mean and
 // the 95th percentile of the absolute dB differences over bands above -70 dB re full scale.
 //
+// --lead N drops N leading frames of the test instead (for a reference that lacks them);
+// --range A:B compares only sample frames A .. B-1 after the drops, --exclude A:B all but those.
+//
 // usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1]
+//                    [--lead N] [--range A:B | --exclude A:B]
 // prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB>
 // band_stream_max=<dB>] [octave_mean=<dB> octave_p95=<dB>]
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -159,19 +164,29 @@ int main(int argc, char** argv) {
     if (argc < 3) {
         std::fprintf(
             stderr,
-            "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1]\n");
+            "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1] "
+            "[--lead N] [--range A:B | --exclude A:B]\n");
         return 2;
     }
-    long skip = 0;
+    long skip = 0, lead = 0;
     int sfi = -1;
-    bool octaves = false;
+    bool octaves = false, inside = true;
+    std::size_t from = 0, to = SIZE_MAX;
     for (int i = 3; i + 1 < argc; i += 2) {
         if (std::string(argv[i]) == "--skip")
             skip = std::atol(argv[i + 1]);
+        else if (std::string(argv[i]) == "--lead")
+            lead = std::atol(argv[i + 1]);
         else if (std::string(argv[i]) == "--bands")
             sfi = std::atoi(argv[i + 1]);
         else if (std::string(argv[i]) == "--octaves")
             octaves = std::atoi(argv[i + 1]) != 0;
+        else if (std::string(argv[i]) == "--range" || std::string(argv[i]) == "--exclude") {
+            inside = std::string(argv[i]) == "--range";
+            const std::string v = argv[i + 1];
+            from = std::stoul(v.substr(0, v.find(':')));
+            to = std::stoul(v.substr(v.find(':') + 1));
+        }
     }
     Pcm a, r;
     if (!read_wav(argv[1], a) || !read_wav(argv[2], r) || a.channels != r.channels) {
@@ -182,10 +197,15 @@ int main(int argc, char** argv) {
     r.samples.erase(r.samples.begin(),
                     r.samples.begin() +
                         std::min<std::size_t>(r.samples.size(), std::size_t(skip) * ch));
+    a.samples.erase(a.samples.begin(),
+                    a.samples.begin() +
+                        std::min<std::size_t>(a.samples.size(), std::size_t(lead) * ch));
     const std::size_t frames = std::min(a.samples.size(), r.samples.size()) / ch;
     double sum = 0;
     long count = 0, worst = 0;
     for (std::size_t i = 0; i < frames * ch; ++i) {
+        if ((i / ch >= from && i / ch < to) != inside)
+            continue;
         const int x = a.samples[i], y = r.samples[i];
         if (x == 32767 || x == -32768 || y == 32767 || y == -32768)
             continue;

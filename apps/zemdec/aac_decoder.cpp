@@ -141,6 +141,7 @@ class Decoder {
     bool has_layout() const { return haveLayout_; }
     bool sbr() const { return sbr_; }
     long ps_from() const { return psFrom_; }
+    long sbr_errors() const { return sbrErrors_; }
     int profile() const { return objectType_ - 1; }
 
     // Decodes one raw data block from [p, end); false on an error (the block is concealed).
@@ -195,6 +196,7 @@ class Decoder {
     bool sbr_ = false;
     bool lateSbrReported_ = false;
     long psFrom_ = -1;
+    long sbrErrors_ = 0; // damaged SBR payloads (the core of their frames is still decoded)
     int lastSlot_ = -1;
     std::vector<SbrPending> pending_;
     std::vector<std::unique_ptr<SbrElement>> sbrElements_;
@@ -599,9 +601,11 @@ void Decoder::emit_sbr(const bool* decoded) {
         SbrElement& e = *sbrElements_[i];
         if (i < pending_.size() && pending_[i].present) {
             const char* what = "";
-            if (!e.read(pending_[i].data, pending_[i].bytes, &what))
+            if (!e.read(pending_[i].data, pending_[i].bytes, &what)) {
+                ++sbrErrors_;
                 say(log_, "error: frame %ld at offset %zu: %s; SBR off until the next header\n",
                     frame_, offset_, what);
+            }
         }
         const bool psBefore = e.ps_started();
         const int32_t* core[2] = {core_[outs[0]], channels == 2 ? core_[outs[1]] : nullptr};
@@ -669,6 +673,7 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
     }
     sum.sbr = dec->sbr();
     sum.psFrom = dec->ps_from();
+    sum.errors += dec->sbr_errors();
     return sum;
 }
 
@@ -775,6 +780,7 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
     if (dec) {
         sum.sbr = dec->sbr();
         sum.psFrom = dec->ps_from();
+        sum.errors += dec->sbr_errors();
     }
     return sum;
 }

@@ -1,9 +1,9 @@
 // Stereo reconstruction of one frame (ISO/IEC 14496-3 subpart 8): the low QMF bands are split
 // by the hybrid filters, the mono signal s is decorrelated into d, each hybrid band is mixed as
 // L = h11 s + h21 d, R = h12 s + h22 d with matrices interpolated across the envelopes, and the
-// sub-bands are summed back into QMF bands. The hybrid filters are linear phase with a delay of
-// kLag slots: the unsplit QMF bands and the mixing matrices are delayed by as much, so the
-// output is the mono input's frame kLag slots later.
+// sub-bands are summed back into QMF bands. The hybrid filters are linear phase and centred: they
+// reach kLead slots back into the previous frame and as far ahead into the next, whose first
+// slots of the low band the SBR decoder already holds, so the output keeps the input's timing.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -83,7 +83,7 @@ void PsDecoder::init_tables() {
             std::copy_n(kMono, 8, h);
 }
 
-void PsDecoder::apply(Zem32fc* const* l, Zem32fc* const* r, int top) {
+void PsDecoder::apply(Zem32fc* const* l, const Zem32fc* const* ahead, Zem32fc* const* r, int top) {
     if (!fresh_)
         hold();
     fresh_ = false;
@@ -92,11 +92,26 @@ void PsDecoder::apply(Zem32fc* const* l, Zem32fc* const* r, int top) {
     const ps::HybridLayout& lay = is34_ ? ps::kLayout34 : ps::kLayout20;
     if (started_)
         slot_matrices(lay);
+    load_filters(l, ahead);
     analyse(l, lay);
     decorrelate(lay, top);
     mix(lay);
     synthesise(l, r, lay);
-    std::memmove(hSlot_, hSlot_ + kSlots, sizeof(Matrix) * ps::kMaxParBands * kLag);
+}
+
+void PsDecoder::follow(Zem32fc* const* l, const Zem32fc* const* ahead) { load_filters(l, ahead); }
+
+// The inputs of the hybrid filters: the previous frame's last kLead slots, this frame's and the
+// next frame's first kLead, of the five lowest QMF bands.
+void PsDecoder::load_filters(Zem32fc* const* l, const Zem32fc* const* ahead) {
+    for (auto& in : filterIn_)
+        std::copy_n(in + kSlots, kLead, in);
+    for (int q = 0; q < 5; ++q) {
+        for (int n = 0; n < kSlots; ++n)
+            filterIn_[q][kLead + n] = l[n][q];
+        for (int n = 0; n < kLead; ++n)
+            filterIn_[q][kLead + kSlots + n] = ahead[n][q];
+    }
 }
 
 // A change between the 20- and 34-band configurations: the matrices carried over are mapped to
@@ -113,8 +128,6 @@ void PsDecoder::switch_configuration(bool to34) {
         }
     };
     map(hEnd_);
-    for (int n = 0; n < kLag; ++n)
-        map(hSlot_[n]);
     std::memset(peak_, 0, sizeof peak_);
     std::memset(power_, 0, sizeof power_);
     std::memset(peakDiff_, 0, sizeof peakDiff_);
@@ -169,18 +182,15 @@ void PsDecoder::slot_matrices(const ps::HybridLayout& lay) {
                 for (int j = 0; j < 8; ++j) {
                     const float h0 = hEnd_[b][j], step = (target[b][j] - h0) * width;
                     for (int n = start + 1; n <= stop; ++n)
-                        hSlot_[kLag + n][b][j] = h0 + step * float(n - start);
+                        hSlot_[n][b][j] = h0 + step * float(n - start);
                 }
         }
         std::memcpy(hEnd_, target, sizeof(Matrix) * nb);
     }
 }
 
-// Hybrid bands s[k] of this frame, kLag slots behind the input.
+// Hybrid bands s[k] of this frame.
 void PsDecoder::analyse(Zem32fc* const* l, const ps::HybridLayout& lay) {
-    for (int q = 0; q < 5; ++q)
-        for (int n = 0; n < kSlots; ++n)
-            filterIn_[q][kHistory + n] = l[n][q];
     int k = 0;
     for (int q = 0; q < lay.splitQmf; ++q) {
         zemsAnalysisFilter_PS_32fc_D2(filterIn_[q], hybridOut_[0], lay.filter[q]);
@@ -206,17 +216,11 @@ void PsDecoder::analyse(Zem32fc* const* l, const ps::HybridLayout& lay) {
         }
         k += lay.merged[q];
     }
-    for (auto& in : filterIn_)
-        std::copy_n(in + kSlots, kHistory, in);
     for (int q = lay.splitQmf; q < kQmfBands; ++q) {
         Zem32fc* s = s_[q + lay.qmfOffset];
-        for (int n = 0; n < kLag; ++n)
-            s[n] = qmfDelay_[n][q];
-        for (int n = kLag; n < kSlots; ++n)
-            s[n] = l[n - kLag][q];
+        for (int n = 0; n < kSlots; ++n)
+            s[n] = l[n][q];
     }
-    for (int n = 0; n < kLag; ++n)
-        std::copy_n(l[kSlots - kLag + n], kQmfBands, qmfDelay_[n]);
 }
 
 // d[k]: s[k] through the all-pass chain (low bands) or a plain delay, scaled down where the

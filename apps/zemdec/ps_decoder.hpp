@@ -19,8 +19,11 @@ class PsDecoder {
     bool read(BitReader& br, int bitsLeft);
 
     // One frame of 32 QMF slots: l[0..31] hold the mono signal (64 bands, zero from `top` up)
-    // and become the left channel; r[0..31] receive the right one.
-    void apply(Zem32fc* const* l, Zem32fc* const* r, int top);
+    // and become the left channel; r[0..31] receive the right one. ahead[0..5] are the next
+    // frame's first six slots of the lowest QMF bands, which the hybrid filters reach into.
+    void apply(Zem32fc* const* l, const Zem32fc* const* ahead, Zem32fc* const* r, int top);
+    // A frame before the first parameters: only the hybrid filters' history follows l.
+    void follow(Zem32fc* const* l, const Zem32fc* const* ahead);
 
     // Whether any PS data has been read so far.
     bool started() const;
@@ -30,11 +33,10 @@ class PsDecoder {
 
     static constexpr int kMaxEnv = 5;      // four coded envelopes and one appended
     static constexpr int kSlots = 32;      // QMF slots of a frame
-    static constexpr int kLag = 6;         // delay of the hybrid filters in slots
+    static constexpr int kLead = 6;        // half the hybrid filters' length, in slots
     static constexpr int kMaxHybrid = 91;  // hybrid bands of the 34-band configuration
     static constexpr int kMaxAllpass = 50; // all-pass bands of the 34-band configuration
     static constexpr int kQmfBands = 64;
-    static constexpr int kHistory = 12; // filter history of a split QMF band
 
     // The header fields: they hold until the next ps_data() that carries a header.
     struct Header {
@@ -60,6 +62,7 @@ class PsDecoder {
     void hold();
     void slot_matrices(const ps::HybridLayout& lay);
     void switch_configuration(bool to34);
+    void load_filters(Zem32fc* const* l, const Zem32fc* const* ahead);
     void analyse(Zem32fc* const* l, const ps::HybridLayout& lay);
     void decorrelate(const ps::HybridLayout& lay, int top);
     void mix(const ps::HybridLayout& lay);
@@ -78,15 +81,14 @@ class PsDecoder {
     Zem32fc phiFract_[2][kMaxAllpass];
     Zem32fc qFract_[2][kMaxAllpass][ps::kLinks];
 
-    // Mixing: the matrix at the last slot of the previous frame, and per slot of the signal
-    // being mixed (the first kLag belong to the previous frame, as the signal does).
+    // Mixing: the matrix at the last slot of the previous frame, and per slot.
     Matrix hEnd_[ps::kMaxParBands] = {};
-    Matrix hSlot_[kSlots + kLag][ps::kMaxParBands];
+    Matrix hSlot_[kSlots][ps::kMaxParBands];
     int8_t ipdHist_[ps::kMaxIpdBands] = {}, opdHist_[ps::kMaxIpdBands] = {};
 
-    // Signal state: hybrid filter inputs, the delay of the unsplit QMF bands, decorrelator.
-    Zem32fc filterIn_[5][kHistory + kSlots] = {};
-    Zem32fc qmfDelay_[kLag][kQmfBands] = {};
+    // Signal state: hybrid filter inputs (the last kLead slots of the previous frame, this
+    // frame's, and kLead slots ahead), decorrelator.
+    Zem32fc filterIn_[5][kLead + kSlots + kLead] = {};
     Zem32fc hybridOut_[kSlots][12] = {};
     Zem32fc s_[kMaxHybrid][kSlots] = {};
     Zem32fc d_[kMaxHybrid][kSlots] = {};

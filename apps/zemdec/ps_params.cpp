@@ -57,6 +57,10 @@ bool is_full(int n) { return n == 10 || n == 20 || n == 34; }
 } // namespace
 
 void map_bands(const int8_t* from, int nFrom, int8_t* to, int nTo) {
+    if (nFrom == nTo) {
+        std::copy(from, from + nFrom, to);
+        return;
+    }
     const bool full = is_full(nFrom);
     int8_t mid[20] = {};
     if (nFrom == 10 || nFrom == 5) {

@@ -37,28 +37,42 @@ const int8_t kCentre34[32] = {2,  6,  10,  14, 18, 22, 26,  30,  34,  -10, -6,
 
 // 20 bands: QMF band 0 through the 8-band filter (its eight outputs fold into six bands), QMF
 // bands 1 and 2 through the real 2-band filter.
-const HybridLayout kLayout20 = {
-    20, 11, 71, 3,  10, 7, {2, 0, 0, 0, 0}, {8, 2, 2, 0, 0}, {6, 2, 2, 0, 0}, kParMap20, kCentre20,
-    8,  10, 30, 42, 0,  1};
+const HybridLayout kLayout20 = {.parBands = 20,
+                                .ipdBands = 11,
+                                .bands = 71,
+                                .splitQmf = 3,
+                                .subBands = 10,
+                                .qmfOffset = 7,
+                                .filter = {2, 0, 0},
+                                .width = {8, 2, 2},
+                                .merged = {6, 2, 2},
+                                .parMap = kParMap20,
+                                .centre = kCentre20,
+                                .centreDen = 8,
+                                .decayCutoff = 10,
+                                .allpassBands = 30,
+                                .shortDelayBand = 42,
+                                .negatedFrom = 0,
+                                .negatedTo = 1};
 
 // 34 bands: 12 bands from QMF band 0, 8 from band 1, 4 each from bands 2 to 4.
-const HybridLayout kLayout34 = {34,
-                                17,
-                                91,
-                                5,
-                                32,
-                                27,
-                                {4, 3, 1, 1, 1},
-                                {12, 8, 4, 4, 4},
-                                {12, 8, 4, 4, 4},
-                                kParMap34,
-                                kCentre34,
-                                24,
-                                32,
-                                50,
-                                62,
-                                9,
-                                11};
+const HybridLayout kLayout34 = {.parBands = 34,
+                                .ipdBands = 17,
+                                .bands = 91,
+                                .splitQmf = 5,
+                                .subBands = 32,
+                                .qmfOffset = 27,
+                                .filter = {4, 3, 1, 1, 1},
+                                .width = {12, 8, 4, 4, 4},
+                                .merged = {12, 8, 4, 4, 4},
+                                .parMap = kParMap34,
+                                .centre = kCentre34,
+                                .centreDen = 24,
+                                .decayCutoff = 32,
+                                .allpassBands = 50,
+                                .shortDelayBand = 62,
+                                .negatedFrom = 9,
+                                .negatedTo = 11};
 
 const int8_t kLinkDelay[kLinks] = {3, 4, 5};
 const float kLinkFraction[kLinks] = {0.43f, 0.75f, 0.347f};

@@ -178,8 +178,10 @@ bool read_envelope(BitReader& br, const SbrBands& b, bool balance, SbrChannelDat
             for (int k = 1; k < b.n[res]; ++k)
                 e[k] = int16_t(e[k - 1] + scale * f.decode(br));
         }
+        // Levels beyond the start value's range (or below zero) would overflow the gains.
+        const int top = coarse ? 63 : 127;
         for (int k = 0; k < b.n[res]; ++k)
-            if (e[k] < -128 || e[k] > 127) // far outside what dequantisation can represent
+            if (e[k] < 0 || e[k] > top)
                 return false;
         prev = e;
         prevRes = res;
@@ -204,7 +206,7 @@ bool read_noise(BitReader& br, const SbrBands& b, bool balance, SbrChannelData& 
                 q[k] = int16_t(q[k - 1] + scale * f.decode(br));
         }
         for (int k = 0; k < b.nQ; ++k)
-            if (q[k] < -64 || q[k] > 64)
+            if (q[k] < 0 || q[k] > 63)
                 return false;
         prev = q;
     }

@@ -72,6 +72,8 @@ SbrChannel::SbrChannel() {
         window32_[i] = kSbrQmfWindow[2 * i];
     for (int i = 0; i < kQmfSlots; ++i)
         xRows_[i] = x_[i];
+    for (int i = 0; i < 6; ++i)
+        aheadRows_[i] = low_[kQmfSlots + kHfAdj + i];
 }
 
 void SbrChannel::analyse(const int32_t* core, float scale) {
@@ -140,13 +142,15 @@ void SbrChannel::map_and_estimate(const SbrBands& b, const SbrHeader& h, const S
             for (int k = b.fNoise[i]; k < b.fNoise[i + 1]; ++k)
                 qMapped_[l][k - kx] = levels.noise[q][i];
         // A sinusoid sits in the middle of its high-resolution band, from the transient
-        // envelope on, or from the start when the previous frame had it already.
+        // envelope on, or from the start when the previous frame flagged it already (also when
+        // that frame's transient, at its very end, left no envelope for it to start in).
         uint8_t* s = sIndex_[l];
         std::fill(s, s + m, uint8_t(0));
         if (d.addHarmonicFlag)
             for (int i = 0; i < b.n[1]; ++i) {
                 const int mid = ((b.f[1][i] + b.f[1][i + 1]) >> 1) - kx;
-                s[mid] = uint8_t(d.addHarmonic[i] && (l >= d.transientEnv || sinePrev_[mid] == 1));
+                s[mid] =
+                    uint8_t(d.addHarmonic[i] && (l >= d.transientEnv || harmonicsPrev_[i] == 1));
             }
         for (int i = 0; i < b.n[res]; ++i) {
             const uint8_t any =
@@ -173,8 +177,8 @@ void SbrChannel::map_and_estimate(const SbrBands& b, const SbrHeader& h, const S
                 std::fill(e + lo, e + hi, sum / float(hi - lo));
             }
     }
-    std::copy(sIndex_[d.numEnv - 1], sIndex_[d.numEnv - 1] + m, sinePrev_);
-    std::fill(sinePrev_ + m, sinePrev_ + kSbrMaxBands, uint8_t(0));
+    for (int i = 0; i < kSbrMaxBands; ++i)
+        harmonicsPrev_[i] = uint8_t(d.addHarmonicFlag && i < b.n[1] && d.addHarmonic[i]);
 }
 
 // Gains toward the transmitted energies, limited per limiter band and compensated.
@@ -230,6 +234,8 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
     const int kx = b.kx, m = b.m;
     const int start = 2 * d.tE[0];
     if (reset) {
+        // New band tables restart the noise sequence and the smoothing history.
+        indexNoise_ = 0;
         for (int i = 0; i < smoothing; ++i) {
             std::copy(gain_[0], gain_[0] + m, gTemp_[start + i]);
             std::copy(qM_[0], qM_[0] + m, qTemp_[start + i]);

@@ -43,6 +43,8 @@ class SbrChannel {
     void pass_through();
     // The 32 rows of 64 bands for synthesis (valid after generate or pass_through).
     Zem32fc* const* rows() { return xRows_; }
+    // The low band's rows of the next frame's first six slots (32 bands), already analysed.
+    const Zem32fc* const* ahead() const { return aheadRows_; }
     // Synthesis of 32 rows into 2048 samples at the PCM scale.
     void synthesise(Zem32fc* const* rows, float* out);
 
@@ -67,15 +69,16 @@ class SbrChannel {
     int current_ = 0;
     Zem32fc x_[kQmfSlots][kSbrMaxBands] = {};
     Zem32fc* xRows_[kQmfSlots];
+    const Zem32fc* aheadRows_[6];
 
     // Carried between frames.
     float bw_[5] = {};
     uint8_t prevInvf_[5] = {};
     int indexNoise_ = 0;
     int indexSine_ = 0;
-    uint8_t sinePrev_[kSbrMaxBands] = {};
-    int prevTrail_ = kSbrTimeSlots;   // the previous frame's last border
-    bool prevTransientAtEnd_ = false; // its transient envelope started at that border
+    uint8_t harmonicsPrev_[kSbrMaxBands] = {}; // the previous frame's sinusoid flags per band
+    int prevTrail_ = kSbrTimeSlots;            // the previous frame's last border
+    bool prevTransientAtEnd_ = false;          // its transient envelope started at that border
     int prevKx_ = 32, prevM_ = 0;
     float gTemp_[42][kSbrMaxBands] = {};
     float qTemp_[42][kSbrMaxBands] = {};

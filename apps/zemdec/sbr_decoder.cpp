@@ -8,7 +8,6 @@ namespace zemdec {
 
 namespace {
 
-constexpr int kExtensionSbr = 13;
 constexpr int kExtensionSbrCrc = 14;
 constexpr int kExtensionIdPs = 2;
 
@@ -99,12 +98,16 @@ void SbrElement::process(const int32_t* const* core, float scale, float* const* 
         reset_ = false;
     frameValid_ = false;
     if (stereoOut_) {
-        // With parametric stereo the mixing rewrites the mono rows as the left channel.
-        if (ps_->started())
-            ps_->apply(ch_[0]->rows(), rightRows_, top);
-        else
+        // With parametric stereo the mixing rewrites the mono rows as the left channel; before
+        // it starts the two channels are equal.
+        Zem32fc* const* mono = ch_[0]->rows();
+        if (ps_->started()) {
+            ps_->apply(mono, ch_[0]->ahead(), rightRows_, top);
+        } else {
+            ps_->follow(mono, ch_[0]->ahead());
             for (int i = 0; i < kQmfSlots; ++i)
-                std::copy(ch_[0]->rows()[i], ch_[0]->rows()[i] + kSbrMaxBands, right_[i]);
+                std::copy(mono[i], mono[i] + kSbrMaxBands, right_[i]);
+        }
     }
     ch_[0]->synthesise(ch_[0]->rows(), out[0]);
     if (channels_ == 2)

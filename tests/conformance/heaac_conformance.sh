@@ -20,6 +20,11 @@ command -v ffmpeg > /dev/null || { echo "ffmpeg is missing (scripts/setup.sh ins
 # 39 LSB RMS from its floating-point one there, ours 68) and in the last frame of the tones (the
 # 8.88 kHz tone no longer sent as a sinusoid; FAAD2 is 2.9 LSB RMS from FFmpeg there, ours 4.6).
 declare -A by_energy=([he-s32-sweep-56k.aac]=1 [he-m24-tones-20k.aac]=1)
+# Where FFmpeg departs from the standard: sinusoids flagged in a frame whose transient sits at
+# its end start with the next frame's first envelope (FDK-AAC and FAAD2 do so); FFmpeg waits for
+# that frame's transient. There the reference is FAAD2 (one frame late), within the 500 LSB
+# that FAAD2 and FDK-AAC keep from each other (FFmpeg is 4800 away): sample frames A:B.
+declare -A faad_window=([ps-s48-quiet2loud-28k.aac]=139264:141312)
 if [ $# -gt 0 ]; then
   streams=("$@")
 else
@@ -43,7 +48,19 @@ for s in "${streams[@]}"; do
   if [ "$ours" != "$theirs" ]; then
     echo "FAIL: $name: rate,channels,length $ours, FFmpeg $theirs"; fail=1; continue
   fi
-  line=$("${compare[@]}" "$tmp/ours.wav" "$tmp/ffmpeg.wav" --octaves 1)
+  window=${faad_window[$name]:-}
+  if [ -n "$window" ]; then
+    command -v faad > /dev/null || { echo "faad is missing (scripts/setup.sh installs it)"; exit 1; }
+    faad -q -o "$tmp/faad.wav" "$s" > /dev/null 2>&1
+    a=$((${window%:*} - 2048)) b=$((${window#*:} - 2048))
+    inner=$("${compare[@]}" "$tmp/ours.wav" "$tmp/faad.wav" --lead 2048 --range "$a:$b")
+    inner_max=$(sed -n 's/.* max=\([0-9]*\).*/\1/p' <<< "$inner")
+    printf '%-30s %s FAAD2 in %s: %s\n' "$name" "$([ "$inner_max" -le 600 ] && echo ok || echo FAIL)" "$window" "$inner"
+    [ "$inner_max" -le 600 ] || fail=1
+    line=$("${compare[@]}" "$tmp/ours.wav" "$tmp/ffmpeg.wav" --octaves 1 --exclude "$window")
+  else
+    line=$("${compare[@]}" "$tmp/ours.wav" "$tmp/ffmpeg.wav" --octaves 1)
+  fi
   rms=$(sed -n 's/.*rms=\([0-9.]*\).*/\1/p' <<< "$line")
   max=$(sed -n 's/.* max=\([0-9]*\).*/\1/p' <<< "$line")
   octave=$(sed -n 's/.*octave_mean=\([0-9.]*\).*/\1/p' <<< "$line")

@@ -1,0 +1,629 @@
+// zemdec's parametric stereo: ps_data() written by a small writer here and read back (both
+// difference directions, 10/20/34 bands, fine IID, the IPD/OPD extension, variable borders),
+// damaged payloads that must leave the previous parameters alone, and known answers of the
+// stereo reconstruction (mono pass-through, IID level ratios, ICC coherence, IPD/OPD phases).
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <cstring>
+#include <numbers>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "ps_decoder.hpp"
+#include "ps_huffman_tables.hpp"
+
+namespace zemdec {
+
+struct PsDecoderProbe {
+    static int num_env(const PsDecoder& d) { return d.cur_.numEnv; }
+    static int border(const PsDecoder& d, int e) { return d.cur_.border[e]; }
+    static int iid(const PsDecoder& d, int e, int b) { return d.cur_.iid[e][b]; }
+    static int icc(const PsDecoder& d, int e, int b) { return d.cur_.icc[e][b]; }
+    static int ipd(const PsDecoder& d, int e, int b) { return d.cur_.ipd[e][b]; }
+    static int opd(const PsDecoder& d, int e, int b) { return d.cur_.opd[e][b]; }
+    static bool ipd_opd(const PsDecoder& d) { return d.cur_.ipdOpd; }
+    static bool same_state(const PsDecoder& a, const PsDecoder& b) {
+        const auto &p = a.cur_, &q = b.cur_;
+        const auto &g = a.header_, &h = b.header_;
+        return p.numEnv == q.numEnv && !std::memcmp(p.border, q.border, sizeof p.border) &&
+               p.nrIid == q.nrIid && p.nrIcc == q.nrIcc && p.nrIpd == q.nrIpd &&
+               p.fineIid == q.fineIid && p.mixingB == q.mixingB && p.ipdOpd == q.ipdOpd &&
+               p.is34 == q.is34 && !std::memcmp(p.iid, q.iid, sizeof p.iid) &&
+               !std::memcmp(p.icc, q.icc, sizeof p.icc) &&
+               !std::memcmp(p.ipd, q.ipd, sizeof p.ipd) &&
+               !std::memcmp(p.opd, q.opd, sizeof p.opd) && g.enableIid == h.enableIid &&
+               g.enableIcc == h.enableIcc && g.enableExt == h.enableExt && g.iidMode == h.iidMode &&
+               g.iccMode == h.iccMode;
+    }
+};
+
+} // namespace zemdec
+
+namespace {
+
+using zemdec::BitReader;
+using zemdec::HuffmanCode;
+using zemdec::PsDecoder;
+using P = zemdec::PsDecoderProbe;
+using Values = std::vector<std::vector<int>>; // [envelope][band]
+
+struct Bits {
+    std::vector<int> v;
+    void put(uint32_t x, int n) {
+        for (int i = n - 1; i >= 0; --i)
+            v.push_back(int(x >> i) & 1);
+    }
+    void append(const Bits& o) { v.insert(v.end(), o.v.begin(), o.v.end()); }
+    std::vector<uint8_t> bytes() const {
+        std::vector<uint8_t> out(v.size() / 8 + 4, 0);
+        for (std::size_t i = 0; i < v.size(); ++i)
+            out[i / 8] |= uint8_t(v[i] << (7 - i % 8));
+        return out;
+    }
+};
+
+// One parameter: per envelope a dt flag and the values; deltas are coded against the previous
+// band (df) or the previous envelope (dt, `last` for the first).
+void put_parameter(Bits& w, const HuffmanCode* df, const HuffmanCode* dt, int offset, bool wrap,
+                   const Values& v, const std::vector<bool>& useDt, std::vector<int> last) {
+    for (std::size_t e = 0; e < v.size(); ++e) {
+        const bool t = useDt[e];
+        w.put(t, 1);
+        int prev = 0;
+        for (std::size_t b = 0; b < v[e].size(); ++b) {
+            int delta = v[e][b] - (t ? last[b] : prev);
+            delta = wrap ? delta & 7 : delta + offset;
+            w.put((t ? dt : df)[delta].bits, (t ? dt : df)[delta].length);
+            prev = v[e][b];
+        }
+        last = v[e];
+    }
+}
+
+struct Frame {
+    bool header = true;
+    int iidMode = 1, iccMode = 1;
+    bool iid = true, icc = true, ext = false;
+    int frameClass = 0, envIdx = 1;
+    std::vector<int> borders;
+    Values iidV, iccV, ipdV, opdV;
+    std::vector<bool> iidDt, iccDt, ipdDt, opdDt;
+    int extBytes = -1; // -1: as needed
+    // What the first envelope's time differences refer to.
+    std::vector<int> lastIid = std::vector<int>(34, 0), lastIcc = lastIid, lastIpd = lastIid,
+                     lastOpd = lastIid;
+};
+
+Bits write(const Frame& f) {
+    using namespace zemdec;
+    Bits w;
+    w.put(f.header, 1);
+    if (f.header) {
+        w.put(f.iid, 1);
+        if (f.iid)
+            w.put(uint32_t(f.iidMode), 3);
+        w.put(f.icc, 1);
+        if (f.icc)
+            w.put(uint32_t(f.iccMode), 3);
+        w.put(f.ext, 1);
+    }
+    w.put(uint32_t(f.frameClass), 1);
+    w.put(uint32_t(f.envIdx), 2);
+    for (int b : f.borders)
+        w.put(uint32_t(b), 5);
+    const bool fine = f.iidMode > 2;
+    if (!f.iidV.empty())
+        put_parameter(w, fine ? kIidDfFine : kIidDfDefault, fine ? kIidDtFine : kIidDtDefault,
+                      fine ? 30 : 14, false, f.iidV, f.iidDt, f.lastIid);
+    if (!f.iccV.empty())
+        put_parameter(w, kIccDf, kIccDt, 7, false, f.iccV, f.iccDt, f.lastIcc);
+    if (f.ext) {
+        Bits x;
+        x.put(0, 2); // ps_extension_id 0
+        x.put(!f.ipdV.empty(), 1);
+        for (std::size_t e = 0; e < f.ipdV.size(); ++e) {
+            put_parameter(x, kIpdDf, kIpdDt, 0, true, {f.ipdV[e]}, {f.ipdDt[e]},
+                          e ? f.ipdV[e - 1] : f.lastIpd);
+            put_parameter(x, kOpdDf, kOpdDt, 0, true, {f.opdV[e]}, {f.opdDt[e]},
+                          e ? f.opdV[e - 1] : f.lastOpd);
+        }
+        x.put(0, 1); // reserved_ps
+        const int bytes = f.extBytes >= 0 ? f.extBytes : int(x.v.size() + 7) / 8;
+        w.put(uint32_t(std::min(bytes, 15)), 4);
+        if (bytes >= 15)
+            w.put(uint32_t(bytes - 15), 8);
+        x.v.resize(std::size_t(8 * bytes), 0);
+        w.append(x);
+    }
+    return w;
+}
+
+Values random_values(std::mt19937& rng, int envs, int bands, int lo, int hi) {
+    std::uniform_int_distribution<int> d(lo, hi);
+    Values v(std::size_t(envs), std::vector<int>(std::size_t(bands), 0));
+    for (auto& e : v)
+        for (int& x : e)
+            x = d(rng);
+    return v;
+}
+
+struct ParseCase {
+    const char* name;
+    int iidMode, iccMode, frameClass, envIdx;
+    std::vector<int> borders;
+    std::vector<bool> dt; // per envelope, for every parameter
+    bool ipdOpd;
+    std::vector<int> expectBorders; // after the frame's end was filled in
+};
+
+TEST(PsParse, RoundTrips) {
+    const ParseCase cases[] = {
+        {"20 bands, one envelope, df", 1, 1, 0, 1, {}, {false}, false, {-1, 31}},
+        {"10 bands, two fixed envelopes, dt", 0, 0, 0, 2, {}, {false, true}, false, {-1, 15, 31}},
+        {"34 bands, four fixed envelopes",
+         2,
+         2,
+         0,
+         3,
+         {},
+         {false, true, false, true},
+         false,
+         {-1, 7, 15, 23, 31}},
+        {"fine IID, 34 bands, variable borders, end appended",
+         5,
+         2,
+         1,
+         1,
+         {7, 20},
+         {false, true},
+         false,
+         {-1, 7, 20, 31}},
+        {"fine IID, 20 bands, mixing B, border at the end",
+         4,
+         4,
+         1,
+         2,
+         {0, 9, 31},
+         {true, false, true},
+         false,
+         {-1, 0, 9, 31}},
+        {"IPD/OPD, 11 bands", 1, 1, 1, 2, {3, 10, 31}, {false, true, true}, true, {-1, 3, 10, 31}},
+        {"IPD/OPD, 17 bands, escaped extension size",
+         2,
+         5,
+         0,
+         3,
+         {},
+         {false, true, true, true},
+         true,
+         {-1, 7, 15, 23, 31}},
+        {"IPD/OPD, 5 bands", 3, 0, 1, 0, {12}, {true}, true, {-1, 12, 31}},
+    };
+    std::mt19937 rng(2024);
+    for (const ParseCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        const int envs = int(c.dt.size());
+        const int nIid = zemdec::ps::kNrParBands[c.iidMode];
+        const int nIcc = zemdec::ps::kNrParBands[c.iccMode];
+        const int nIpd = zemdec::ps::kNrIpdBands[c.iidMode];
+        const int lim = c.iidMode > 2 ? 15 : 7;
+        Frame f;
+        f.iidMode = c.iidMode;
+        f.iccMode = c.iccMode;
+        f.frameClass = c.frameClass;
+        f.envIdx = c.envIdx;
+        f.borders = c.borders;
+        f.iidV = random_values(rng, envs, nIid, -lim, lim);
+        f.iccV = random_values(rng, envs, nIcc, 0, 7);
+        f.iidDt = f.iccDt = f.ipdDt = f.opdDt = c.dt;
+        f.ext = c.ipdOpd;
+        if (c.ipdOpd) {
+            f.ipdV = random_values(rng, envs, nIpd, 0, 7);
+            f.opdV = random_values(rng, envs, nIpd, 0, 7);
+        }
+        const Bits w = write(f);
+        const std::vector<uint8_t> data = w.bytes();
+        PsDecoder ps;
+        BitReader br(data.data(), int(data.size()));
+        ASSERT_TRUE(ps.read(br, int(w.v.size()) + 5));
+        EXPECT_EQ(br.position(), int(w.v.size()));
+        EXPECT_TRUE(ps.started());
+        ASSERT_EQ(P::num_env(ps), int(c.expectBorders.size()) - 1);
+        for (int e = 0; e < P::num_env(ps); ++e) {
+            EXPECT_EQ(P::border(ps, e + 1), c.expectBorders[std::size_t(e) + 1]);
+            const int src = std::min(e, envs - 1); // an appended envelope repeats the last
+            for (int b = 0; b < nIid; ++b)
+                ASSERT_EQ(P::iid(ps, e, b), f.iidV[std::size_t(src)][std::size_t(b)]) << e;
+            for (int b = 0; b < nIcc; ++b)
+                ASSERT_EQ(P::icc(ps, e, b), f.iccV[std::size_t(src)][std::size_t(b)]) << e;
+            EXPECT_EQ(P::ipd_opd(ps), c.ipdOpd);
+            for (int b = 0; c.ipdOpd && b < nIpd; ++b) {
+                ASSERT_EQ(P::ipd(ps, e, b), f.ipdV[std::size_t(src)][std::size_t(b)]) << e;
+                ASSERT_EQ(P::opd(ps, e, b), f.opdV[std::size_t(src)][std::size_t(b)]) << e;
+            }
+        }
+    }
+}
+
+// The header and the last envelope carry over: a header-less frame with time differences, then
+// one without envelopes, which holds the last values for the whole frame.
+TEST(PsParse, FramesBuildOnThePreviousOne) {
+    std::mt19937 rng(7);
+    Frame a;
+    a.iidMode = 4;
+    a.envIdx = 2;
+    a.iidV = random_values(rng, 2, 20, -15, 15);
+    a.iccV = random_values(rng, 2, 20, 0, 7);
+    a.iidDt = a.iccDt = {false, false};
+    Frame b = a;
+    b.header = false;
+    b.envIdx = 1;
+    b.iidV = random_values(rng, 1, 20, -15, 15);
+    b.iccV = random_values(rng, 1, 20, 0, 7);
+    b.iidDt = b.iccDt = {true};
+    b.lastIid = a.iidV[1];
+    b.lastIcc = a.iccV[1];
+    Frame c;
+    c.header = false;
+    c.envIdx = 0; // no envelopes
+    PsDecoder ps;
+    const Frame* frames[3] = {&a, &b, &c};
+    const Frame* expect[3] = {&a, &b, &b};
+    for (int i = 0; i < 3; ++i) {
+        const Bits w = write(*frames[i]);
+        const std::vector<uint8_t> data = w.bytes();
+        BitReader br(data.data(), int(data.size()));
+        ASSERT_TRUE(ps.read(br, int(w.v.size())));
+        EXPECT_EQ(br.position(), int(w.v.size()));
+        const int e = P::num_env(ps) - 1;
+        EXPECT_EQ(e, i == 0);
+        EXPECT_EQ(P::border(ps, e + 1), 31);
+        for (int band = 0; band < 20; ++band) {
+            EXPECT_EQ(P::iid(ps, e, band), expect[i]->iidV.back()[std::size_t(band)]) << i;
+            EXPECT_EQ(P::icc(ps, e, band), expect[i]->iccV.back()[std::size_t(band)]) << i;
+        }
+    }
+}
+
+struct DamageCase {
+    const char* name;
+    Frame frame;
+    int cutBytes;  // payload truncated to this many bytes (0: whole)
+    int bitsLeft;  // 0: exactly the frame's bits
+    bool fineHeld; // prime with fine IID values beyond the default grid
+};
+
+Frame valid_frame() {
+    Frame f;
+    f.envIdx = 2;
+    f.iidV = Values(2, std::vector<int>(20, 1));
+    f.iccV = Values(2, std::vector<int>(20, 2));
+    f.iidDt = f.iccDt = {false, true};
+    return f;
+}
+
+TEST(PsParse, DamagedDataKeepsThePreviousParameters) {
+    std::vector<DamageCase> cases;
+    auto add = [&](const char* name, auto change, int cut = 0, int left = 0, bool fine = false) {
+        Frame f = valid_frame();
+        change(f);
+        cases.push_back({name, f, cut, left, fine});
+    };
+    add("reserved iid_mode", [](Frame& f) { f.iidMode = 6; });
+    add("reserved icc_mode", [](Frame& f) { f.iccMode = 7; });
+    add("IID beyond the grid", [](Frame& f) { f.iidV[0][3] = 8; });
+    add("ICC below 0", [](Frame& f) { f.iccV[1][19] = -1; });
+    add("borders going back", [](Frame& f) {
+        f.frameClass = 1;
+        f.envIdx = 1;
+        f.borders = {20, 10};
+    });
+    add(
+        "truncated payload", [](Frame&) {}, 3);
+    add(
+        "ps_data longer than the extension", [](Frame&) {}, 0, 20);
+    add("extension size shorter than its data", [](Frame& f) {
+        f.ext = true;
+        f.ipdV = f.opdV = Values(2, std::vector<int>(11, 5));
+        f.ipdDt = f.opdDt = {false, false};
+        f.extBytes = 1;
+    });
+    add(
+        "extension size beyond the payload",
+        [](Frame& f) {
+            f.ext = true;
+            f.extBytes = 200;
+        },
+        12);
+    add(
+        "held fine IID under a default grid",
+        [](Frame& f) {
+            f.envIdx = 0;
+            f.iidV.clear();
+            f.iccV.clear();
+        },
+        0, 0, true);
+
+    for (const DamageCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        PsDecoder ps, before;
+        Frame prime;
+        prime.iidMode = c.fineHeld ? 4 : 1;
+        prime.iidV = Values(1, std::vector<int>(20, c.fineHeld ? 12 : -3));
+        prime.iccV = Values(1, std::vector<int>(20, 4));
+        prime.iidDt = prime.iccDt = {false};
+        const Bits pw = write(prime);
+        const std::vector<uint8_t> pd = pw.bytes();
+        for (PsDecoder* d : {&ps, &before}) {
+            BitReader br(pd.data(), int(pd.size()));
+            ASSERT_TRUE(d->read(br, int(pw.v.size())));
+        }
+        const Bits w = write(c.frame);
+        std::vector<uint8_t> data = w.bytes();
+        if (c.cutBytes)
+            data.resize(std::size_t(c.cutBytes));
+        const int left = c.bitsLeft ? c.bitsLeft : int(w.v.size());
+        BitReader br(data.data(), int(data.size()));
+        EXPECT_FALSE(ps.read(br, left));
+        EXPECT_EQ(br.position(), left); // the rest of the extension is passed over
+        EXPECT_TRUE(P::same_state(ps, before));
+    }
+}
+
+// ---- Stereo reconstruction ----
+
+constexpr int kSlots = 32, kBands = 64, kLead = 6;
+using cf = std::complex<float>;
+
+struct Signal {
+    std::vector<Zem32fc> l, r;
+    std::vector<Zem32fc*> lr, rr;
+    Signal() : l(kSlots * kBands), r(kSlots * kBands), lr(kSlots), rr(kSlots) {
+        for (int n = 0; n < kSlots; ++n) {
+            lr[std::size_t(n)] = &l[std::size_t(n * kBands)];
+            rr[std::size_t(n)] = &r[std::size_t(n * kBands)];
+        }
+    }
+    cf L(int n, int q) const {
+        return {l[std::size_t(n * kBands + q)].re, l[std::size_t(n * kBands + q)].im};
+    }
+    cf R(int n, int q) const {
+        return {r[std::size_t(n * kBands + q)].re, r[std::size_t(n * kBands + q)].im};
+    }
+};
+
+// A decoder fed with constant parameters: IID index, ICC index, optional IPD/OPD indices.
+struct PsSetup {
+    int iidMode, iccMode, iid, icc, ipd = -1, opd = 0;
+    int iidBand = -1; // >= 0: the IID in this parameter band only, 0 elsewhere
+};
+
+void read_constant(PsDecoder& ps, const PsSetup& s) {
+    Frame f;
+    f.iidMode = s.iidMode;
+    f.iccMode = s.iccMode;
+    const int n = zemdec::ps::kNrParBands[s.iidMode], m = zemdec::ps::kNrParBands[s.iccMode];
+    f.iidV = Values(1, std::vector<int>(std::size_t(n), s.iidBand < 0 ? s.iid : 0));
+    if (s.iidBand >= 0)
+        f.iidV[0][std::size_t(s.iidBand)] = s.iid;
+    f.iccV = Values(1, std::vector<int>(std::size_t(m), s.icc));
+    f.iidDt = f.iccDt = {false};
+    if (s.ipd >= 0) {
+        const int k = zemdec::ps::kNrIpdBands[s.iidMode];
+        f.ext = true;
+        f.ipdV = Values(1, std::vector<int>(std::size_t(k), s.ipd));
+        f.opdV = Values(1, std::vector<int>(std::size_t(k), s.opd));
+        f.ipdDt = f.opdDt = {false};
+    }
+    const Bits w = write(f);
+    const std::vector<uint8_t> data = w.bytes();
+    BitReader br(data.data(), int(data.size()));
+    ASSERT_TRUE(ps.read(br, int(w.v.size())));
+}
+
+// Runs `frames` frames of complex noise, or of source(slot, band), and calls
+// check(frame, out, input) on each; the decoder sees kLead slots of the next frame ahead.
+template <typename Check, typename Source = std::nullptr_t>
+void run(PsDecoder& ps, const PsSetup& s, int frames, Check check, float amplitude = 1.0f,
+         Source source = nullptr) {
+    std::mt19937 rng(99);
+    std::normal_distribution<float> g(0.0f, amplitude);
+    const int rows = frames * kSlots + kLead;
+    std::vector<Zem32fc> in(std::size_t(rows * kBands));
+    for (int n = 0; n < rows; ++n)
+        for (int q = 0; q < kBands; ++q) {
+            cf v(g(rng), g(rng));
+            if constexpr (!std::is_same_v<Source, std::nullptr_t>)
+                v = source(n, q);
+            in[std::size_t(n * kBands + q)] = {v.real(), v.imag()};
+        }
+    for (int f = 0; f < frames; ++f) {
+        read_constant(ps, s);
+        Signal x;
+        std::copy_n(in.begin() + f * kSlots * kBands, kSlots * kBands, x.l.begin());
+        const Zem32fc* ahead[kLead];
+        for (int n = 0; n < kLead; ++n)
+            ahead[n] = &in[std::size_t(((f + 1) * kSlots + n) * kBands)];
+        ps.apply(x.lr.data(), ahead, x.rr.data(), kBands);
+        check(f, x, [&](int n, int q) {
+            const Zem32fc v = in[std::size_t((f * kSlots + n) * kBands + q)];
+            return cf(v.re, v.im);
+        });
+    }
+}
+
+// With IID 0 and ICC 1 both procedures give L = R = s: the hybrid filters sum to a pure delay.
+TEST(PsApply, MonoParametersPassTheSignalThrough) {
+    const PsSetup setups[] = {{1, 1, 0, 0}, {1, 4, 0, 0}, {2, 2, 0, 0}, {5, 5, 0, 0}, {0, 0, 0, 0}};
+    for (const PsSetup& s : setups) {
+        SCOPED_TRACE(testing::Message() << "iid_mode " << s.iidMode << " icc_mode " << s.iccMode);
+        PsDecoder ps;
+        float worst = 0;
+        run(ps, s, 4, [&](int f, const Signal& x, auto input) {
+            if (f < 2)
+                return; // the first parameters fade in from silence over frame 0
+            for (int n = 0; n < kSlots; ++n)
+                for (int q = 0; q < kBands; ++q) {
+                    worst = std::max(worst, std::abs(x.L(n, q) - input(n, q)));
+                    worst = std::max(worst, std::abs(x.R(n, q) - input(n, q)));
+                }
+        });
+        EXPECT_LT(worst, 2e-5f);
+    }
+}
+
+// ICC 1: the IID alone sets the level ratio, L/R = 10^(IID/20), and L^2 + R^2 = 2 s^2.
+TEST(PsApply, IidSetsTheLevelRatio) {
+    struct Case {
+        PsSetup s;
+        double db;
+    };
+    const Case cases[] = {{{1, 1, 3, 0}, 7},
+                          {{4, 1, -10, 0}, -25},
+                          {{0, 3, -5, 0}, -14},
+                          {{2, 5, 7, 0}, 25},
+                          {{5, 2, 15, 0}, 50}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.db);
+        PsDecoder ps;
+        double el = 0, er = 0, es = 0;
+        run(ps, c.s, 4, [&](int f, const Signal& x, auto input) {
+            if (f < 2)
+                return;
+            for (int n = 0; n < kSlots; ++n)
+                for (int q = 0; q < kBands; ++q) {
+                    el += std::norm(x.L(n, q));
+                    er += std::norm(x.R(n, q));
+                    es += std::norm(input(n, q));
+                }
+        });
+        EXPECT_NEAR(10 * std::log10(el / er), c.db, 0.01);
+        EXPECT_NEAR((el + er) / es, 2.0, 1e-4);
+    }
+}
+
+// IID 0: the coherence of L and R over noise follows the ICC (the decorrelated signal has the
+// power of s and no correlation with it).
+TEST(PsApply, IccSetsTheCoherence) {
+    const double rho[8] = {1, 0.937, 0.84118, 0.60092, 0.36764, 0, -0.589, -1};
+    const PsSetup setups[] = {{1, 1, 0, 1}, {1, 1, 0, 3}, {1, 1, 0, 5}, {1, 1, 0, 7},
+                              {2, 2, 0, 2}, {1, 4, 0, 4}, {1, 4, 0, 3}};
+    for (const PsSetup& s : setups) {
+        SCOPED_TRACE(testing::Message() << "icc_mode " << s.iccMode << " index " << s.icc);
+        PsDecoder ps;
+        std::complex<double> cross = 0;
+        double el = 0, er = 0;
+        run(ps, s, 40, [&](int f, const Signal& x, auto) {
+            if (f < 2)
+                return;
+            for (int n = 0; n < kSlots; ++n)
+                for (int q = 0; q < 60; ++q) {
+                    cross += std::complex<double>(x.L(n, q) * std::conj(x.R(n, q)));
+                    el += std::norm(x.L(n, q));
+                    er += std::norm(x.R(n, q));
+                }
+        });
+        EXPECT_NEAR(cross.real() / std::sqrt(el * er), rho[s.icc], 0.06);
+        EXPECT_NEAR(el / er, 1.0, 0.1);
+    }
+}
+
+// A tone at a known frequency inside a split QMF band reaches the parameter band of its hybrid
+// band (a 25 dB IID there moves it most), and IPD/OPD turn the other way in the bands of
+// negative frequency.
+TEST(PsApply, SubBandsTakeTheirParametersAndPhases) {
+    struct Case {
+        const char* name;
+        int iidMode, qmf;
+        double omega; // radians per slot in the QMF band
+        int parBand;
+        bool negated;
+    };
+    constexpr double pi = std::numbers::pi;
+    const Case cases[] = {
+        {"20: band 0, 8-band q0", 1, 0, pi / 8, 0, false},
+        {"20: band 0, 8-band q6", 1, 0, -3 * pi / 8, 1, true},
+        {"20: band 0, 8-band q7", 1, 0, -pi / 8, 0, true},
+        {"20: band 0, 8-band q2 + q5", 1, 0, 5 * pi / 8, 2, false},
+        {"20: band 1, low half of the real filter", 1, 1, 3 * pi / 4, 4, false},
+        {"20: band 1, high half", 1, 1, pi / 4, 5, false},
+        {"20: band 2, low half", 1, 2, pi / 4, 6, false},
+        {"34: band 0, 12-band q1", 2, 0, pi / 4, 1, false},
+        {"34: band 0, 12-band q10", 2, 0, -pi / 4, 1, true},
+        {"34: band 1, 8-band q0", 2, 1, pi / 8, 10, false},
+        {"34: band 1, 8-band q5", 2, 1, -5 * pi / 8, 7, false},
+        {"34: band 3, 4-band q1", 2, 3, 3 * pi / 4, 11, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto tone = [&](int t, int q) {
+            return q == c.qmf ? std::polar(1.0f, float(c.omega * t)) : cf(0);
+        };
+        double el = 0, er = 0;
+        std::complex<double> cross = 0, turn = 0;
+        int from = 2; // the first frame applied in full
+        auto measure = [&](int f, const Signal& x, auto input) {
+            if (f < from)
+                return;
+            for (int n = 0; n < kSlots; ++n) {
+                el += std::norm(x.L(n, c.qmf));
+                er += std::norm(x.R(n, c.qmf));
+                cross += std::complex<double>(x.L(n, c.qmf) * std::conj(x.R(n, c.qmf)));
+                turn += std::complex<double>(x.L(n, c.qmf) * std::conj(input(n, c.qmf)));
+            }
+        };
+        // The tone leaks into the neighbouring hybrid bands (13-tap filters), so its level ratio
+        // is compared across parameter bands: largest with the IID in its own band.
+        int loudest = -1;
+        double best = 0;
+        for (int p = 0; p < zemdec::ps::kNrParBands[c.iidMode]; ++p) {
+            PsDecoder level;
+            el = er = 0;
+            run(level, {c.iidMode, c.iidMode, 7, 0, -1, 0, p}, 4, measure, 0.0f, tone);
+            if (loudest < 0 || el / er > best) {
+                loudest = p;
+                best = el / er;
+            }
+        }
+        EXPECT_EQ(loudest, c.parBand);
+        // IPD pi/2, OPD pi/4: L turns by the OPD, R by OPD - IPD. The smoothing over three
+        // envelopes settles after two frames, the interpolation after one more.
+        PsDecoder phase;
+        from = 4;
+        cross = turn = 0;
+        run(phase, {c.iidMode, c.iidMode, 0, 0, 2, 1}, 6, measure, 0.0f, tone);
+        const double sign = c.negated ? -1 : 1;
+        EXPECT_NEAR(std::arg(cross), sign * pi / 2, 0.2);
+        EXPECT_NEAR(std::arg(turn), sign * pi / 4, 0.2);
+    }
+}
+
+// Silence in, silence out; a burst after silence (transient attenuation at work) stays finite.
+TEST(PsApply, SilenceAndBurstsStayFinite) {
+    for (const PsSetup& s :
+         {PsSetup{1, 1, -7, 4, 3, 5}, PsSetup{5, 5, 15, 7}, PsSetup{2, 3, 0, 5}}) {
+        PsDecoder ps;
+        run(
+            ps, s, 3,
+            [&](int, const Signal& x, auto) {
+                for (int i = 0; i < kSlots * kBands; ++i) {
+                    ASSERT_EQ(x.l[std::size_t(i)].re, 0.0f);
+                    ASSERT_EQ(x.r[std::size_t(i)].im, 0.0f);
+                }
+            },
+            0.0f);
+        run(
+            ps, s, 3,
+            [&](int, const Signal& x, auto) {
+                for (int i = 0; i < kSlots * kBands; ++i)
+                    ASSERT_TRUE(std::isfinite(x.l[std::size_t(i)].re + x.l[std::size_t(i)].im +
+                                              x.r[std::size_t(i)].re + x.r[std::size_t(i)].im));
+            },
+            3e4f);
+    }
+}
+
+} // namespace
