@@ -202,6 +202,7 @@ class Decoder {
     std::vector<std::unique_ptr<SbrElement>> sbrElements_;
     int32_t core_[kMaxChannels][1024] = {};
     std::vector<float> sbrOut_;
+    std::vector<int16_t> pcm2x_;
 };
 
 bool Decoder::fail(const char* what, ZemStatus st) {
@@ -337,10 +338,12 @@ void Decoder::synthesise(ChannelData& ch, int out) {
         if (deferred()) {
             // The 32-bit bank leaves eight short blocks at an eighth of the long blocks'
             // scale; their coefficients are the smaller by that factor, so they are raised.
-            const int64_t gain = ch.isShort() ? 8 : 1;
-            for (int k = 0; k < 1024; ++k)
-                core_[out][k] =
-                    int32_t(std::clamp<int64_t>(gain * ch.spec[k], INT32_MIN, INT32_MAX));
+            if (ch.isShort())
+                for (int k = 0; k < 1024; ++k)
+                    core_[out][k] =
+                        int32_t(std::clamp<int64_t>(8 * int64_t(ch.spec[k]), INT32_MIN, INT32_MAX));
+            else
+                std::memcpy(core_[out], ch.spec, sizeof core_[out]);
             zemsMDCTInv_AAC_32s_I(core_[out], s.overlap32, ch.ics.window_sequence,
                                   ch.ics.window_shape, s.prevShape, 1024);
         }
@@ -527,6 +530,18 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
     return true;
 }
 
+// Rounds 2048 samples to the nearest integer (ties to even) with saturation: adding and
+// removing 1.5 * 2^23 leaves the rounded value of anything within the 16-bit range, in a loop
+// the compiler vectorises.
+void to_pcm16(const float* src, int16_t* dst) {
+    constexpr float kRound = 12582912.0f;
+    for (int n = 0; n < 2048; ++n) {
+        const float low = src[n] > -32768.0f ? src[n] : -32768.0f; // NaN too
+        const float v = low < 32767.0f ? low : 32767.0f;
+        dst[n] = int16_t(int32_t((v + kRound) - kRound));
+    }
+}
+
 // An SBR payload belongs to the element before it; SBR first seen after the output format
 // is fixed cannot change it, and is skipped.
 void Decoder::fill_element(const uint8_t* data, int32_t count) {
@@ -620,13 +635,17 @@ void Decoder::emit_sbr(const bool* decoded) {
                 written[o] = true;
     }
     interleaved_.resize(std::size_t(nch) * 2048);
+    pcm2x_.resize(std::size_t(nch) * 2048);
     for (int c = 0; c < nch; ++c) {
-        const float* src = sbrOut_.data() + std::size_t(c) * 2048;
-        for (int n = 0; n < 2048; ++n) {
-            const float v = written[c] ? std::clamp(src[n], -32768.0f, 32767.0f) : 0.0f;
-            interleaved_[std::size_t(n * nch + c)] = int16_t(std::lrint(v));
-        }
+        float* src = sbrOut_.data() + std::size_t(c) * 2048;
+        if (!written[c])
+            std::fill(src, src + 2048, 0.0f);
+        to_pcm16(src, pcm2x_.data() + std::size_t(c) * 2048);
     }
+    const int16_t* planes[kMaxChannels];
+    for (int c = 0; c < nch; ++c)
+        planes[c] = pcm2x_.data() + std::size_t(c) * 2048;
+    zemsInterleave_16s(planes, nch, 2048, interleaved_.data());
     out_.write(interleaved_.data(), 2048);
 }
 

@@ -109,21 +109,40 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
         lowRows[r] = low_[r];
     zemsPredictCoef_SBR_C_32fc_D2L(lowRows, alpha0_, alpha1_, b.k0, kLowRows - 2);
     const int first = 2 * d.tE[0] + kHfAdj, end = 2 * d.tE[d.numEnv] + kHfAdj;
-    for (int r = 0; r < kHighRows; ++r)
-        std::fill(high_[r], high_[r] + kSbrMaxBands, Zem32fc{0.0f, 0.0f});
+    // Per generated band the chirp-weighted coefficients, as (a, a) and (-b, b) pairs for a
+    // coefficient a + ib, so that each output pair is the same sum of pairwise products.
+    Zem32fc a0[kSbrMaxBands], s0[kSbrMaxBands], a1[kSbrMaxBands], s1[kSbrMaxBands];
     int k = b.kx;
     for (int p = 0; p < b.numPatches; ++p)
         for (int x = 0; x < b.patchBands[p]; ++x, ++k) {
             const int src = b.patchStart[p] + x;
             const float bw = bw_[band_of(b.fNoise, b.nQ, k)];
-            const float a0r = alpha0_[src].re * bw, a0i = alpha0_[src].im * bw;
-            const float a1r = alpha1_[src].re * bw * bw, a1i = alpha1_[src].im * bw * bw;
-            for (int r = first; r < end; ++r) {
-                const Zem32fc x0 = low_[r][src], x1 = low_[r - 1][src], x2 = low_[r - 2][src];
-                high_[r][k].re = x2.re * a1r - x2.im * a1i + x1.re * a0r - x1.im * a0i + x0.re;
-                high_[r][k].im = x2.im * a1r + x2.re * a1i + x1.im * a0r + x1.re * a0i + x0.im;
-            }
+            const float c0r = alpha0_[src].re * bw, c0i = alpha0_[src].im * bw;
+            const float c1r = alpha1_[src].re * bw * bw, c1i = alpha1_[src].im * bw * bw;
+            a0[k] = {c0r, c0r};
+            s0[k] = {-c0i, c0i};
+            a1[k] = {c1r, c1r};
+            s1[k] = {-c1i, c1i};
         }
+    const int covered = k; // a last patch narrower than three bands is left out
+    for (int r = first; r < end; ++r) {
+        Zem32fc* out = high_[r];
+        k = b.kx;
+        for (int p = 0; p < b.numPatches; ++p) {
+            const int n = b.patchBands[p], from = b.patchStart[p];
+            const Zem32fc *x0 = low_[r] + from, *x1 = low_[r - 1] + from, *x2 = low_[r - 2] + from;
+            Zem32fc* y = out + k;
+            const Zem32fc *p0 = a0 + k, *q0 = s0 + k, *p1 = a1 + k, *q1 = s1 + k;
+            for (int x = 0; x < n; ++x) {
+                y[x].re = x2[x].re * p1[x].re + x2[x].im * q1[x].re + x1[x].re * p0[x].re +
+                          x1[x].im * q0[x].re + x0[x].re;
+                y[x].im = x2[x].im * p1[x].im + x2[x].re * q1[x].im + x1[x].im * p0[x].im +
+                          x1[x].re * q0[x].im + x0[x].im;
+            }
+            k += n;
+        }
+        std::fill(out + covered, out + b.kx + b.m, Zem32fc{0.0f, 0.0f});
+    }
 }
 
 // The transmitted envelopes, noise floors and sinusoids on the QMF bands of the high band,
@@ -161,13 +180,14 @@ void SbrChannel::map_and_estimate(const SbrBands& b, const SbrHeader& h, const S
         const int r0 = 2 * d.tE[l] + kHfAdj, r1 = 2 * d.tE[l + 1] + kHfAdj;
         const float perSlot = 1.0f / float(r1 - r0);
         float* e = eCurr_[l];
-        for (int j = 0; j < m; ++j) {
-            float sum = 0.0f;
-            for (int r = r0; r < r1; ++r)
-                sum += high_[r][kx + j].re * high_[r][kx + j].re +
-                       high_[r][kx + j].im * high_[r][kx + j].im;
-            e[j] = sum * perSlot;
+        std::fill(e, e + m, 0.0f);
+        for (int r = r0; r < r1; ++r) {
+            const Zem32fc* x = high_[r] + kx;
+            for (int j = 0; j < m; ++j)
+                e[j] += x[j].re * x[j].re + x[j].im * x[j].im;
         }
+        for (int j = 0; j < m; ++j)
+            e[j] *= perSlot;
         if (!h.interpolFreq)
             for (int i = 0; i < b.n[res]; ++i) {
                 const int lo = table[i] - kx, hi = table[i + 1] - kx;
@@ -251,21 +271,25 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
             std::copy(gain_[l], gain_[l] + m, gTemp_[smoothing + i]);
             std::copy(qM_[l], qM_[l] + m, qTemp_[smoothing + i]);
         }
+    // Rows outside this frame's envelopes are read as silence (only a frame whose first border
+    // does not follow the previous one's last leaves some of them unwritten).
     Zem32fc(*y)[kSbrMaxBands] = adjusted_[current_];
-    std::memset(y, 0, sizeof(adjusted_[0]));
+    for (int i = 0; i < kAdjustedRows; ++i)
+        if (i < start || i >= 2 * d.tE[d.numEnv])
+            std::fill(y[i] + kx, y[i] + kx + m, Zem32fc{0.0f, 0.0f});
     for (int l = 0; l < d.numEnv; ++l) {
         const bool transient = l == d.transientEnv || (l == 0 && prevTransientAtEnd_);
         for (int i = 2 * d.tE[l]; i < 2 * d.tE[l + 1]; ++i) {
             float gFilt[kSbrMaxBands], qFilt[kSbrMaxBands];
             if (smoothing && !transient) {
-                for (int j = 0; j < m; ++j) {
-                    float gs = 0.0f, qs = 0.0f;
-                    for (int t = 0; t <= smoothing; ++t) {
-                        gs += gTemp_[i + smoothing - t][j] * kSmooth[t];
-                        qs += qTemp_[i + smoothing - t][j] * kSmooth[t];
+                std::fill(gFilt, gFilt + m, 0.0f);
+                std::fill(qFilt, qFilt + m, 0.0f);
+                for (int t = 0; t <= smoothing; ++t) {
+                    const float *g = gTemp_[i + smoothing - t], *q = qTemp_[i + smoothing - t];
+                    for (int j = 0; j < m; ++j) {
+                        gFilt[j] += g[j] * kSmooth[t];
+                        qFilt[j] += q[j] * kSmooth[t];
                     }
-                    gFilt[j] = gs;
-                    qFilt[j] = qs;
                 }
             } else {
                 std::copy(gTemp_[i + smoothing], gTemp_[i + smoothing] + m, gFilt);
