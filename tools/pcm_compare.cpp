@@ -4,14 +4,15 @@
 // scale-factor bands on the 1024-sample frame grid: per frame and band, and per band over the
 // whole stream (in dB, bands at least 60 dB below full scale left out).
 //
-// With --octaves, the third-octave band energies of 0.2-second blocks (Hann window) are
+// With --octaves 1, the third-octave band energies of 0.2-second blocks (Hann window) are
 // compared instead, for signals whose fine structure is random (noise floors): the mean and
-// the 95th percentile of the absolute dB differences over bands above -70 dB re full scale.
+// the 95th percentile of the absolute dB differences over bands above -70 dB re full scale;
+// --octaves 2 sums the channels' energies first (a downmix that keeps the energy).
 //
 // --lead N drops N leading frames of the test instead (for a reference that lacks them);
 // --range A:B compares only sample frames A .. B-1 after the drops, --exclude A:B all but those.
 //
-// usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1]
+// usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1|2]
 //                    [--lead N] [--range A:B | --exclude A:B]
 // prints: rms=<LSB> max=<LSB> samples=<N> [band_frame_p50=<dB> band_frame_p95=<dB>
 // band_stream_max=<dB>] [octave_mean=<dB> octave_p95=<dB>]
@@ -24,6 +25,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -118,12 +120,14 @@ class BlockEnergies {
 };
 
 // Mean and 95th percentile of the absolute third-octave level differences (dB).
-std::pair<double, double> octave_differences(const Pcm& a, const Pcm& r, std::size_t frames) {
+std::pair<double, double> octave_differences(const Pcm& a, const Pcm& r, std::size_t frames,
+                                             bool summed) {
     const std::size_t block = std::size_t(a.rate) / 5, n = 16384;
     const std::size_t ch = std::size_t(a.channels);
     // A full-scale sine's energy through the window, 70 dB down.
     const double floor = double(n) * 32768.0 * 32768.0 / 2 * 0.375 * double(block) * 1e-7;
     std::vector<double> diffs;
+    std::map<std::size_t, std::vector<double>> summedLevels; // block start: test, then reference
     for (std::size_t start = 0; block <= n && start + block <= frames; start += block)
         for (std::size_t c = 0; c < ch; ++c) {
             std::vector<double> levels[2];
@@ -144,11 +148,27 @@ std::pair<double, double> octave_differences(const Pcm& a, const Pcm& r, std::si
                     levels[s].push_back(e);
                 }
             }
+            if (summed) {
+                std::vector<double>& acc = summedLevels[start];
+                acc.resize(2 * levels[0].size());
+                for (std::size_t b = 0; b < levels[0].size(); ++b) {
+                    acc[b] += levels[0][b];
+                    acc[levels[0].size() + b] += levels[1][b];
+                }
+                continue;
+            }
             for (std::size_t b = 0; b < levels[0].size(); ++b)
                 if (std::max(levels[0][b], levels[1][b]) > floor)
                     diffs.push_back(std::fabs(10 * std::log10((levels[0][b] + floor * 1e-3) /
                                                               (levels[1][b] + floor * 1e-3))));
         }
+    for (const auto& [start, acc] : summedLevels) {
+        const std::size_t n = acc.size() / 2;
+        for (std::size_t b = 0; b < n; ++b)
+            if (std::max(acc[b], acc[n + b]) > floor)
+                diffs.push_back(std::fabs(
+                    10 * std::log10((acc[b] + floor * 1e-3) / (acc[n + b] + floor * 1e-3))));
+    }
     if (diffs.empty())
         return {0.0, 0.0};
     double sum = 0;
@@ -164,13 +184,14 @@ int main(int argc, char** argv) {
     if (argc < 3) {
         std::fprintf(
             stderr,
-            "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1] "
+            "usage: pcm_compare TEST.wav REFERENCE.wav [--skip N] [--bands SFI] [--octaves 1|2] "
             "[--lead N] [--range A:B | --exclude A:B]\n");
         return 2;
     }
     long skip = 0, lead = 0;
     int sfi = -1;
-    bool octaves = false, inside = true;
+    int octaves = 0;
+    bool inside = true;
     std::size_t from = 0, to = SIZE_MAX;
     for (int i = 3; i + 1 < argc; i += 2) {
         if (std::string(argv[i]) == "--skip")
@@ -180,7 +201,7 @@ int main(int argc, char** argv) {
         else if (std::string(argv[i]) == "--bands")
             sfi = std::atoi(argv[i + 1]);
         else if (std::string(argv[i]) == "--octaves")
-            octaves = std::atoi(argv[i + 1]) != 0;
+            octaves = std::atoi(argv[i + 1]);
         else if (std::string(argv[i]) == "--range" || std::string(argv[i]) == "--exclude") {
             inside = std::string(argv[i]) == "--range";
             const std::string v = argv[i + 1];
@@ -246,7 +267,7 @@ int main(int argc, char** argv) {
             pct(0.5), pct(0.95), pct(1.0), streamMax);
     }
     if (octaves && a.rate > 0) {
-        const auto [mean, p95] = octave_differences(a, r, frames);
+        const auto [mean, p95] = octave_differences(a, r, frames, octaves == 2);
         std::printf(" octave_mean=%.3f octave_p95=%.3f", mean, p95);
     }
     std::printf("\n");

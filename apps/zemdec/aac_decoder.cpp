@@ -100,8 +100,8 @@ int long_band_offsets(int sfi, int numBands, int32_t* offsets) {
 
 class Decoder {
   public:
-    Decoder(int sfi, int profile, const PcmOutput& out, std::FILE* log)
-        : sfi_(sfi), objectType_(profile + 1), out_(out), log_(log) {}
+    Decoder(int sfi, int profile, const PcmOutput& out, std::FILE* log, bool sbrLowPower)
+        : sfi_(sfi), objectType_(profile + 1), out_(out), log_(log), sbrLowPower_(sbrLowPower) {}
     ~Decoder() {
         for (ZemFdpState_32f* s : fdp_)
             if (s != nullptr)
@@ -194,7 +194,9 @@ class Decoder {
     // Until that block is emitted, and after it when it has SBR, the filter bank's output stays
     // in 32 bits for the SBR analysis.
     bool sbr_ = false;
+    bool sbrLowPower_;
     bool lateSbrReported_ = false;
+    bool psIgnoredReported_ = false;
     long psFrom_ = -1;
     long sbrErrors_ = 0; // damaged SBR payloads (the core of their frames is still decoded)
     int lastSlot_ = -1;
@@ -612,7 +614,8 @@ void Decoder::emit_sbr(const bool* decoded) {
             continue;
         int outs[2] = {slot.out[0], channels == 2 ? slot.out[1] : mono ? 1 : -1};
         if (!sbrElements_[i])
-            sbrElements_[i] = std::make_unique<SbrElement>(aac_sample_rate(sfi_), channels, mono);
+            sbrElements_[i] =
+                std::make_unique<SbrElement>(aac_sample_rate(sfi_), channels, mono, sbrLowPower_);
         SbrElement& e = *sbrElements_[i];
         if (i < pending_.size() && pending_[i].present) {
             const char* what = "";
@@ -630,6 +633,13 @@ void Decoder::emit_sbr(const bool* decoded) {
         e.process(core, objectType_ == kProfileLtp + 1 ? 0.125f : 1.0f / 256, out);
         if (!psBefore && e.ps_started() && psFrom_ < 0)
             psFrom_ = frame_;
+        if (e.ps_ignored() && !psIgnoredReported_) {
+            say(log_,
+                "note: frame %ld: parametric stereo is left out by the low-power SBR decoder "
+                "(both channels carry the mono signal)\n",
+                frame_);
+            psIgnoredReported_ = true;
+        }
         for (int o : outs)
             if (o >= 0)
                 written[o] = true;
@@ -656,7 +666,7 @@ void Decoder::conceal() {
 }
 
 DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dataEnd,
-                          const PcmOutput& out, std::FILE* log) {
+                          const PcmOutput& out, std::FILE* log, bool sbrLowPower) {
     DecodeSummary sum;
     const Buffer& in = file;
     ZemAacAdifRec adif{};
@@ -676,7 +686,7 @@ DecodeSummary decode_adif(const Buffer& file, std::size_t start, std::size_t dat
         sum.errors = 1;
         return sum;
     }
-    auto dec = std::make_unique<Decoder>(sfi, pces[0].object_type, out, log);
+    auto dec = std::make_unique<Decoder>(sfi, pces[0].object_type, out, log, sbrLowPower);
     dec->set_pce_layout(pces[0]);
     const uint8_t* end = in.data() + dataEnd;
     int32_t pos = 0;
@@ -722,7 +732,7 @@ void decode_adts_blocks(Decoder& dec, const ZemAacAdtsRec& h, const uint8_t* d,
 }
 
 DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
-                          const PcmOutput& out, std::FILE* log) {
+                          const PcmOutput& out, std::FILE* log, bool sbrLowPower) {
     DecodeSummary sum;
     std::unique_ptr<Decoder> dec;
     int sfi = -1;
@@ -768,7 +778,7 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
             ++sum.errors;
         if (!dec) { // the first frame sets the sampling rate and the channel configuration
             sfi = h.sampling_frequency_index;
-            dec = std::make_unique<Decoder>(sfi, h.profile, out, log);
+            dec = std::make_unique<Decoder>(sfi, h.profile, out, log, sbrLowPower);
             AacLayout layout;
             if (layout_from_configuration(h.channel_configuration, layout))
                 dec->set_layout(layout);
@@ -806,13 +816,13 @@ DecodeSummary decode_adts(const Buffer& file, std::size_t pos0, std::size_t end,
 
 } // namespace
 
-DecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log) {
+DecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log, bool sbrLowPower) {
     const StreamLocation loc = locate_stream(in);
     if (loc.kind == StreamKind::Adif)
-        return decode_adif(in, loc.begin, loc.end, out, log);
+        return decode_adif(in, loc.begin, loc.end, out, log, sbrLowPower);
     report_leading_junk(log, loc);
     return decode_adts(in, loc.kind == StreamKind::Adts ? loc.begin : loc.tagsEnd, loc.end, out,
-                       log);
+                       log, sbrLowPower);
 }
 
 } // namespace zemdec

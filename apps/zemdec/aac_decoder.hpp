@@ -1,5 +1,5 @@
-// AAC-LC decoding with the library's exports: ADTS or ADIF streams to interleaved 16-bit PCM
-// in WAV channel order.
+// AAC decoding with the library's exports (AAC Main, LC and LTP, with SBR and PS): ADTS or ADIF
+// streams to interleaved 16-bit PCM in WAV channel order.
 #pragma once
 
 #include <cstdio>
@@ -9,7 +9,9 @@
 
 namespace zemdec {
 
-// PCM blocks of 1024 samples per channel, one per raw data block.
-DecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log);
+// PCM blocks of 1024 samples per channel, one per raw data block, or 2048 with SBR (HE-AAC);
+// sbrLowPower selects the real-valued SBR decoder, which leaves parametric stereo out.
+DecodeSummary decode_aac(const Buffer& in, const PcmOutput& out, std::FILE* log,
+                         bool sbrLowPower = false);
 
 } // namespace zemdec

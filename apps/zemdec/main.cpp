@@ -17,12 +17,14 @@
 namespace {
 
 const char kUsage[] =
-    "usage: zemdec [--info] [--no-gapless] INPUT [OUTPUT]\n"
+    "usage: zemdec [--info] [--no-gapless] [--sbr-lp] INPUT [OUTPUT]\n"
     "       zemdec --help\n"
     "\n"
     "Decodes an AAC-LC, AAC Main or AAC LTP stream (ADTS frames, or an ADIF header\n"
-    "and raw data blocks) or an MP3 stream (MPEG-1 or MPEG-2 Layer III) from INPUT to\n"
-    "a 16-bit WAV file in WAV channel order. Damaged frames are reported with their\n"
+    "and raw data blocks), also with SBR and parametric stereo (HE-AAC and HE-AAC v2),\n"
+    "or an MP3 stream (MPEG-1 or MPEG-2 Layer III) from INPUT to a 16-bit WAV file in\n"
+    "WAV channel order. SBR in the first raw data block doubles the output rate, and a\n"
+    "mono core then gives two channels. Damaged frames are reported with their\n"
     "number and byte offset and replaced by silence; decoding resumes at the next\n"
     "frame.\n"
     "MP3 decoding is gapless: the encoder delay and padding that a LAME info frame\n"
@@ -32,6 +34,8 @@ const char kUsage[] =
     "                sampling rate, channels, profile or mode, frame length (and for\n"
     "                AAC the raw data blocks; for ADIF the program config elements)\n"
     "  --no-gapless  keep every decoded MP3 sample\n"
+    "  --sbr-lp      decode SBR with the real-valued low-power decoder on the\n"
+    "                fixed-point banks (parametric stereo is then left out)\n"
     "  --help        print this text\n"
     "  INPUT         stream to decode; '-' reads standard input\n"
     "  OUTPUT        WAV file to write; defaults to INPUT with the extension .wav,\n"
@@ -48,6 +52,7 @@ const char kUsage[] =
 struct Options {
     bool info = false;
     bool gapless = true;
+    bool sbrLowPower = false;
     std::string input;
     std::string output;
 };
@@ -92,7 +97,7 @@ int decode(const Options& opt, const zemdec::Buffer& in) {
         [&](const int16_t* pcm, std::size_t frames) { wav.write(pcm, frames); }};
     const bool mp3 = zemdec::looks_like_mp3(in);
     const zemdec::DecodeSummary sum = mp3 ? zemdec::decode_mp3(in, out, {opt.gapless, false}, log)
-                                          : zemdec::decode_aac(in, out, log);
+                                          : zemdec::decode_aac(in, out, log, opt.sbrLowPower);
     const bool started = wav.started();
     if (!wav.finish()) {
         std::fprintf(stderr, "zemdec: writing %s failed: %s\n", opt.output.c_str(),
@@ -163,6 +168,8 @@ int main(int argc, char** argv) {
             opt.info = true;
         } else if (arg == "--no-gapless") {
             opt.gapless = false;
+        } else if (arg == "--sbr-lp") {
+            opt.sbrLowPower = true;
         } else if (arg.size() > 1 && arg[0] == '-' && arg != "-") {
             std::fprintf(stderr, "zemdec: unknown option %s\n\n%s", arg.c_str(), kUsage);
             return 2;

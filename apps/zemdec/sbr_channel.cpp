@@ -58,16 +58,25 @@ void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bo
         }
 }
 
-SbrChannel::SbrChannel() {
+SbrChannel::SbrChannel(bool lowPower) : lowPower_(lowPower) {
     int32_t spec = 0, init = 0, work = 0;
-    zemsAnalysisFilterGetSize_SBR_RToC_32f32fc(&spec, &init, &work);
-    analysisMem_.resize(std::size_t(spec + init));
-    zemsAnalysisFilterInit_SBR_RToC_32f32fc(&analysis_, analysisMem_.data(),
-                                            analysisMem_.data() + spec);
-    zemsSynthesisFilterGetSize_SBR_CToR_32fc32f(&spec, &init, &work);
-    synthesisMem_.resize(std::size_t(spec + init));
-    zemsSynthesisFilterInit_SBR_CToR_32fc32f(&synthesis_, synthesisMem_.data(),
-                                             synthesisMem_.data() + spec);
+    if (lowPower) {
+        zemsAnalysisFilterGetSize_SBRLP_32s(&spec);
+        analysisMem_.resize(std::size_t(spec));
+        zemsAnalysisFilterInit_SBRLP_32s(analysisMem_.data());
+        zemsSynthesisFilterGetSize_SBRLP_32s(&spec);
+        synthesisMem_.resize(std::size_t(spec));
+        zemsSynthesisFilterInit_SBRLP_32s(synthesisMem_.data());
+    } else {
+        zemsAnalysisFilterGetSize_SBR_RToC_32f32fc(&spec, &init, &work);
+        analysisMem_.resize(std::size_t(spec + init));
+        zemsAnalysisFilterInit_SBR_RToC_32f32fc(&analysis_, analysisMem_.data(),
+                                                analysisMem_.data() + spec);
+        zemsSynthesisFilterGetSize_SBR_CToR_32fc32f(&spec, &init, &work);
+        synthesisMem_.resize(std::size_t(spec + init));
+        zemsSynthesisFilterInit_SBR_CToR_32fc32f(&synthesis_, synthesisMem_.data(),
+                                                 synthesisMem_.data() + spec);
+    }
     for (int i = 0; i < 320; ++i)
         window32_[i] = kSbrQmfWindow[2 * i];
     for (int i = 0; i < kQmfSlots; ++i)
@@ -78,6 +87,10 @@ SbrChannel::SbrChannel() {
 
 void SbrChannel::analyse(const int32_t* core, float scale) {
     std::memmove(low_[0], low_[kQmfSlots], sizeof(low_[0]) * kHfGen);
+    if (lowPower_) {
+        analyse_low_power(core, scale);
+        return;
+    }
     float x[1024];
     for (int n = 0; n < 1024; ++n)
         x[n] = float(core[n]) * scale;
@@ -107,7 +120,19 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
     const Zem32fc* lowRows[kLowRows];
     for (int r = 0; r < kLowRows; ++r)
         lowRows[r] = low_[r];
-    zemsPredictCoef_SBR_C_32fc_D2L(lowRows, alpha0_, alpha1_, b.k0, kLowRows - 2);
+    if (lowPower_) {
+        const int32_t* fixedRows[kLowRows];
+        for (int r = 0; r < kLowRows; ++r)
+            fixedRows[r] = lowFixed_[r];
+        for (int k = 0; k < b.k0; ++k) {
+            int32_t a0 = 0, a1 = 0, reflection = 0;
+            zemsPredictOneCoef_SBRLP_32s_D2L(fixedRows, &a0, &a1, &reflection, k, kLowRows - 2, 1);
+            alpha0_[k] = {float(a0) * 0x1p-29f, 0.0f};
+            alpha1_[k] = {float(a1) * 0x1p-29f, 0.0f};
+        }
+    } else {
+        zemsPredictCoef_SBR_C_32fc_D2L(lowRows, alpha0_, alpha1_, b.k0, kLowRows - 2);
+    }
     const int first = 2 * d.tE[0] + kHfAdj, end = 2 * d.tE[d.numEnv] + kHfAdj;
     // Per generated band the chirp-weighted coefficients, as (a, a) and (-b, b) pairs for a
     // coefficient a + ib, so that each output pair is the same sum of pairwise products.
@@ -178,7 +203,8 @@ void SbrChannel::map_and_estimate(const SbrBands& b, const SbrHeader& h, const S
         }
         // Energies of the generated bands, per QMF band or averaged over each envelope band.
         const int r0 = 2 * d.tE[l] + kHfAdj, r1 = 2 * d.tE[l + 1] + kHfAdj;
-        const float perSlot = 1.0f / float(r1 - r0);
+        // A real QMF value carries half the energy of the complex one on average.
+        const float perSlot = (lowPower_ ? 2.0f : 1.0f) / float(r1 - r0);
         float* e = eCurr_[l];
         std::fill(e, e + m, 0.0f);
         for (int r = r0; r < r1; ++r) {
@@ -364,7 +390,48 @@ void SbrChannel::pass_through() {
     prevTransientAtEnd_ = false;
 }
 
+// The fixed-point real bank takes the core at 256 times the PCM scale and gives twice the real
+// bank's values at the PCM scale; the synthesis bank returns from there to the PCM scale.
+void SbrChannel::analyse_low_power(const int32_t* core, float scale) {
+    std::memmove(lowFixed_[0], lowFixed_[kQmfSlots], sizeof(lowFixed_[0]) * kHfGen);
+    const int64_t gain = std::llround(256.0f * scale); // 1, or 32 for the LTP history
+    int32_t x[32];
+    for (int l = 0; l < kQmfSlots; ++l) {
+        for (int n = 0; n < 32; ++n)
+            x[n] = int32_t(
+                std::clamp<int64_t>(gain * core[32 * l + n], -(1 << 30) + 1, (1 << 30) - 1));
+        int32_t* row = lowFixed_[kHfGen + l];
+        zemsAnalysisFilter_SBRLP_32s(
+            x, row, 32, reinterpret_cast<ZemSbrAnalysisSpec_32s*>(analysisMem_.data()));
+        for (int k = 0; k < 32; ++k)
+            low_[kHfGen + l][k] = {0.5f * float(row[k]), 0.0f};
+    }
+}
+
+// The synthesis bank truncates each of its products: fed 8 times the values it expects, its
+// mean bias of about -5.5 output units shrinks to 0.7 LSB, and full scale still fits.
+void SbrChannel::synthesise_low_power(Zem32fc* const* rows, float* out) {
+    constexpr float kLimit = 67108863.0f; // the bank's input range, 2^26
+    constexpr float kHeadroom = 8.0f;
+    int32_t x[64], y[64];
+    for (int l = 0; l < kQmfSlots; ++l) {
+        for (int k = 0; k < 64; ++k) {
+            const float v = 2.0f * kHeadroom * rows[l][k].re;
+            const float low = v > -kLimit ? v : -kLimit; // NaN too
+            x[k] = int32_t(std::lrint(low < kLimit ? low : kLimit));
+        }
+        zemsSynthesisFilter_SBRLP_32s(
+            x, y, reinterpret_cast<ZemSbrSynthesisSpec_32s*>(synthesisMem_.data()));
+        for (int n = 0; n < 64; ++n)
+            out[64 * l + n] = float(y[n]) * (1.0f / kHeadroom);
+    }
+}
+
 void SbrChannel::synthesise(Zem32fc* const* rows, float* out) {
+    if (lowPower_) {
+        synthesise_low_power(rows, out);
+        return;
+    }
     zemsSynthesisFilter_SBR_CToR_32fc32f_D2L(rows, out, kSbrQmfWindow, kQmfSlots, synthesis_,
                                              work_);
 }

@@ -29,7 +29,9 @@ void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bo
 
 class SbrChannel {
   public:
-    SbrChannel();
+    // lowPower: the real-valued decoder on the fixed-point banks and predictor (the QMF values
+    // keep zero imaginary parts, the adjustment drops what it adds there).
+    explicit SbrChannel(bool lowPower = false);
     SbrChannel(const SbrChannel&) = delete;
     SbrChannel& operator=(const SbrChannel&) = delete;
 
@@ -57,9 +59,15 @@ class SbrChannel {
     void assemble(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d, bool reset);
     void build_x(int kx, int m, int trailOfFrame);
 
+    void analyse_low_power(const int32_t* core, float scale);
+    void synthesise_low_power(Zem32fc* const* rows, float* out);
+
+    bool lowPower_;
     std::vector<uint8_t> analysisMem_, synthesisMem_;
     ZemSbrAnalysisSpec_32f* analysis_ = nullptr;
     ZemSbrSynthesisSpec_32f* synthesis_ = nullptr;
+    // The low-power decoder's fixed-point analysis output, rows as low_'s.
+    int32_t lowFixed_[kLowRows][32] = {};
     uint8_t work_[1024] = {};
     float window32_[320];
 

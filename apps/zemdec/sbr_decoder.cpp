@@ -13,12 +13,13 @@ constexpr int kExtensionIdPs = 2;
 
 } // namespace
 
-SbrElement::SbrElement(int coreRate, int channels, bool stereoOut)
-    : coreRate_(coreRate), channels_(channels), stereoOut_(stereoOut && channels == 1) {
-    const int banks = channels == 2 || stereoOut_ ? 2 : 1;
+SbrElement::SbrElement(int coreRate, int channels, bool stereoOut, bool lowPower)
+    : coreRate_(coreRate), channels_(channels), stereoOut_(stereoOut && channels == 1),
+      lowPower_(lowPower) {
+    const int banks = channels == 2 || (stereoOut_ && !lowPower) ? 2 : 1;
     for (int c = 0; c < banks; ++c)
-        ch_[c] = std::make_unique<SbrChannel>();
-    if (stereoOut_)
+        ch_[c] = std::make_unique<SbrChannel>(lowPower);
+    if (stereoOut_ && !lowPower)
         ps_ = std::make_unique<PsDecoder>();
     for (int i = 0; i < kQmfSlots; ++i)
         rightRows_[i] = right_[i];
@@ -70,6 +71,7 @@ bool SbrElement::read(const uint8_t* data, int bytes, const char** what) {
             ps_->read(br, left);
             left -= br.position() - start;
         } else {
+            psIgnored_ = psIgnored_ || (id == kExtensionIdPs && lowPower_);
             br.skip(left);
             left = 0;
         }
@@ -97,6 +99,11 @@ void SbrElement::process(const int32_t* const* core, float scale, float* const* 
     if (frameValid_)
         reset_ = false;
     frameValid_ = false;
+    if (stereoOut_ && lowPower_) { // two equal channels
+        ch_[0]->synthesise(ch_[0]->rows(), out[0]);
+        std::copy(out[0], out[0] + 2048, out[1]);
+        return;
+    }
     if (stereoOut_) {
         // With parametric stereo the mixing rewrites the mono rows as the left channel; before
         // it starts the two channels are equal.

@@ -12,8 +12,9 @@ namespace zemdec {
 
 class SbrElement {
   public:
-    // channels: the core channels (1 or 2); stereoOut: a mono element that feeds two outputs.
-    SbrElement(int coreRate, int channels, bool stereoOut);
+    // channels: the core channels (1 or 2); stereoOut: a mono element that feeds two outputs;
+    // lowPower: the real-valued decoder, which leaves parametric stereo out (equal channels).
+    SbrElement(int coreRate, int channels, bool stereoOut, bool lowPower = false);
 
     // One payload of the frame (the fill element's bytes, starting with the extension type).
     // On damaged data returns false with a reason; SBR then stays off until a valid header.
@@ -25,6 +26,7 @@ class SbrElement {
     void process(const int32_t* const* core, float scale, float* const* out);
 
     bool ps_started() const { return ps_ && ps_->started(); }
+    bool ps_ignored() const { return psIgnored_; }
 
   private:
     int coreRate_;
@@ -34,6 +36,8 @@ class SbrElement {
     bool frameValid_ = false;
     bool reset_ = true;
     bool coupling_ = false;
+    bool lowPower_;
+    bool psIgnored_ = false; // PS data seen by the low-power decoder
     SbrHeader header_;
     SbrBands bands_;
     SbrChannelData data_[2];
