@@ -324,25 +324,26 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
             const Zem32fc* src = high_[i + kHfAdj] + kx;
             Zem32fc* out = y[i] + kx;
             // The sinusoid's phase turns by a quarter per slot; its imaginary part alternates
-            // in sign from band to band.
+            // in sign from band to band. Bands with a sinusoid (and all of a transient
+            // envelope) take it instead of the noise, which walks the table from the next entry.
             const float phiRe = indexSine_ == 0 ? 1.0f : indexSine_ == 2 ? -1.0f : 0.0f;
-            float phiIm = indexSine_ == 1 ? 1.0f : indexSine_ == 3 ? -1.0f : 0.0f;
-            if (kx & 1)
-                phiIm = -phiIm;
-            int noise = indexNoise_;
+            const float phiIm = (indexSine_ == 1   ? 1.0f
+                                 : indexSine_ == 3 ? -1.0f
+                                                   : 0.0f) *
+                                (kx & 1 ? -1.0f : 1.0f);
+            const float* sm = sM_[l];
+            Zem32fc add[kSbrMaxBands];
+            const int first = (indexNoise_ + 1) & 511;
+            const int run = std::min(m, 512 - first); // up to the table's end, then from 0
             for (int j = 0; j < m; ++j) {
-                out[j].re = src[j].re * gFilt[j];
-                out[j].im = src[j].im * gFilt[j];
-                noise = (noise + 1) & 511;
-                const float s = sM_[l][j];
-                if (s != 0.0f || transient) {
-                    out[j].re += s * phiRe;
-                    out[j].im += s * phiIm;
-                } else {
-                    out[j].re += qFilt[j] * kSbrNoiseTable[noise][0];
-                    out[j].im += qFilt[j] * kSbrNoiseTable[noise][1];
-                }
-                phiIm = -phiIm;
+                const float* v = kSbrNoiseTable[j < run ? first + j : j - run];
+                const float im = j & 1 ? -phiIm : phiIm;
+                add[j] = sm[j] != 0.0f || transient ? Zem32fc{sm[j] * phiRe, sm[j] * im}
+                                                    : Zem32fc{qFilt[j] * v[0], qFilt[j] * v[1]};
+            }
+            for (int j = 0; j < m; ++j) {
+                out[j].re = src[j].re * gFilt[j] + add[j].re;
+                out[j].im = src[j].im * gFilt[j] + add[j].im;
             }
             indexNoise_ = (indexNoise_ + m) & 511;
             indexSine_ = (indexSine_ + 1) & 3;
