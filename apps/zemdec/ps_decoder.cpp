@@ -17,8 +17,6 @@ namespace {
 
 Zem32fc polar(double angle) { return {float(std::cos(angle)), float(std::sin(angle))}; }
 
-Zem32fc mul(Zem32fc a, Zem32fc b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
-
 } // namespace
 
 void PsDecoder::init_tables() {
@@ -255,44 +253,80 @@ void PsDecoder::decorrelate(const ps::HybridLayout& lay, int top) {
 
     constexpr int kHold = ps::kLongDelay;
     Zem32fc line[kHold + kSlots];
-    for (int k = 0; k < lay.bands; ++k) {
+    for (int k = lay.allpassBands; k < lay.bands; ++k) {
         std::copy_n(delay_[k], kHold, line);
         std::copy_n(s_[k], kSlots, line + kHold);
         std::copy_n(line + kSlots, kHold, delay_[k]);
         const float* g = gain_[lay.parMap[k]];
         Zem32fc* d = d_[k];
-        if (k >= lay.allpassBands) {
-            const int lag = k < lay.shortDelayBand ? ps::kLongDelay : 1;
-            for (int n = 0; n < kSlots; ++n)
-                d[n] = {g[n] * line[kHold + n - lag].re, g[n] * line[kHold + n - lag].im};
-            continue;
+        const int lag = k < lay.shortDelayBand ? ps::kLongDelay : 1;
+        for (int n = 0; n < kSlots; ++n)
+            d[n] = {g[n] * line[kHold + n - lag].re, g[n] * line[kHold + n - lag].im};
+    }
+    for (int k = 0; k < lay.allpassBands; k += kLanes)
+        allpass(lay, cfg, k, std::min(kLanes, lay.allpassBands - k));
+}
+
+// z^-2 phi_fract(k) prod_m (Q(k,m) z^-d(m) - a(m) g(k)) / (1 - a(m) g(k) Q(k,m) z^-d(m)) on
+// bands k0 .. k0 + lanes - 1, each link as a lattice: w(n) = x(n) + ag y(n),
+// y(n) = Q w(n - d) - ag x(n). The bands run side by side, one per lane, each with the
+// arithmetic of a single band, so that the compiler vectorises across them.
+void PsDecoder::allpass(const ps::HybridLayout& lay, int cfg, int k0, int lanes) {
+    using Lanes = float __attribute__((vector_size(16))); // one band per lane
+    static_assert(sizeof(Lanes) == kLanes * sizeof(float));
+    constexpr int kHold = ps::kLongDelay, kMaxLink = 5;
+    Lanes xr[kHold + kSlots] = {}, xi[kHold + kSlots] = {}, g[kSlots] = {};
+    Lanes wr[ps::kLinks][kMaxLink + kSlots] = {}, wi[ps::kLinks][kMaxLink + kSlots] = {};
+    Lanes phr = {}, phi = {}, ag[ps::kLinks] = {}, qr[ps::kLinks] = {}, qi[ps::kLinks] = {};
+    for (int v = 0; v < lanes; ++v) {
+        const int k = k0 + v;
+        for (int n = 0; n < kHold; ++n) {
+            xr[n][v] = delay_[k][n].re;
+            xi[n][v] = delay_[k][n].im;
         }
-        // z^-2 phi_fract(k) prod_m (Q(k,m) z^-d(m) - a(m) g(k)) / (1 - a(m) g(k) Q(k,m) z^-d(m)),
-        // each link as a lattice: w(n) = x(n) + ag y(n), y(n) = Q w(n - d) - ag x(n).
+        for (int n = 0; n < kSlots; ++n) {
+            xr[kHold + n][v] = s_[k][n].re;
+            xi[kHold + n][v] = s_[k][n].im;
+            g[n][v] = gain_[lay.parMap[k]][n];
+        }
+        for (int n = 0; n < kHold; ++n)
+            delay_[k][n] = {xr[kSlots + n][v], xi[kSlots + n][v]};
         const float slope =
             std::clamp(1.0f - ps::kDecaySlope * float(k - lay.decayCutoff), 0.0f, 1.0f);
-        constexpr int kMaxLink = 5;
-        Zem32fc w[ps::kLinks][kMaxLink + kSlots];
-        float ag[ps::kLinks];
+        phr[v] = phiFract_[cfg][k].re;
+        phi[v] = phiFract_[cfg][k].im;
         for (int m = 0; m < ps::kLinks; ++m) {
-            std::copy_n(allpass_[k][m], kMaxLink, w[m]);
-            ag[m] = ps::kLinkCoefficient[m] * slope;
-        }
-        const Zem32fc phi = phiFract_[cfg][k];
-        const Zem32fc* q = qFract_[cfg][k];
-        for (int n = 0; n < kSlots; ++n) {
-            Zem32fc x = mul(line[kHold + n - ps::kAllpassPreDelay], phi);
-            for (int m = 0; m < ps::kLinks; ++m) {
-                const Zem32fc z = mul(w[m][kMaxLink + n - ps::kLinkDelay[m]], q[m]);
-                const Zem32fc y = {z.re - ag[m] * x.re, z.im - ag[m] * x.im};
-                w[m][kMaxLink + n] = {x.re + ag[m] * y.re, x.im + ag[m] * y.im};
-                x = y;
+            ag[m][v] = ps::kLinkCoefficient[m] * slope;
+            qr[m][v] = qFract_[cfg][k][m].re;
+            qi[m][v] = qFract_[cfg][k][m].im;
+            for (int n = 0; n < kMaxLink; ++n) {
+                wr[m][n][v] = allpass_[k][m][n].re;
+                wi[m][n][v] = allpass_[k][m][n].im;
             }
-            d[n] = {g[n] * x.re, g[n] * x.im};
         }
-        for (int m = 0; m < ps::kLinks; ++m)
-            std::copy_n(w[m] + kSlots, kMaxLink, allpass_[k][m]);
     }
+    for (int n = 0; n < kSlots; ++n) {
+        const Lanes ar = xr[kHold + n - ps::kAllpassPreDelay],
+                    ai = xi[kHold + n - ps::kAllpassPreDelay];
+        Lanes x0 = ar * phr - ai * phi, x1 = ar * phi + ai * phr;
+        for (int m = 0; m < ps::kLinks; ++m) {
+            const Lanes br = wr[m][kMaxLink + n - ps::kLinkDelay[m]],
+                        bi = wi[m][kMaxLink + n - ps::kLinkDelay[m]];
+            const Lanes zr = br * qr[m] - bi * qi[m], zi = br * qi[m] + bi * qr[m];
+            const Lanes yr = zr - ag[m] * x0, yi = zi - ag[m] * x1;
+            wr[m][kMaxLink + n] = x0 + ag[m] * yr;
+            wi[m][kMaxLink + n] = x1 + ag[m] * yi;
+            x0 = yr;
+            x1 = yi;
+        }
+        const Lanes dr = g[n] * x0, di = g[n] * x1;
+        for (int v = 0; v < lanes; ++v)
+            d_[k0 + v][n] = {dr[v], di[v]};
+    }
+    for (int v = 0; v < lanes; ++v)
+        for (int m = 0; m < ps::kLinks; ++m)
+            for (int n = 0; n < kMaxLink; ++n)
+                allpass_[k0 + v][m][n] = {wr[m][kSlots + n][v], wi[m][kSlots + n][v]};
 }
 
 // L into s_, R into d_. The bands of negative frequency take the conjugate phase rotation. Each

@@ -65,6 +65,8 @@ class PsDecoder {
     void load_filters(Zem32fc* const* l, const Zem32fc* const* ahead);
     void analyse(Zem32fc* const* l, const ps::HybridLayout& lay);
     void decorrelate(const ps::HybridLayout& lay, int top);
+    static constexpr int kLanes = 4; // all-pass bands run side by side
+    void allpass(const ps::HybridLayout& lay, int cfg, int k0, int lanes);
     void mix(const ps::HybridLayout& lay);
     void synthesise(Zem32fc* const* l, Zem32fc* const* r, const ps::HybridLayout& lay) const;
 
