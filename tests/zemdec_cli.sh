@@ -31,6 +31,13 @@ expect 0 "decode to a file" -- "${zemdec[@]}" "$samples/tone_stereo_44k.aac" "$t
 cmp -s <(tail -c +45 "$tmp/a.wav") <(tail -c +45 "$tmp/piped.wav") || { echo "FAIL: piped audio differs"; fail=1; }
 expect 0 "--info on a sample" -- "${zemdec[@]}" --info "$samples/tone_stereo_44k.aac"
 grep -q 'frame 0 @0: 44100 Hz, channel config 2, LC' "$tmp/out" || { echo "FAIL: first frame line"; fail=1; }
+# SBR and PS live in fill elements: --info decodes to name them.
+heaac=$samples/../tests/data/heaac/ps-s24-speech-16k.aac
+expect 0 "--info on HE-AAC v2" -- "${zemdec[@]}" --info "$heaac"
+grep -q 'tools: AAC core with SBR (output 24000 Hz, 2 channels) and parametric stereo' "$tmp/out" ||
+  { echo "FAIL: --info names no SBR and PS"; fail=1; }
+expect 0 "--sbr-lp on HE-AAC v2" -- "${zemdec[@]}" --sbr-lp "$heaac" "$tmp/lp.wav"
+grep -q 'parametric stereo is left out' "$tmp/out" || { echo "FAIL: --sbr-lp does not note PS"; fail=1; }
 expect 2 "unknown option" -- "${zemdec[@]}" --bogus
 expect 2 "a directory" -- "${zemdec[@]}" "$tmp"
 grep -q 'is a directory' "$tmp/err" || { echo "FAIL: directory not reported"; fail=1; }

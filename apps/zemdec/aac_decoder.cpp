@@ -617,6 +617,7 @@ void Decoder::emit_sbr(const bool* decoded) {
             sbrElements_[i] =
                 std::make_unique<SbrElement>(aac_sample_rate(sfi_), channels, mono, sbrLowPower_);
         SbrElement& e = *sbrElements_[i];
+        const bool psBefore = e.ps_started();
         if (i < pending_.size() && pending_[i].present) {
             const char* what = "";
             if (!e.read(pending_[i].data, pending_[i].bytes, &what)) {
@@ -625,7 +626,6 @@ void Decoder::emit_sbr(const bool* decoded) {
                     frame_, offset_, what);
             }
         }
-        const bool psBefore = e.ps_started();
         const int32_t* core[2] = {core_[outs[0]], channels == 2 ? core_[outs[1]] : nullptr};
         float* out[2] = {sbrOut_.data() + std::size_t(outs[0]) * 2048,
                          outs[1] >= 0 ? sbrOut_.data() + std::size_t(outs[1]) * 2048 : nullptr};
