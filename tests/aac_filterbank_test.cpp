@@ -287,6 +287,17 @@ TEST(AacFilterBankKernels, OnlyLongSimdMatchesScalar) {
             ASSERT_EQ(pcmScalar, pcmSimd) << "trial " << trial << " kernel " << k;
             ASSERT_EQ(ovScalar, ovSimd) << "trial " << trial << " kernel " << k;
         }
+        // The 32-bit flavour, with canaries around its output.
+        std::vector<int32_t> ov32Scalar = ov, outScalar(1024 + 16, 0x5A5A5A5A);
+        zem::aac::kOverlapScalar.only_long_32(X.data() + o, ov32Scalar.data() + o, rise.data() + o,
+                                              fall.data() + o, outScalar.data() + 8 + o);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> ov32 = ov, out(1024 + 16, 0x5A5A5A5A);
+            simd[k].only_long_32(X.data() + o, ov32.data() + o, rise.data() + o, fall.data() + o,
+                                 out.data() + 8 + o);
+            ASSERT_EQ(outScalar, out) << "trial " << trial << " kernel " << k;
+            ASSERT_EQ(ov32Scalar, ov32) << "trial " << trial << " kernel " << k;
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 // The AAC filter bank: windowing, inverse MDCT and overlap-add into PCM, the forward MDCT for
 // encoders, and the reordering of grouped short-window spectra.
+#include <cstring>
+
 #include "aac/filterbank_tables.hpp"
 #include "aac/mdct_core.hpp"
 #include "aac/overlap_kernels.hpp"
@@ -104,6 +106,13 @@ ZEM_API ZemStatus zemsMDCTInv_AAC_32s_I(int32_t* pSrcDst, int32_t* pOverlap, int
             X[n] = short_overlap_sum(X, 1024 + n, windowShape, prevWindowShape, 32);
         for (int n = 576; n < 1024; ++n)
             X[n] = 0;
+    } else if (windowSequence == OnlyLong) {
+        aac_imdct_32s(X, 1024);
+        int32_t out[1024];
+        overlap_kernels().only_long_32(X, pOverlap, long_window(prevWindowShape),
+                                       long_window(windowShape), out);
+        std::memcpy(X, out, sizeof out);
+        return zemStatusOk;
     } else {
         aac_imdct_32s(X, 1024);
         const HalfWindow rise = first_half(windowSequence, prevWindowShape);

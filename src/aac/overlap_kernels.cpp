@@ -28,6 +28,33 @@ void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, c
         overlap[n] = windowed(fall[1023 - n], X[1535 - n]);
 }
 
+void only_long_32_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                         const int32_t* fall, int32_t* out) {
+    for (int n = 0; n < 512; ++n)
+        out[n] = wrap_add(overlap[n], mul_hi32(rise[n], X[n]));
+    for (int n = 512; n < 1024; ++n)
+        out[n] = wrap_add(overlap[n], mul_hi32(rise[n], wrap_neg(X[1023 - n])));
+    for (int n = 0; n < 512; ++n)
+        overlap[n] = mul_hi32(fall[1023 - n], X[512 + n]);
+    for (int n = 512; n < 1024; ++n)
+        overlap[n] = mul_hi32(fall[1023 - n], X[1535 - n]);
+}
+
+void only_long_32_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                       int32_t* out) {
+    using namespace simd;
+    const I32x4 zero = splat(0);
+    for (int n = 0; n < 1024; n += 4) {
+        const I32x4 x = n < 512 ? load(X + n) : zero - reverse(load(X + 1020 - n));
+        store(out + n, load(overlap + n) + mul_hi(load(rise + n), x));
+    }
+    for (int n = 0; n < 1024; n += 4) {
+        const I32x4 w = reverse(load(fall + 1020 - n));
+        const I32x4 x = n < 512 ? load(X + 512 + n) : reverse(load(X + 1532 - n));
+        store(overlap + n, mul_hi(w, x));
+    }
+}
+
 void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                     int16_t* pcm, int dstStep) {
     using namespace simd;

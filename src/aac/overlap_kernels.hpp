@@ -15,16 +15,25 @@ void only_long_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise, c
 void only_long_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                     int16_t* pcm, int dstStep);
 
+// The same in 32 bits after the plain core: out[n] = overlap[n] + hi(rise y) with every product
+// taken as hi(w y) (shift 32), no rounding or saturation, wrapping.
+void only_long_32_scalar(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                         const int32_t* fall, int32_t* out);
+void only_long_32_sse2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                       int32_t* out);
+
 struct OverlapKernels {
     void (*only_long)(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                       int16_t* pcm, int dstStep);
+    void (*only_long_32)(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                         const int32_t* fall, int32_t* out);
 };
-inline constexpr OverlapKernels kOverlapScalar = {only_long_scalar};
-inline constexpr OverlapKernels kOverlapSse2 = {only_long_sse2};
+inline constexpr OverlapKernels kOverlapScalar = {only_long_scalar, only_long_32_scalar};
+inline constexpr OverlapKernels kOverlapSse2 = {only_long_sse2, only_long_32_sse2};
 #if defined(__x86_64__)
 void only_long_avx2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
                     int16_t* pcm, int dstStep);
-inline constexpr OverlapKernels kOverlapAvx2 = {only_long_avx2};
+inline constexpr OverlapKernels kOverlapAvx2 = {only_long_avx2, only_long_32_sse2};
 #endif
 // The kernels this process runs (core/cpu.hpp).
 const OverlapKernels& overlap_kernels();
