@@ -15,6 +15,7 @@
 #include "sbr/qmf_float.hpp"
 #include "support/sbr_qmf_model.hpp"
 #include "support/seed.hpp"
+#include "support/simd_kernels.hpp"
 #include "zemac.h"
 
 namespace {
@@ -457,19 +458,22 @@ TEST(SbrQmfFloat, WindowKernelsAgreeToTheBit) {
         v = d(rng);
     for (float& v : window)
         v = d(rng);
-    for (int32_t index = 0; index < 320; index += 32) {
-        float a[64], b[64];
-        zem::sbr::kQmfWindowScalar.fold(line.data(), index, window.data(), a);
-        zem::sbr::kQmfWindowSse2.fold(line.data(), index, window.data(), b);
-        EXPECT_EQ(0, std::memcmp(a, b, sizeof a)) << index;
-    }
-    for (int32_t bands : {32, 64})
-        for (int32_t index = 0; index < 20 * bands; index += 2 * bands) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::sbr::kQmfWindowSse2, zem::sbr::kQmfWindowAvx2);
+    for (const auto& k : simd) {
+        for (int32_t index = 0; index < 320; index += 32) {
             float a[64], b[64];
-            zem::sbr::kQmfWindowScalar.output(line.data(), index, bands, window.data(), a);
-            zem::sbr::kQmfWindowSse2.output(line.data(), index, bands, window.data(), b);
-            EXPECT_EQ(0, std::memcmp(a, b, bands * sizeof(float))) << bands << " " << index;
+            zem::sbr::kQmfWindowScalar.fold(line.data(), index, window.data(), a);
+            k.fold(line.data(), index, window.data(), b);
+            EXPECT_EQ(0, std::memcmp(a, b, sizeof a)) << index;
         }
+        for (int32_t bands : {32, 64})
+            for (int32_t index = 0; index < 20 * bands; index += 2 * bands) {
+                float a[64], b[64];
+                zem::sbr::kQmfWindowScalar.output(line.data(), index, bands, window.data(), a);
+                k.output(line.data(), index, bands, window.data(), b);
+                EXPECT_EQ(0, std::memcmp(a, b, bands * sizeof(float))) << bands << " " << index;
+            }
+    }
 }
 
 TEST(SbrQmfFloat, RotationKernelsAgreeToTheBit) {

@@ -107,6 +107,16 @@ ZEM_AVX2 inline I64x4 even_u64(I32x8 a) {
 }
 ZEM_AVX2 inline I64x4 odd_u64(I32x8 a) { return {_mm256_srli_epi64(a.v, 32)}; }
 
+// Eight float lanes: plain products and sums (no fused multiply-add), so that a sum over the
+// same terms in the same order equals the SSE2 and scalar ones.
+struct F32x8 {
+    __m256 v;
+};
+ZEM_AVX2 inline F32x8 load8(const float* p) { return {_mm256_loadu_ps(p)}; }
+ZEM_AVX2 inline void store(float* p, F32x8 a) { _mm256_storeu_ps(p, a.v); }
+ZEM_AVX2 inline F32x8 operator+(F32x8 a, F32x8 b) { return {_mm256_add_ps(a.v, b.v)}; }
+ZEM_AVX2 inline F32x8 operator*(F32x8 a, F32x8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
+
 } // namespace zem::simd
 
 #endif

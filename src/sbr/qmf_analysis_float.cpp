@@ -52,7 +52,7 @@ void run(const float* pSrc, const float* pWindow, int32_t numSlots, int32_t numB
         const float* src = pSrc + 32 * l;
         for (int32_t j = 0; j < 32; ++j)
             delay[index + j] = src[31 - j];
-        kQmfWindowSse2.fold(delay, index, pWindow, u);
+        qmf_window_kernels().fold(delay, index, pWindow, u);
         if constexpr (Out == Output::Real) {
             real_bands(u, *qmf_dct(h), pWorkBuf, x);
             for (int32_t k = numBands; k < 32; ++k)

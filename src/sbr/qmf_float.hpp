@@ -76,6 +76,11 @@ struct QmfWindowKernels {
 };
 extern const QmfWindowKernels kQmfWindowScalar;
 extern const QmfWindowKernels kQmfWindowSse2;
+#if defined(__x86_64__)
+extern const QmfWindowKernels kQmfWindowAvx2; // eight lanes, the same bits
+#endif
+// The set this process runs (core/cpu.hpp).
+const QmfWindowKernels& qmf_window_kernels();
 
 // The rotations around the FFTs, scalar and SSE2 with identical results; complex values are
 // interleaved pairs, k = 1/64.

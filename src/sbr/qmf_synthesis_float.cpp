@@ -96,7 +96,7 @@ void run(Row<In> src, float* pDst, const float* pWindow, int32_t numSlots, QmfHe
             else
                 down_complex_values(r, i, *qmf_fft(h), pWorkBuf, v);
         }
-        kQmfWindowSse2.output(delay, index, Bands, pWindow, pDst + Bands * l);
+        qmf_window_kernels().output(delay, index, Bands, pWindow, pDst + Bands * l);
         index = index == 0 ? line - 2 * Bands : index - 2 * Bands;
     }
     h->index = index;
