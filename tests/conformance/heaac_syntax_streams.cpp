@@ -1,9 +1,10 @@
 // Writes HE-AAC streams with SBR syntax that the encoder at hand never produces: every frame
 // class with its variable borders and transient pointers, both frequency resolutions mixed,
 // time- and frequency-direction deltas, sinusoids, coupled and independent channel pairs,
-// smoothing, per-band energy estimation off, and header changes mid-stream. The core is silent,
-// so the output is the SBR noise floor and sinusoids alone, which any decoder renders the same.
-// usage: heaac_syntax_streams OUTDIR (also writes OUTDIR/MANIFEST.tsv)
+// smoothing, per-band energy estimation off, header changes mid-stream, the SBR-CRC extension
+// type, and the elements of a 5.1 stream each with its own payload (the LFE without one). The core
+// is silent, so the output is the SBR noise floor and sinusoids alone, which any decoder renders
+// the same. usage: heaac_syntax_streams OUTDIR (also writes OUTDIR/MANIFEST.tsv)
 #include <cstdio>
 #include <random>
 #include <string>
@@ -101,11 +102,47 @@ void random_data(std::mt19937& rng, const zemdec::SbrBands& b, int ampRes, bool 
 struct StreamPlan {
     const char* name;
     int sfi;
-    int channels;
+    int config;                             // ADTS channel configuration
+    std::vector<int> elements;              // 0 SCE, 1 CPE, 3 LFE, in stream order
     std::vector<zemdec::SbrHeader> headers; // switched every `period` frames
     int period;
     int frames;
+    bool crc = false; // payloads of extension type SBR-CRC
 };
+
+// The SBR state of one element: its channels' grids and the writer's delta references.
+struct ElementState {
+    Channel ch[2];
+    zemtest::SbrWriterState writer[2];
+};
+
+// One frame's payload for an element of `channels` channels.
+void element_payload(std::mt19937& rng, const zemdec::SbrHeader& h, const zemdec::SbrBands& bands,
+                     bool withHeader, int frame, int channels, ElementState& e,
+                     zemtest::BitBuilder& payload) {
+    SbrFrameSpec s[2];
+    Channel* ch = e.ch;
+    const bool coupling = channels == 2 && ch[0].trail == ch[1].trail && pick(rng, 0, 1);
+    // A channel that turns from levels to balances (or back) starts without time deltas.
+    if (channels == 2 && ch[1].balance != coupling)
+        ch[1].fresh = true;
+    for (int c = 0; c < channels; ++c) {
+        if (c == 1 && coupling)
+            s[1] = s[0];
+        else
+            random_grid(rng, ch[c].trail, s[c]);
+        random_data(rng, bands, h.ampRes, c == 1 && coupling, ch[c].fresh, s[c]);
+        if (c == 1 && coupling)
+            s[1].invf = s[0].invf;
+    }
+    for (int c = 0; c < channels; ++c) {
+        ch[c].trail = last_border(s[c]);
+        ch[c].fresh = false;
+    }
+    ch[1].balance = coupling;
+    zemtest::write_sbr_payload(payload, withHeader ? &h : nullptr, h.ampRes, bands, s, channels,
+                               coupling, e.writer, frame % 5 == 0 ? 3 : 0);
+}
 
 zemdec::SbrHeader make_header(int start, int stop, int xover, int scale, int alter, int noise,
                               int amp, int limBands, int limGains, int interpol, int smoothing) {
@@ -128,8 +165,7 @@ bool write_stream(const std::string& dir, const StreamPlan& plan, std::mt19937& 
     constexpr int kRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
                               24000, 22050, 16000, 12000, 11025, 8000};
     std::vector<uint8_t> out;
-    Channel ch[2];
-    zemtest::SbrWriterState state[2];
+    std::vector<ElementState> states(plan.elements.size());
     zemdec::SbrBands bands;
     int headerIndex = -1;
     for (int f = 0; f < plan.frames; ++f) {
@@ -139,35 +175,26 @@ bool write_stream(const std::string& dir, const StreamPlan& plan, std::mt19937& 
             headerIndex = want;
             if (!zemdec::derive_sbr_bands(plan.headers[std::size_t(want)], kRates[plan.sfi], bands))
                 return false;
-            ch[0].fresh = ch[1].fresh = true;
+            for (ElementState& e : states)
+                e.ch[0].fresh = e.ch[1].fresh = true;
         }
         const zemdec::SbrHeader& h = plan.headers[std::size_t(headerIndex)];
-        SbrFrameSpec s[2];
-        const bool coupling = plan.channels == 2 && ch[0].trail == ch[1].trail && pick(rng, 0, 1);
-        // A channel that turns from levels to balances (or back) starts without time deltas.
-        if (plan.channels == 2 && ch[1].balance != coupling)
-            ch[1].fresh = true;
-        for (int c = 0; c < plan.channels; ++c) {
-            if (c == 1 && coupling) {
-                s[1] = s[0];
-            } else {
-                random_grid(rng, ch[c].trail, s[c]);
+        std::vector<zemtest::SbrElementFrame> elements;
+        int tags[4] = {};
+        for (std::size_t i = 0; i < plan.elements.size(); ++i) {
+            const int type = plan.elements[i];
+            zemtest::SbrElementFrame e{type, tags[type]++, {}, 0, plan.crc};
+            if (type != 3) {
+                zemtest::BitBuilder payload;
+                // The header goes out with every header change and every eighth frame.
+                element_payload(rng, h, bands, newHeader || f % 8 == 0, f, type == 1 ? 2 : 1,
+                                states[i], payload);
+                e.payload = payload.bytes(0);
+                e.payloadBits = payload.bit_count();
             }
-            random_data(rng, bands, h.ampRes, c == 1 && coupling, ch[c].fresh, s[c]);
-            if (c == 1 && coupling)
-                s[1].invf = s[0].invf;
+            elements.push_back(e);
         }
-        for (int c = 0; c < plan.channels; ++c) {
-            ch[c].trail = last_border(s[c]);
-            ch[c].fresh = false;
-        }
-        ch[1].balance = coupling;
-        zemtest::BitBuilder payload;
-        // The header goes out with every header change and every eighth frame.
-        zemtest::write_sbr_payload(payload, newHeader || f % 8 == 0 ? &h : nullptr, h.ampRes, bands,
-                                   s, plan.channels, coupling, state, f % 5 == 0 ? 3 : 0);
-        const std::vector<uint8_t> frame = zemtest::adts_frame_with_sbr(
-            plan.sfi, plan.channels, payload.bytes(0), payload.bit_count());
+        const std::vector<uint8_t> frame = zemtest::adts_frame(plan.sfi, plan.config, elements);
         out.insert(out.end(), frame.begin(), frame.end());
     }
     std::FILE* file = std::fopen((dir + "/" + plan.name + ".aac").c_str(), "wb");
@@ -186,17 +213,38 @@ int main(int argc, char** argv) {
     }
     const std::string dir = argv[1];
     const std::vector<StreamPlan> plans = {
-        {"sbr_grids_mono_44k", 7, 1, {make_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)}, 1000, 80},
-        {"sbr_smoothing_mono_48k", 6, 1, {make_header(7, 8, 0, 1, 1, 3, 0, 3, 1, 0, 0)}, 1000, 80},
-        {"sbr_pairs_stereo_32k", 8, 2, {make_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)}, 1000, 80},
+        {"sbr_grids_mono_44k", 7, 1, {0}, {make_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)}, 1000, 80},
+        {"sbr_smoothing_crc_mono_48k",
+         6,
+         1,
+         {0},
+         {make_header(7, 8, 0, 1, 1, 3, 0, 3, 1, 0, 0)},
+         1000,
+         80,
+         true},
+        {"sbr_pairs_stereo_32k",
+         8,
+         2,
+         {1},
+         {make_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
+         1000,
+         80},
         {"sbr_headers_mono_24k",
          9,
          1,
+         {0},
          {make_header(4, 10, 0, 0, 0, 2, 1, 0, 3, 1, 1),
           make_header(8, 14, 1, 2, 1, 2, 0, 2, 2, 0, 0),
           make_header(2, 15, 3, 1, 0, 0, 1, 3, 2, 1, 0)},
          12,
          84},
+        {"sbr_surround_51_48k",
+         6,
+         6,
+         {0, 1, 1, 3},
+         {make_header(7, 8, 0, 1, 1, 3, 1, 2, 2, 1, 1)},
+         1000,
+         48},
     };
     std::mt19937 rng(20261124);
     std::FILE* manifest = std::fopen((dir + "/MANIFEST.tsv").c_str(), "w");

@@ -210,8 +210,7 @@ void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int heade
     }
 }
 
-std::vector<uint8_t> adts_frame_with_sbr(int sfi, int channels, const std::vector<uint8_t>& payload,
-                                         std::size_t payloadBits) {
+std::vector<uint8_t> adts_frame(int sfi, int config, const std::vector<SbrElementFrame>& elements) {
     BitBuilder raw;
     const auto silent_ics = [&raw] {
         raw.put(100, 8);                   // global_gain
@@ -219,37 +218,46 @@ std::vector<uint8_t> adts_frame_with_sbr(int sfi, int channels, const std::vecto
         raw.put(0, 6).put(0, 1);           // max_sfb 0, no predictor data
         raw.put(0, 1).put(0, 1).put(0, 1); // no pulse, TNS or gain control data
     };
-    if (channels == 1) {
-        raw.put(0, 3).put(0, 4);
+    for (const SbrElementFrame& e : elements) {
+        raw.put(unsigned(e.type), 3).put(unsigned(e.tag), 4);
+        if (e.type == 1)
+            raw.put(0, 1); // no common window
         silent_ics();
-    } else {
-        raw.put(1, 3).put(0, 4).put(0, 1); // CPE without a common window
-        silent_ics();
-        silent_ics();
+        if (e.type == 1)
+            silent_ics();
+        if (e.payloadBits == 0)
+            continue;
+        // Fill element: the extension type (and CRC word), then the payload, to whole bytes.
+        const std::size_t head = e.crc ? 14 : 4;
+        const std::size_t bytes = (head + e.payloadBits + 7) / 8;
+        raw.put(6, 3);
+        if (bytes < 15)
+            raw.put(bytes, 4);
+        else
+            raw.put(15, 4).put(bytes - 14, 8);
+        raw.put(e.crc ? 14u : 13u, 4);
+        if (e.crc)
+            raw.put(0x2A5, 10); // not checked by the decoders compared
+        for (std::size_t i = 0; i < e.payloadBits; ++i)
+            raw.put(bit_at(e.payload.data(), i), 1);
+        for (std::size_t i = head + e.payloadBits; i < bytes * 8; ++i)
+            raw.put(0, 1);
     }
-    // Fill element: the extension type, then the payload, to whole bytes.
-    const std::size_t bytes = (4 + payloadBits + 7) / 8;
-    raw.put(6, 3);
-    if (bytes < 15) {
-        raw.put(bytes, 4);
-    } else {
-        raw.put(15, 4).put(bytes - 14, 8);
-    }
-    raw.put(13, 4);
-    for (std::size_t i = 0; i < payloadBits; ++i)
-        raw.put(bit_at(payload.data(), i), 1);
-    for (std::size_t i = 4 + payloadBits; i < bytes * 8; ++i)
-        raw.put(0, 1);
     raw.put(7, 3).align();
     const std::vector<uint8_t> body = raw.bytes(0);
     const std::size_t length = 7 + body.size();
     BitBuilder h;
     h.put(0xFFF, 12).put(0, 1).put(0, 2).put(1, 1); // MPEG-4, no CRC
-    h.put(1, 2).put(unsigned(sfi), 4).put(0, 1).put(unsigned(channels), 3);
+    h.put(1, 2).put(unsigned(sfi), 4).put(0, 1).put(unsigned(config), 3);
     h.put(0, 4).put(length, 13).put(0x7FF, 11).put(0, 2);
     std::vector<uint8_t> frame = h.bytes(0);
     frame.insert(frame.end(), body.begin(), body.end());
     return frame;
+}
+
+std::vector<uint8_t> adts_frame_with_sbr(int sfi, int channels, const std::vector<uint8_t>& payload,
+                                         std::size_t payloadBits) {
+    return adts_frame(sfi, channels, {{channels == 1 ? 0 : 1, 0, payload, payloadBits}});
 }
 
 } // namespace zemtest

@@ -47,8 +47,20 @@ void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int heade
                        const zemdec::SbrBands& bands, const SbrFrameSpec* ch, int channels,
                        bool coupling, SbrWriterState* state, int extension = 0);
 
-// One ADTS frame (no CRC) of a silent SCE (channels 1) or CPE (2) followed by a fill element
-// with the payload (extension type SBR), at sampling-frequency index sfi.
+// A silent element of a raw data block and the SBR payload in the fill element after it.
+struct SbrElementFrame {
+    int type; // 0 SCE, 1 CPE, 3 LFE (which carries no payload)
+    int tag;
+    std::vector<uint8_t> payload; // sbr_extension_data() after the extension type
+    std::size_t payloadBits = 0;
+    bool crc = false; // extension type SBR-CRC, with a 10-bit CRC word first
+};
+
+// One ADTS frame (no CRC) of silent elements with their SBR payloads, at sampling-frequency
+// index sfi and channel configuration `config`.
+std::vector<uint8_t> adts_frame(int sfi, int config, const std::vector<SbrElementFrame>& elements);
+
+// The frame of one SCE (channels 1) or CPE (2).
 std::vector<uint8_t> adts_frame_with_sbr(int sfi, int channels, const std::vector<uint8_t>& payload,
                                          std::size_t payloadBits);
 
