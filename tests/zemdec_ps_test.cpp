@@ -14,6 +14,7 @@
 
 #include "ps_decoder.hpp"
 #include "ps_huffman_tables.hpp"
+#include "support/ps_writer.hpp"
 
 namespace zemdec {
 
@@ -48,98 +49,10 @@ using zemdec::BitReader;
 using zemdec::HuffmanCode;
 using zemdec::PsDecoder;
 using P = zemdec::PsDecoderProbe;
-using Values = std::vector<std::vector<int>>; // [envelope][band]
-
-struct Bits {
-    std::vector<int> v;
-    void put(uint32_t x, int n) {
-        for (int i = n - 1; i >= 0; --i)
-            v.push_back(int(x >> i) & 1);
-    }
-    void append(const Bits& o) { v.insert(v.end(), o.v.begin(), o.v.end()); }
-    std::vector<uint8_t> bytes() const {
-        std::vector<uint8_t> out(v.size() / 8 + 4, 0);
-        for (std::size_t i = 0; i < v.size(); ++i)
-            out[i / 8] |= uint8_t(v[i] << (7 - i % 8));
-        return out;
-    }
-};
-
-// One parameter: per envelope a dt flag and the values; deltas are coded against the previous
-// band (df) or the previous envelope (dt, `last` for the first).
-void put_parameter(Bits& w, const HuffmanCode* df, const HuffmanCode* dt, int offset, bool wrap,
-                   const Values& v, const std::vector<bool>& useDt, std::vector<int> last) {
-    for (std::size_t e = 0; e < v.size(); ++e) {
-        const bool t = useDt[e];
-        w.put(t, 1);
-        int prev = 0;
-        for (std::size_t b = 0; b < v[e].size(); ++b) {
-            int delta = v[e][b] - (t ? last[b] : prev);
-            delta = wrap ? delta & 7 : delta + offset;
-            w.put((t ? dt : df)[delta].bits, (t ? dt : df)[delta].length);
-            prev = v[e][b];
-        }
-        last = v[e];
-    }
-}
-
-struct Frame {
-    bool header = true;
-    int iidMode = 1, iccMode = 1;
-    bool iid = true, icc = true, ext = false;
-    int frameClass = 0, envIdx = 1;
-    std::vector<int> borders;
-    Values iidV, iccV, ipdV, opdV;
-    std::vector<bool> iidDt, iccDt, ipdDt, opdDt;
-    int extBytes = -1; // -1: as needed
-    // What the first envelope's time differences refer to.
-    std::vector<int> lastIid = std::vector<int>(34, 0), lastIcc = lastIid, lastIpd = lastIid,
-                     lastOpd = lastIid;
-};
-
-Bits write(const Frame& f) {
-    using namespace zemdec;
-    Bits w;
-    w.put(f.header, 1);
-    if (f.header) {
-        w.put(f.iid, 1);
-        if (f.iid)
-            w.put(uint32_t(f.iidMode), 3);
-        w.put(f.icc, 1);
-        if (f.icc)
-            w.put(uint32_t(f.iccMode), 3);
-        w.put(f.ext, 1);
-    }
-    w.put(uint32_t(f.frameClass), 1);
-    w.put(uint32_t(f.envIdx), 2);
-    for (int b : f.borders)
-        w.put(uint32_t(b), 5);
-    const bool fine = f.iidMode > 2;
-    if (!f.iidV.empty())
-        put_parameter(w, fine ? kIidDfFine : kIidDfDefault, fine ? kIidDtFine : kIidDtDefault,
-                      fine ? 30 : 14, false, f.iidV, f.iidDt, f.lastIid);
-    if (!f.iccV.empty())
-        put_parameter(w, kIccDf, kIccDt, 7, false, f.iccV, f.iccDt, f.lastIcc);
-    if (f.ext) {
-        Bits x;
-        x.put(0, 2); // ps_extension_id 0
-        x.put(!f.ipdV.empty(), 1);
-        for (std::size_t e = 0; e < f.ipdV.size(); ++e) {
-            put_parameter(x, kIpdDf, kIpdDt, 0, true, {f.ipdV[e]}, {f.ipdDt[e]},
-                          e ? f.ipdV[e - 1] : f.lastIpd);
-            put_parameter(x, kOpdDf, kOpdDt, 0, true, {f.opdV[e]}, {f.opdDt[e]},
-                          e ? f.opdV[e - 1] : f.lastOpd);
-        }
-        x.put(0, 1); // reserved_ps
-        const int bytes = f.extBytes >= 0 ? f.extBytes : int(x.v.size() + 7) / 8;
-        w.put(uint32_t(std::min(bytes, 15)), 4);
-        if (bytes >= 15)
-            w.put(uint32_t(bytes - 15), 8);
-        x.v.resize(std::size_t(8 * bytes), 0);
-        w.append(x);
-    }
-    return w;
-}
+using zemtest::Bits;
+using zemtest::Frame;
+using zemtest::Values;
+using zemtest::write;
 
 Values random_values(std::mt19937& rng, int envs, int bands, int lo, int hi) {
     std::uniform_int_distribution<int> d(lo, hi);

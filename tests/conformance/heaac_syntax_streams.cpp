@@ -2,14 +2,18 @@
 // class with its variable borders and transient pointers, both frequency resolutions mixed,
 // time- and frequency-direction deltas, sinusoids, coupled and independent channel pairs,
 // smoothing, per-band energy estimation off, header changes mid-stream, the SBR-CRC extension
-// type, and the elements of a 5.1 stream each with its own payload (the LFE without one). The core
+// type, the elements of a 5.1 stream each with its own payload (the LFE without one), and
+// parametric stereo in both band configurations (fine IID, both mixing procedures, IPD/OPD,
+// fixed and variable envelopes, frames without header or envelopes). The core
 // is silent, so the output is the SBR noise floor and sinusoids alone, which any decoder renders
 // the same. usage: heaac_syntax_streams OUTDIR (also writes OUTDIR/MANIFEST.tsv)
+#include <algorithm>
 #include <cstdio>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "support/ps_writer.hpp"
 #include "support/sbr_writer.hpp"
 
 namespace {
@@ -107,18 +111,116 @@ struct StreamPlan {
     std::vector<zemdec::SbrHeader> headers; // switched every `period` frames
     int period;
     int frames;
-    bool crc = false; // payloads of extension type SBR-CRC
+    bool crc = false;  // payloads of extension type SBR-CRC
+    bool ps = false;   // parametric stereo in the mono element's extended data
+    bool ps34 = false; // its 34-band configuration (else 10/20 bands)
 };
+
+// What the next ps_data() builds on: the header's modes and the last envelope's values.
+struct PsState {
+    bool started = false;
+    bool wide = false; // the 34-band configuration
+    int iidMode = 0, iccMode = 0;
+    bool ext = false;
+    int nrIid = 0, nrIcc = 0, nrIpd = 0; // of the last frame with envelopes (0: none yet)
+    bool fineIid = false;                // its IID quantisation
+    std::vector<int> lastIid = std::vector<int>(34, 0), lastIcc = lastIid, lastIpd = lastIid,
+                     lastOpd = lastIid;
+};
+
+// A random ps_data() with its 2-bit extension id in front: every IID/ICC mode (10, 20 and 34
+// bands, fine IID, the second mixing procedure), fixed and variable envelopes (also none),
+// IPD/OPD, time differences where the previous frame has the same band count.
+std::vector<int> random_ps(std::mt19937& rng, PsState& ps, int maxEnvIdx) {
+    constexpr int kBands[6] = {10, 20, 34, 10, 20, 34}, kIpdBands[3] = {5, 11, 17};
+    zemtest::Frame f;
+    f.header = !ps.started || pick(rng, 0, 3) == 0;
+    // A stream keeps to the 20- or the 34-band configuration, and its headers come with
+    // envelopes: switching configurations, or modes without parameters, is where FFmpeg
+    // carries the held parameters over differently (those paths are unit-tested).
+    if (f.header) {
+        do {
+            ps.iidMode = pick(rng, 0, 5);
+            ps.iccMode = pick(rng, 0, 5);
+        } while ((ps.iidMode % 3 == 2 || ps.iccMode % 3 == 2) != ps.wide);
+        ps.ext = pick(rng, 0, 1) != 0;
+    }
+    f.iidMode = ps.iidMode;
+    f.iccMode = ps.iccMode;
+    f.ext = ps.ext;
+    const int nrIid = kBands[ps.iidMode], nrIcc = kBands[ps.iccMode];
+    const int nrIpd = kIpdBands[ps.iidMode % 3];
+    f.frameClass = pick(rng, 0, 1);
+    f.envIdx = pick(rng, ps.started && !f.header ? 0 : 1, maxEnvIdx);
+    const int numEnv = f.frameClass == 0 ? (1 << f.envIdx) >> 1 : f.envIdx + 1;
+    if (f.frameClass == 1) {
+        std::vector<int> all(31);
+        for (int i = 0; i < 31; ++i)
+            all[std::size_t(i)] = i + 1;
+        std::shuffle(all.begin(), all.end(), rng);
+        f.borders.assign(all.begin(), all.begin() + numEnv);
+        std::sort(f.borders.begin(), f.borders.end());
+    }
+    const int fineIid = ps.iidMode >= 3 ? 15 : 7;
+    for (int e = 0; e < numEnv; ++e) {
+        std::vector<int> iid, icc, ipd, opd;
+        for (int b = 0; b < nrIid; ++b)
+            iid.push_back(pick(rng, -fineIid, fineIid));
+        for (int b = 0; b < nrIcc; ++b)
+            icc.push_back(pick(rng, 0, 7));
+        for (int b = 0; b < nrIpd; ++b) {
+            ipd.push_back(pick(rng, 0, 7));
+            opd.push_back(pick(rng, 0, 7));
+        }
+        f.iidV.push_back(iid);
+        f.iccV.push_back(icc);
+        const bool first = e == 0;
+        f.iidDt.push_back(first ? ps.nrIid == nrIid && ps.fineIid == (ps.iidMode >= 3) &&
+                                      pick(rng, 0, 1)
+                                : pick(rng, 0, 1) != 0);
+        f.iccDt.push_back(first ? ps.nrIcc == nrIcc && pick(rng, 0, 1) : pick(rng, 0, 1) != 0);
+        if (ps.ext) {
+            f.ipdV.push_back(ipd);
+            f.opdV.push_back(opd);
+            f.ipdDt.push_back(first ? ps.nrIpd == nrIpd && pick(rng, 0, 1) : pick(rng, 0, 1) != 0);
+            f.opdDt.push_back(f.ipdDt.back());
+        }
+    }
+    f.lastIid = ps.lastIid;
+    f.lastIcc = ps.lastIcc;
+    f.lastIpd = ps.lastIpd;
+    f.lastOpd = ps.lastOpd;
+    if (numEnv > 0) {
+        ps.lastIid = f.iidV.back();
+        ps.lastIcc = f.iccV.back();
+        ps.nrIid = nrIid;
+        ps.fineIid = ps.iidMode >= 3;
+        ps.nrIcc = nrIcc;
+        if (ps.ext) {
+            ps.lastIpd = f.ipdV.back();
+            ps.lastOpd = f.opdV.back();
+            ps.nrIpd = nrIpd;
+        } else {
+            ps.nrIpd = 0;
+        }
+    }
+    ps.started = true;
+    zemtest::Bits bits;
+    bits.put(2, 2); // the extension id of parametric stereo
+    bits.append(zemtest::write(f));
+    return bits.v;
+}
 
 // The SBR state of one element: its channels' grids and the writer's delta references.
 struct ElementState {
     Channel ch[2];
     zemtest::SbrWriterState writer[2];
+    PsState ps;
 };
 
 // One frame's payload for an element of `channels` channels.
 void element_payload(std::mt19937& rng, const zemdec::SbrHeader& h, const zemdec::SbrBands& bands,
-                     bool withHeader, int frame, int channels, ElementState& e,
+                     bool withHeader, int frame, int channels, bool ps, ElementState& e,
                      zemtest::BitBuilder& payload) {
     SbrFrameSpec s[2];
     Channel* ch = e.ch;
@@ -140,6 +242,23 @@ void element_payload(std::mt19937& rng, const zemdec::SbrHeader& h, const zemdec
         ch[c].fresh = false;
     }
     ch[1].balance = coupling;
+    if (ps) {
+        // A fill element holds 269 bytes: a frame that would need more is made again with at
+        // most two PS envelopes.
+        const ElementState before = e;
+        for (int maxEnvIdx = 3;; maxEnvIdx = 1) {
+            const std::vector<int> psBits = random_ps(rng, e.ps, maxEnvIdx);
+            zemtest::BitBuilder attempt;
+            zemtest::write_sbr_payload(attempt, withHeader ? &h : nullptr, h.ampRes, bands, s,
+                                       channels, coupling, e.writer, int(psBits.size() + 7) / 8,
+                                       &psBits);
+            if (attempt.bit_count() + 4 <= 8 * 269 || maxEnvIdx == 1) {
+                payload = attempt;
+                return;
+            }
+            e = before;
+        }
+    }
     zemtest::write_sbr_payload(payload, withHeader ? &h : nullptr, h.ampRes, bands, s, channels,
                                coupling, e.writer, frame % 5 == 0 ? 3 : 0);
 }
@@ -166,6 +285,8 @@ bool write_stream(const std::string& dir, const StreamPlan& plan, std::mt19937& 
                               24000, 22050, 16000, 12000, 11025, 8000};
     std::vector<uint8_t> out;
     std::vector<ElementState> states(plan.elements.size());
+    for (ElementState& e : states)
+        e.ps.wide = plan.ps34;
     zemdec::SbrBands bands;
     int headerIndex = -1;
     for (int f = 0; f < plan.frames; ++f) {
@@ -188,7 +309,7 @@ bool write_stream(const std::string& dir, const StreamPlan& plan, std::mt19937& 
                 zemtest::BitBuilder payload;
                 // The header goes out with every header change and every eighth frame.
                 element_payload(rng, h, bands, newHeader || f % 8 == 0, f, type == 1 ? 2 : 1,
-                                states[i], payload);
+                                plan.ps, states[i], payload);
                 e.payload = payload.bytes(0);
                 e.payloadBits = payload.bit_count();
             }
@@ -238,6 +359,25 @@ int main(int argc, char** argv) {
           make_header(2, 15, 3, 1, 0, 0, 1, 3, 2, 1, 0)},
          12,
          84},
+        {"ps20_syntax_mono_44k",
+         7,
+         1,
+         {0},
+         {make_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
+         1000,
+         80,
+         false,
+         true},
+        {"ps34_syntax_mono_32k",
+         8,
+         1,
+         {0},
+         {make_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
+         1000,
+         80,
+         false,
+         true,
+         true},
         {"sbr_surround_51_48k",
          6,
          6,
@@ -255,7 +395,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "heaac_syntax_streams: %s not written\n", plan.name);
             return 1;
         }
-        std::fprintf(manifest, "%s.aac\theaac\n", plan.name);
+        std::fprintf(manifest, "%s.aac\t%s\n", plan.name, plan.ps ? "heaacv2" : "heaac");
     }
     return std::fclose(manifest) == 0 ? 0 : 1;
 }

@@ -152,7 +152,8 @@ int SbrFrameSpec::envelopes() const {
 
 void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int headerAmpRes,
                        const zemdec::SbrBands& bands, const SbrFrameSpec* ch, int channels,
-                       bool coupling, SbrWriterState* state, int extension) {
+                       bool coupling, SbrWriterState* state, int extension,
+                       const std::vector<int>* content) {
     b.put(header ? 1u : 0u, 1);
     if (header) {
         const zemdec::SbrHeader& h = *header;
@@ -205,8 +206,9 @@ void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int heade
         b.put(unsigned(std::min(extension, 15)), 4);
         if (extension >= 15)
             b.put(unsigned(extension - 15), 8);
-        for (int i = 0; i < extension; ++i)
-            b.put(0, 8);
+        const std::size_t used = content ? content->size() : 0;
+        for (std::size_t i = 0; i < 8 * std::size_t(extension); ++i)
+            b.put(i < used ? unsigned((*content)[i]) : 0u, 1);
     }
 }
 

@@ -42,10 +42,12 @@ struct SbrWriterState {
 };
 
 // sbr_extension_data() after the extension type: header (when given), then sbr_data() of one
-// or two channels. Extended data of `extension` bytes (zeros) is added when it is not 0.
+// or two channels. Extended data of `extension` bytes is added when it is not 0: zeros, or the
+// first `contentBits` bits of `content` (extension id and data) and zeros after them.
 void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int headerAmpRes,
                        const zemdec::SbrBands& bands, const SbrFrameSpec* ch, int channels,
-                       bool coupling, SbrWriterState* state, int extension = 0);
+                       bool coupling, SbrWriterState* state, int extension = 0,
+                       const std::vector<int>* content = nullptr);
 
 // A silent element of a raw data block and the SBR payload in the fill element after it.
 struct SbrElementFrame {
