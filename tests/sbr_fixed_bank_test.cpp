@@ -13,6 +13,7 @@
 #include "sbr/qmf_fixed.hpp"
 #include "support/sbr_qmf_model.hpp"
 #include "support/seed.hpp"
+#include "support/simd_kernels.hpp"
 #include "zemac.h"
 #include "zemcore_testing.h"
 
@@ -229,11 +230,14 @@ TEST(SbrFixedBanks, RoundTrip) {
 
 TEST(SbrFixedBanks, WindowKernelsAgree) {
     const std::vector<int32_t> w = signal(67, 2e9, false, 11), x = signal(67, 2e9, false, 12);
-    std::vector<int32_t> a = signal(67, 2e9, false, 13), b = a;
-    for (int32_t n : {0, 3, 32, 67}) {
-        zem::sbr::kFixedWindowScalar.accumulate(a.data(), w.data(), x.data(), n);
-        zem::sbr::kFixedWindowSse2.accumulate(b.data(), w.data(), x.data(), n);
-        EXPECT_EQ(a, b) << n;
+    for (const auto& k :
+         ZEMTEST_SIMD_KERNELS(zem::sbr::kFixedWindowSse2, zem::sbr::kFixedWindowAvx2)) {
+        std::vector<int32_t> a = signal(67, 2e9, false, 13), b = a;
+        for (int32_t n : {0, 3, 32, 67}) {
+            zem::sbr::kFixedWindowScalar.accumulate(a.data(), w.data(), x.data(), n);
+            k.accumulate(b.data(), w.data(), x.data(), n);
+            EXPECT_EQ(a, b) << n;
+        }
     }
 }
 

@@ -398,9 +398,13 @@ void SbrChannel::analyse_low_power(const int32_t* core, float scale) {
     const int64_t gain = std::llround(256.0f * scale); // 1, or 32 for the LTP history
     int32_t x[32];
     for (int l = 0; l < kQmfSlots; ++l) {
-        for (int n = 0; n < 32; ++n)
-            x[n] = int32_t(
-                std::clamp<int64_t>(gain * core[32 * l + n], -(1 << 30) + 1, (1 << 30) - 1));
+        constexpr int32_t kTop = (1 << 30) - 1; // the bank's input range
+        if (gain == 1)
+            for (int n = 0; n < 32; ++n)
+                x[n] = std::clamp(core[32 * l + n], -kTop, kTop);
+        else
+            for (int n = 0; n < 32; ++n)
+                x[n] = int32_t(std::clamp<int64_t>(gain * core[32 * l + n], -kTop, kTop));
         int32_t* row = lowFixed_[kHfGen + l];
         zemsAnalysisFilter_SBRLP_32s(
             x, row, 32, reinterpret_cast<ZemSbrAnalysisSpec_32s*>(analysisMem_.data()));
@@ -419,7 +423,8 @@ void SbrChannel::synthesise_low_power(Zem32fc* const* rows, float* out) {
         for (int k = 0; k < 64; ++k) {
             const float v = 2.0f * kHeadroom * rows[l][k].re;
             const float low = v > -kLimit ? v : -kLimit; // NaN too
-            x[k] = int32_t(std::lrint(low < kLimit ? low : kLimit));
+            const float c = low < kLimit ? low : kLimit;
+            x[k] = int32_t(c + (c < 0.0f ? -0.5f : 0.5f)); // to nearest, halves away from 0
         }
         zemsSynthesisFilter_SBRLP_32s(
             x, y, reinterpret_cast<ZemSbrSynthesisSpec_32s*>(synthesisMem_.data()));

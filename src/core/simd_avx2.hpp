@@ -107,6 +107,15 @@ ZEM_AVX2 inline I64x4 even_u64(I32x8 a) {
 }
 ZEM_AVX2 inline I64x4 odd_u64(I32x8 a) { return {_mm256_srli_epi64(a.v, 32)}; }
 
+// High 32 bits of the signed 64-bit products per lane (the even lanes' products directly, the
+// odd lanes' after moving them down).
+ZEM_AVX2 inline I32x8 mul_hi(I32x8 a, I32x8 b) {
+    const __m256i even = _mm256_srli_epi64(_mm256_mul_epi32(a.v, b.v), 32);
+    const __m256i odd = _mm256_mul_epi32(_mm256_srli_epi64(a.v, 32), _mm256_srli_epi64(b.v, 32));
+    const __m256i high = _mm256_set1_epi64x(int64_t(0xFFFFFFFF00000000ull));
+    return {_mm256_or_si256(even, _mm256_and_si256(odd, high))};
+}
+
 // Eight float lanes: plain products and sums (no fused multiply-add), so that a sum over the
 // same terms in the same order equals the SSE2 and scalar ones.
 struct F32x8 {

@@ -89,6 +89,11 @@ struct FixedWindowKernels {
 };
 extern const FixedWindowKernels kFixedWindowScalar;
 extern const FixedWindowKernels kFixedWindowSse2;
+#if defined(__x86_64__)
+extern const FixedWindowKernels kFixedWindowAvx2;
+#endif
+// The set this process runs (core/cpu.hpp).
+const FixedWindowKernels& fixed_window_kernels();
 
 inline constexpr const FixedFftTable<5>& kFixedFft32 = kFixedFftTable<5>;
 inline constexpr const FixedFftTable<6>& kFixedFft64 = kFixedFftTable<6>;

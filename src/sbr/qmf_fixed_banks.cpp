@@ -36,8 +36,8 @@ void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
     // Blocks of 32 from multiples of 32 never straddle the line's end.
     int32_t u[65] = {};
     for (int b = 0; b < 10; ++b) {
-        kFixedWindowSse2.accumulate(u + 32 * (b & 1), kFixedWindows.even + 32 * b,
-                                    d + wrap_line(index + 32 * b, 320), 32);
+        fixed_window_kernels().accumulate(u + 32 * (b & 1), kFixedWindows.even + 32 * b,
+                                          d + wrap_line(index + 32 * b, 320), 32);
     }
     u[64] = wrap_neg(u[0]);
     int32_t z[64];
@@ -130,9 +130,9 @@ void synthesis_output(FixedRecord* r, const int32_t* v, int bands, int32_t* y) {
         const int32_t start = wrap_line(index + output_offset(i, bands), line);
         const int32_t before = line - start < bands ? line - start : bands; // up to the line's end
         const int32_t* wi = w + bands * i;
-        kFixedWindowSse2.accumulate(y, wi, d + start, before);
-        kFixedWindowSse2.accumulate(y + before, wi + before, d + start + before - line,
-                                    bands - before);
+        fixed_window_kernels().accumulate(y, wi, d + start, before);
+        fixed_window_kernels().accumulate(y + before, wi + before, d + start + before - line,
+                                          bands - before);
     }
     r->index = index - 2 * bands < 0 ? index - 2 * bands + line : index - 2 * bands;
 }
