@@ -9,6 +9,8 @@
 //              the conjugate), both giving V = 4v; the real banks turn their row by
 //              e^(i pi (k + 1/2) 191/128) and take the complex path.
 // Rotations round to nearest; every sum wraps, as the banks document no saturation.
+#include <algorithm>
+
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
 #include "sbr/qmf_fixed.hpp"
@@ -121,8 +123,9 @@ void synthesis_output(FixedRecord* r, const int32_t* v, int bands, int32_t* y) {
     const int32_t line = 20 * bands;
     int32_t* d = fixed_delay(r);
     const int32_t index = line_index(r->index, line, 1);
-    for (int n = 0; n < 2 * bands; ++n)
-        d[wrap_line(index + n, line)] = v[n];
+    const int32_t first = line - index < 2 * bands ? line - index : 2 * bands; // to the end
+    std::copy(v, v + first, d + index);
+    std::copy(v + first, v + 2 * bands, d);
     const int32_t* w = bands == 64 ? kFixedWindows.full : kFixedWindows.even;
     for (int n = 0; n < bands; ++n)
         y[n] = 0;
