@@ -241,15 +241,21 @@ void PsDecoder::decorrelate(const ps::HybridLayout& lay, int top) {
         for (int n = 0; n < kSlots; ++n)
             p[n] += s_[k][n].re * s_[k][n].re + s_[k][n].im * s_[k][n].im;
     }
-    for (int i = 0; i < lay.parBands; ++i)
-        for (int n = 0; n < kSlots; ++n) {
+    // Slot by slot across the parameter bands, whose recursions are independent.
+    const int nb = lay.parBands;
+    float gains[kSlots][ps::kMaxParBands];
+    for (int n = 0; n < kSlots; ++n)
+        for (int i = 0; i < nb; ++i) {
             const float power = gain_[i][n];
             peak_[i] = std::max(ps::kPeakDecay * peak_[i], power);
             power_[i] += ps::kSmooth * (power - power_[i]);
             peakDiff_[i] += ps::kSmooth * (peak_[i] - power - peakDiff_[i]);
             const float limit = ps::kTransientImpact * peakDiff_[i];
-            gain_[i][n] = limit > power_[i] ? power_[i] / limit : 1.0f;
+            gains[n][i] = limit > power_[i] ? power_[i] / limit : 1.0f;
         }
+    for (int i = 0; i < nb; ++i)
+        for (int n = 0; n < kSlots; ++n)
+            gain_[i][n] = gains[n][i];
 
     constexpr int kHold = ps::kLongDelay;
     Zem32fc line[kHold + kSlots];
