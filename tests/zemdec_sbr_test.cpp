@@ -17,14 +17,7 @@ using zemtest::SbrFrameSpec;
 std::vector<int> table(const uint8_t* f, int n) { return std::vector<int>(f, f + n + 1); }
 
 zemdec::SbrHeader header(int start, int stop, int xover, int scale, int alter, int noise) {
-    SbrHeader h;
-    h.startFreq = start;
-    h.stopFreq = stop;
-    h.xoverBand = xover;
-    h.freqScale = scale;
-    h.alterScale = alter;
-    h.noiseBands = noise;
-    return h;
+    return zemtest::sbr_header(start, stop, xover, scale, alter, noise);
 }
 
 // Worked through by hand from the standard's formulas.

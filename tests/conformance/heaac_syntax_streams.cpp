@@ -263,23 +263,6 @@ void element_payload(std::mt19937& rng, const zemdec::SbrHeader& h, const zemdec
                                coupling, e.writer, frame % 5 == 0 ? 3 : 0);
 }
 
-zemdec::SbrHeader make_header(int start, int stop, int xover, int scale, int alter, int noise,
-                              int amp, int limBands, int limGains, int interpol, int smoothing) {
-    zemdec::SbrHeader h;
-    h.startFreq = start;
-    h.stopFreq = stop;
-    h.xoverBand = xover;
-    h.freqScale = scale;
-    h.alterScale = alter;
-    h.noiseBands = noise;
-    h.ampRes = amp;
-    h.limiterBands = limBands;
-    h.limiterGains = limGains;
-    h.interpolFreq = interpol;
-    h.smoothingMode = smoothing;
-    return h;
-}
-
 bool write_stream(const std::string& dir, const StreamPlan& plan, std::mt19937& rng) {
     constexpr int kRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
                               24000, 22050, 16000, 12000, 11025, 8000};
@@ -334,12 +317,18 @@ int main(int argc, char** argv) {
     }
     const std::string dir = argv[1];
     const std::vector<StreamPlan> plans = {
-        {"sbr_grids_mono_44k", 7, 1, {0}, {make_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)}, 1000, 80},
+        {"sbr_grids_mono_44k",
+         7,
+         1,
+         {0},
+         {zemtest::sbr_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
+         1000,
+         80},
         {"sbr_smoothing_crc_mono_48k",
          6,
          1,
          {0},
-         {make_header(7, 8, 0, 1, 1, 3, 0, 3, 1, 0, 0)},
+         {zemtest::sbr_header(7, 8, 0, 1, 1, 3, 0, 3, 1, 0, 0)},
          1000,
          80,
          true},
@@ -347,23 +336,23 @@ int main(int argc, char** argv) {
          8,
          2,
          {1},
-         {make_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
+         {zemtest::sbr_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
          1000,
          80},
         {"sbr_headers_mono_24k",
          9,
          1,
          {0},
-         {make_header(4, 10, 0, 0, 0, 2, 1, 0, 3, 1, 1),
-          make_header(8, 14, 1, 2, 1, 2, 0, 2, 2, 0, 0),
-          make_header(2, 15, 3, 1, 0, 0, 1, 3, 2, 1, 0)},
+         {zemtest::sbr_header(4, 10, 0, 0, 0, 2, 1, 0, 3, 1, 1),
+          zemtest::sbr_header(8, 14, 1, 2, 1, 2, 0, 2, 2, 0, 0),
+          zemtest::sbr_header(2, 15, 3, 1, 0, 0, 1, 3, 2, 1, 0)},
          12,
          84},
         {"ps20_syntax_mono_44k",
          7,
          1,
          {0},
-         {make_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
+         {zemtest::sbr_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
          1000,
          80,
          false,
@@ -372,7 +361,7 @@ int main(int argc, char** argv) {
          8,
          1,
          {0},
-         {make_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
+         {zemtest::sbr_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
          1000,
          80,
          false,
@@ -382,7 +371,7 @@ int main(int argc, char** argv) {
          6,
          6,
          {0, 1, 1, 3},
-         {make_header(7, 8, 0, 1, 1, 3, 1, 2, 2, 1, 1)},
+         {zemtest::sbr_header(7, 8, 0, 1, 1, 3, 1, 2, 2, 1, 1)},
          1000,
          48},
     };

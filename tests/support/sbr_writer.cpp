@@ -137,6 +137,23 @@ void write_harmonics(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFram
 
 } // namespace
 
+zemdec::SbrHeader sbr_header(int start, int stop, int xover, int scale, int alter, int noise,
+                             int amp, int limBands, int limGains, int interpol, int smoothing) {
+    zemdec::SbrHeader h;
+    h.startFreq = start;
+    h.stopFreq = stop;
+    h.xoverBand = xover;
+    h.freqScale = scale;
+    h.alterScale = alter;
+    h.noiseBands = noise;
+    h.ampRes = amp;
+    h.limiterBands = limBands;
+    h.limiterGains = limGains;
+    h.interpolFreq = interpol;
+    h.smoothingMode = smoothing;
+    return h;
+}
+
 int SbrFrameSpec::envelopes() const {
     switch (frameClass) {
     case 0:
