@@ -1,6 +1,7 @@
-// zemdec's SBR and PS decoding on arbitrary payloads: a first byte picks the core rate and the
-// channel count, then each payload is a length byte and that many bytes, read and decoded over
-// a core of noise. Damaged data may only switch SBR off; the output must stay finite.
+// zemdec's SBR and PS decoding on arbitrary payloads: a first byte picks the core rate, the
+// channel count and the complex or low-power decoder, then each payload is a length byte and
+// that many bytes, read and decoded over a core of noise. Damaged data may only switch SBR off;
+// the output must stay finite.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     constexpr int kRates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
     const int rate = kRates[data[0] % 9];
     const int channels = data[0] & 0x10 ? 2 : 1;
-    zemdec::SbrElement element(rate, channels, channels == 1);
+    zemdec::SbrElement element(rate, channels, channels == 1, (data[0] & 0x20) != 0);
     std::vector<int32_t> core[2] = {std::vector<int32_t>(1024), std::vector<int32_t>(1024)};
     uint32_t seed = 1;
     std::vector<float> out[2] = {std::vector<float>(2048), std::vector<float>(2048)};
