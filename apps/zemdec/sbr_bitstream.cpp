@@ -301,7 +301,6 @@ bool read_sbr_data(BitReader& br, int channels, int ampRes, const SbrBands& band
         int count = int(br.read(4));
         if (count == 15)
             count += int(br.read(8));
-        out.extensionBit = br.position();
         out.extensionBits = 8 * count;
     }
     return !br.overrun();

@@ -44,9 +44,8 @@ struct SbrPayload {
     bool headerPresent = false;
     SbrHeader header;
     bool coupling = false;
-    // Where the extended data starts and how many bits it has (0 when absent), for the PS
-    // parser, which runs after the channel data.
-    int extensionBit = 0;
+    // How many bits of extended data follow the channel data (0 when absent), for the PS
+    // parser, which reads on from there.
     int extensionBits = 0;
 };
 

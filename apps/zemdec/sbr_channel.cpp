@@ -117,9 +117,6 @@ void SbrChannel::chirp(const SbrBands& b, const SbrChannelData& d) {
 
 // Each patch copies low bands up, whitened by the second-order predictor of each source band.
 void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
-    const Zem32fc* lowRows[kLowRows];
-    for (int r = 0; r < kLowRows; ++r)
-        lowRows[r] = low_[r];
     if (lowPower_) {
         const int32_t* fixedRows[kLowRows];
         for (int r = 0; r < kLowRows; ++r)
@@ -131,6 +128,9 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
             alpha1_[k] = {float(a1) * 0x1p-29f, 0.0f};
         }
     } else {
+        const Zem32fc* lowRows[kLowRows];
+        for (int r = 0; r < kLowRows; ++r)
+            lowRows[r] = low_[r];
         zemsPredictCoef_SBR_C_32fc_D2L(lowRows, alpha0_, alpha1_, b.k0, kLowRows - 2);
     }
     const int first = 2 * d.tE[0] + kHfAdj, end = 2 * d.tE[d.numEnv] + kHfAdj;
