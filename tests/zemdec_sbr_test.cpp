@@ -305,3 +305,66 @@ TEST(ZemdecSbr, DequantisationKnownAnswers) {
 }
 
 } // namespace
+
+// Low power: a sinusoid at the border of two real QMF bands shows in both; the reflection
+// coefficients of the library's bank and predictor must mark the upper band of that pair. (Its
+// faint leakage leans the same way in every band, so bands of the same parity are marked too,
+// never those of the other.)
+TEST(ZemdecSbr, AliasingDegreesFindSinusoidsAtBandBorders) {
+    int32_t size = 0;
+    ASSERT_EQ(zemsAnalysisFilterGetSize_SBRLP_32s(&size), zemStatusOk);
+    for (const double border : {5.0, 6.0, 11.0}) { // odd and even upper bands
+        std::vector<uint8_t> mem(std::size_t(size), 0);
+        ASSERT_EQ(zemsAnalysisFilterInit_SBRLP_32s(mem.data()), zemStatusOk);
+        static int32_t rows[60][32];
+        for (int l = 0; l < 60; ++l) {
+            int32_t x[32];
+            for (int n = 0; n < 32; ++n) // 0.05 of a band above the border
+                x[n] = int32_t(1e8 * std::cos(M_PI * (border + 0.05) / 32.0 * (32 * l + n) + 0.3));
+            zemsAnalysisFilter_SBRLP_32s(x, rows[l], 32,
+                                         reinterpret_cast<ZemSbrAnalysisSpec_32s*>(mem.data()));
+        }
+        const int32_t* history[40];
+        for (int i = 0; i < 40; ++i)
+            history[i] = rows[20 + i];
+        int32_t reflection[16];
+        for (int k = 0; k < 16; ++k) {
+            int32_t a0 = 0, a1 = 0;
+            reflection[k] = 0;
+            zemsPredictOneCoef_SBRLP_32s_D2L(history, &a0, &a1, &reflection[k], k, 38, 1);
+        }
+        float degree[16];
+        zemdec::aliasing_degrees(reflection, 16, degree);
+        EXPECT_EQ(degree[int(border)], 1.0f) << "border " << border;
+        for (int k = (int(border) + 1) & 1; k < 16; k += 2)
+            EXPECT_EQ(degree[k], 0.0f) << "border " << border << " band " << k;
+    }
+}
+
+// Runs of aliasing bands end before a sinusoid band or after the last aliasing partner; inside a
+// run the gains move to the common gain as far as the degree says, and the run keeps its energy.
+TEST(ZemdecSbr, AliasingReductionKeepsEachRunsEnergy) {
+    constexpr int m = 10;
+    const float degree[m] = {0, 1, 1, 0, 0, 0.5f, 0, 1, 0, 0};
+    const uint8_t sines[m] = {0, 0, 0, 0, 0, 0, 1, 0, 0, 0};
+    const float energy[m] = {4, 1, 9, 2, 5, 3, 7, 1, 6, 8};
+    const float before[m] = {1, 2, 0.5f, 3, 1, 2, 1.5f, 0.25f, 2, 1};
+    float gain[m];
+    std::copy(before, before + m, gain);
+    zemdec::reduce_aliasing(gain, energy, sines, degree, m);
+    auto runEnergy = [&](const float* g, int lo, int hi) {
+        double e = 0;
+        for (int j = lo; j < hi; ++j)
+            e += double(energy[j]) * g[j] * g[j];
+        return e;
+    };
+    // Runs: bands 0-2 (partners up to band 2), 4-5 (band 6 holds a sinusoid), 6-7 is not a run
+    // since band 6 has one; bands 3, 6, 7 (its partner is a sinusoid band), 8, 9 keep their gains.
+    EXPECT_NEAR(runEnergy(gain, 0, 3), runEnergy(before, 0, 3), 1e-4);
+    EXPECT_NEAR(runEnergy(gain, 4, 6), runEnergy(before, 4, 6), 1e-4);
+    EXPECT_FLOAT_EQ(gain[1], gain[2]); // both fully aliased: one common gain
+    EXPECT_NE(gain[0], before[0]);     // its partner above aliases fully
+    for (const int j : {3, 6, 7, 8, 9})
+        EXPECT_EQ(gain[j], before[j]) << j;
+    EXPECT_NE(gain[4], before[4]);
+}

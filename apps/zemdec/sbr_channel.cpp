@@ -58,6 +58,66 @@ void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bo
         }
 }
 
+// The sign of a real band's first reflection coefficient tells which of its edges holds its
+// energy (the lower one when it is negative in an even band or positive in an odd, mirrored,
+// band). Where a band and the one below lean toward their common edge, a sinusoid there shows
+// in both, with its alias.
+void aliasing_degrees(const int32_t* reflection, int k0, float* degree) {
+    float r[32];
+    for (int k = 0; k < k0; ++k) {
+        r[k] = float(reflection[k]) * 0x1p-29f;
+        degree[k] = 0.0f;
+    }
+    for (int k = 2; k < k0; ++k) {
+        const float lean = k & 1 ? -1.0f : 1.0f;
+        if (lean * r[k] >= 0.0f)
+            continue;
+        const float partial = 1.0f - r[k - 1] * r[k - 1];
+        if (lean * r[k - 1] < 0.0f) {
+            degree[k] = 1.0f;
+            if (lean * r[k - 2] > 0.0f)
+                degree[k - 1] = partial;
+        } else if (lean * r[k - 2] > 0.0f) {
+            degree[k] = partial;
+        }
+    }
+}
+
+// Runs of aliasing bands without sinusoids move toward their common gain, keeping the energy of
+// the run, so that an alias and its sinusoid are scaled alike.
+void reduce_aliasing(float* gain, const float* energy, const uint8_t* sines, const float* degree,
+                     int m) {
+    auto reduce = [&](int lo, int hi) {
+        float estimated = 0.0f, target = 0.0f;
+        for (int j = lo; j < hi; ++j) {
+            estimated += energy[j];
+            target += energy[j] * gain[j] * gain[j];
+        }
+        const float common = estimated > 0.0f ? target / estimated : 0.0f;
+        float g2[kSbrMaxBands], reached = 0.0f;
+        for (int j = lo; j < hi; ++j) {
+            const float alias = j + 1 < m ? std::max(degree[j], degree[j + 1]) : degree[j];
+            g2[j] = alias * common + (1.0f - alias) * gain[j] * gain[j];
+            reached += g2[j] * energy[j];
+        }
+        const float norm = reached > 0.0f ? target / reached : 0.0f;
+        for (int j = lo; j < hi; ++j)
+            gain[j] = std::sqrt(g2[j] * norm);
+    };
+    int start = -1;
+    for (int j = 0; j + 1 < m; ++j) {
+        const bool joins = degree[j + 1] != 0.0f && !sines[j];
+        if (joins && start < 0) {
+            start = j;
+        } else if (!joins && start >= 0) {
+            reduce(start, sines[j] ? j : j + 1);
+            start = -1;
+        }
+    }
+    if (start >= 0)
+        reduce(start, m);
+}
+
 SbrChannel::SbrChannel(bool lowPower) : lowPower_(lowPower) {
     int32_t spec = 0, init = 0, work = 0;
     if (lowPower) {
@@ -121,12 +181,15 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
         const int32_t* fixedRows[kLowRows];
         for (int r = 0; r < kLowRows; ++r)
             fixedRows[r] = lowFixed_[r];
+        int32_t reflection[32] = {};
         for (int k = 0; k < b.k0; ++k) {
-            int32_t a0 = 0, a1 = 0, reflection = 0;
-            zemsPredictOneCoef_SBRLP_32s_D2L(fixedRows, &a0, &a1, &reflection, k, kLowRows - 2, 1);
+            int32_t a0 = 0, a1 = 0;
+            zemsPredictOneCoef_SBRLP_32s_D2L(fixedRows, &a0, &a1, &reflection[k], k, kLowRows - 2,
+                                             1);
             alpha0_[k] = {float(a0) * 0x1p-29f, 0.0f};
             alpha1_[k] = {float(a1) * 0x1p-29f, 0.0f};
         }
+        patch_degrees(b, reflection);
     } else {
         const Zem32fc* lowRows[kLowRows];
         for (int r = 0; r < kLowRows; ++r)
@@ -168,6 +231,18 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
         }
         std::fill(out + covered, out + b.kx + b.m, Zem32fc{0.0f, 0.0f});
     }
+}
+
+// Each high band takes the aliasing degree of its source band, except the first band of a patch,
+// whose neighbour below comes from elsewhere.
+void SbrChannel::patch_degrees(const SbrBands& b, const int32_t* reflection) {
+    float degree[32];
+    aliasing_degrees(reflection, b.k0, degree);
+    std::fill(degree_, degree_ + kSbrMaxBands, 0.0f);
+    int j = 0;
+    for (int p = 0; p < b.numPatches; ++p)
+        for (int x = 0; x < b.patchBands[p]; ++x, ++j)
+            degree_[j] = x ? degree[b.patchStart[p] + x] : 0.0f;
 }
 
 // The transmitted envelopes, noise floors and sinusoids on the QMF bands of the high band,
@@ -269,6 +344,22 @@ void SbrChannel::gains(const SbrBands& b, const SbrHeader& h, const SbrChannelDa
                 sm[j] *= boost;
             }
         }
+        if (lowPower_)
+            reduce_aliasing(gain_[l], eCurr_[l], sMapped_[l], degree_, b.m);
+    }
+}
+
+// Low power: on the slots where a sinusoid's real phase is zero, the bank would show it as an
+// alias in the neighbouring bands; a small opposite term there cancels it.
+void SbrChannel::add_sinusoid_leakage(int kx, int m, int l, Zem32fc* row) {
+    constexpr float kLeak = 0.00815f;
+    const float* s = sM_[l];
+    const float c = indexSine_ == 1 ? kLeak : -kLeak;
+    auto at = [&](int j) { return j >= 0 && j < m ? s[j] : 0.0f; };
+    const int top = std::min(kx + m, kSbrMaxBands - 1);
+    for (int n = kx - 1; n <= top; ++n) {
+        const float v = c * (at(n - 1 - kx) - at(n + 1 - kx));
+        row[n].re -= n & 1 ? -v : v;
     }
 }
 
@@ -300,9 +391,14 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
     // Rows outside this frame's envelopes are read as silence (only a frame whose first border
     // does not follow the previous one's last leaves some of them unwritten).
     Zem32fc(*y)[kSbrMaxBands] = adjusted_[current_];
-    for (int i = 0; i < kAdjustedRows; ++i)
+    for (int i = 0; i < kAdjustedRows; ++i) {
         if (i < start || i >= 2 * d.tE[d.numEnv])
             std::fill(y[i] + kx, y[i] + kx + m, Zem32fc{0.0f, 0.0f});
+        if (lowPower_) { // the bands beside the high band, where sinusoids leak
+            y[i][kx - 1] = {0.0f, 0.0f};
+            y[i][std::min(kx + m, kSbrMaxBands - 1)] = {0.0f, 0.0f};
+        }
+    }
     for (int l = 0; l < d.numEnv; ++l) {
         const bool transient = l == d.transientEnv || (l == 0 && prevTransientAtEnd_);
         for (int i = 2 * d.tE[l]; i < 2 * d.tE[l + 1]; ++i) {
@@ -345,6 +441,8 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
                 out[j].re = src[j].re * gFilt[j] + add[j].re;
                 out[j].im = src[j].im * gFilt[j] + add[j].im;
             }
+            if (lowPower_ && (indexSine_ & 1))
+                add_sinusoid_leakage(kx, m, l, y[i]);
             indexNoise_ = (indexNoise_ + m) & 511;
             indexSine_ = (indexSine_ + 1) & 3;
         }
@@ -366,6 +464,11 @@ void SbrChannel::build_x(int kx, int m, int trailOfFrame) {
         std::fill(row + std::min(lowEnd, 32), row + kSbrMaxBands, Zem32fc{0.0f, 0.0f});
         const Zem32fc* high = early ? prev[i + kQmfSlots] : cur[i];
         std::copy(high + lowEnd, high + highEnd, row + lowEnd);
+        if (lowPower_ && highEnd > lowEnd) { // sinusoid leakage beside the high band
+            row[lowEnd - 1].re += high[lowEnd - 1].re;
+            if (highEnd < kSbrMaxBands)
+                row[highEnd].re += high[highEnd].re;
+        }
     }
     prevTrail_ = trailOfFrame;
     prevKx_ = kx;

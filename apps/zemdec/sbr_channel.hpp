@@ -27,6 +27,14 @@ struct SbrLevels {
 void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bool coupling,
                     SbrLevels* levels);
 
+// Low power: the degree (0 to 1) to which each of the k0 low bands aliases with the band below,
+// from the bands' first reflection coefficients (Q29).
+void aliasing_degrees(const int32_t* reflection, int k0, float* degree);
+// Low power: evens out the gains of aliasing runs of the m high bands (energies of the generated
+// bands, sinusoid flags, degrees per band) and keeps each run's energy.
+void reduce_aliasing(float* gain, const float* energy, const uint8_t* sines, const float* degree,
+                     int m);
+
 class SbrChannel {
   public:
     // lowPower: the real-valued decoder on the fixed-point banks and predictor (the QMF values
@@ -58,6 +66,8 @@ class SbrChannel {
     void gains(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d);
     void assemble(const SbrBands& b, const SbrHeader& h, const SbrChannelData& d, bool reset);
     void build_x(int kx, int m, int trailOfFrame);
+    void patch_degrees(const SbrBands& b, const int32_t* reflection);
+    void add_sinusoid_leakage(int kx, int m, int l, Zem32fc* row);
 
     void analyse_low_power(const int32_t* core, float scale);
     void synthesise_low_power(Zem32fc* const* rows, float* out);
@@ -101,6 +111,8 @@ class SbrChannel {
     float gain_[kSbrMaxEnvelopes][kSbrMaxBands];
     float qM_[kSbrMaxEnvelopes][kSbrMaxBands];
     float sM_[kSbrMaxEnvelopes][kSbrMaxBands];
+    // Low power: how strongly each high band aliases with the band below it (0 to 1).
+    float degree_[kSbrMaxBands] = {};
 };
 
 } // namespace zemdec
