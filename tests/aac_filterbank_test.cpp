@@ -298,6 +298,32 @@ TEST(AacFilterBankKernels, OnlyLongSimdMatchesScalar) {
             ASSERT_EQ(outScalar, out) << "trial " << trial << " kernel " << k;
             ASSERT_EQ(ov32Scalar, ov32) << "trial " << trial << " kernel " << k;
         }
+        // The LTP history update, over a full-range history so that its sums saturate.
+        std::vector<int32_t> headScalar = ov, tailScalar(1024 + 16, 0x5A5A5A5A);
+        zem::aac::kOverlapScalar.ltp_long(X.data() + o, rise.data() + o, fall.data() + o,
+                                          headScalar.data() + o, tailScalar.data() + 8 + o);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> head = ov, tail(1024 + 16, 0x5A5A5A5A);
+            simd[k].ltp_long(X.data() + o, rise.data() + o, fall.data() + o, head.data() + o,
+                             tail.data() + 8 + o);
+            ASSERT_EQ(headScalar, head) << "trial " << trial << " kernel " << k;
+            ASSERT_EQ(tailScalar, tail) << "trial " << trial << " kernel " << k;
+        }
+        // The forward windowing, plain and doubled, over 2048 samples.
+        std::vector<int32_t> src(2048 + 8);
+        for (auto& v : src)
+            v = any();
+        for (const bool doubled : {false, true}) {
+            std::vector<int32_t> xScalar(2048 + 16, 0x5A5A5A5A);
+            zem::aac::kOverlapScalar.window_only_long(xScalar.data() + 8, src.data() + o,
+                                                      rise.data() + o, fall.data() + o, doubled);
+            for (std::size_t k = 0; k < simd.size(); ++k) {
+                std::vector<int32_t> x(2048 + 16, 0x5A5A5A5A);
+                simd[k].window_only_long(x.data() + 8, src.data() + o, rise.data() + o,
+                                         fall.data() + o, doubled);
+                ASSERT_EQ(xScalar, x) << "trial " << trial << " kernel " << k;
+            }
+        }
     }
 }
 

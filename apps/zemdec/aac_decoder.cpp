@@ -17,6 +17,14 @@ namespace zemdec {
 
 namespace {
 
+// The LTP history's new frame, at 8 times the PCM scale, rounded and saturated to 16 bits.
+void history_to_pcm(const int32_t* src, int16_t* dst) {
+    for (int n = 0; n < 1024; ++n) {
+        const int32_t v = int32_t(uint32_t(src[n]) + 4u) >> 3;
+        dst[n] = int16_t(v < -32768 ? -32768 : v > 32767 ? 32767 : v);
+    }
+}
+
 constexpr int kMaxChannels = 16;
 // The ADTS profile and PCE object type fields: object type - 1.
 constexpr int kProfileMain = 0;
@@ -325,7 +333,7 @@ void Decoder::synthesise(ChannelData& ch, int out) {
         zemsDecodeTNS_AAC_32s_I(ch.spec, ch.chan.n_filt, ch.chan.length, ch.chan.order,
                                 ch.chan.coef_res, ch.tnsCoef, ch.chan.direction, ch.maxSfb(), 0,
                                 sfi_, ch.winLen());
-    // Mono and stereo go straight into the interleaved output.
+    // Mono and stereo go straight into the interleaved output (LTP: see history_to_pcm).
     int16_t* pcm = direct_ ? interleaved_.data() + out : pcm_[out];
     const int step = direct_ ? layout_.channels : 1;
     if (ltp) {
@@ -353,11 +361,8 @@ void Decoder::synthesise(ChannelData& ch, int out) {
             zemsMDCTInv_AAC_32s16s(ch.spec, pcm, s.overlap, ch.ics.window_sequence,
                                    ch.ics.window_shape, s.prevShape, step);
     }
-    if (ltp)
-        for (int n = 0; n < 1024; ++n) {
-            const int32_t v = int32_t(uint32_t(core_[out][n]) + 4u) >> 3;
-            pcm[n * step] = int16_t(std::clamp(v, -32768, 32767));
-        }
+    if (ltp) // into pcm_: LTP never writes the interleaved output directly
+        history_to_pcm(core_[out], pcm);
     s.prevShape = ch.ics.window_shape;
 }
 
@@ -463,7 +468,7 @@ bool Decoder::raw_data_block(uint8_t*& p, int32_t& pos, const uint8_t* end, long
     frame_ = frame;
     offset_ = offset;
     // Once the output format is fixed, the channel count of the layout no longer changes.
-    direct_ = started_ && layout_.channels <= 2;
+    direct_ = started_ && layout_.channels <= 2 && objectType_ != kProfileLtp + 1;
     slotUsed_.assign(layout_.slots.size(), false);
     pending_.resize(layout_.slots.size());
     for (SbrPending& pending : pending_)
@@ -588,9 +593,15 @@ void Decoder::emit(const bool* decoded) {
             std::memset(state_[c].overlap32, 0, sizeof state_[c].overlap32);
             std::memset(state_[c].ltpHistory, 0, sizeof state_[c].ltpHistory);
         }
-        if (!direct_ || !decoded[c])
+        if (direct_ && !decoded[c])
             for (int n = 0; n < 1024; ++n)
-                interleaved_[std::size_t(n * nch + c)] = pcm_[c][n];
+                interleaved_[std::size_t(n * nch + c)] = 0;
+    }
+    if (!direct_) {
+        const int16_t* planes[kMaxChannels];
+        for (int c = 0; c < nch; ++c)
+            planes[c] = pcm_[c];
+        zemsInterleave_16s(planes, nch, 1024, interleaved_.data());
     }
     out_.write(interleaved_.data(), 1024);
 }

@@ -143,6 +143,11 @@ namespace {
 // Windows 2N samples of a long sequence in place for the forward transform; `shift` 32 takes
 // hi(w x), flat parts shifted right by one; `doubled` windows 2x (formed in 32 bits) instead.
 void window_long(int32_t* x, const int32_t* src, int seq, int shape, int prevShape, bool doubled) {
+    if (seq == OnlyLong) {
+        overlap_kernels().window_only_long(x, src, long_window(prevShape), long_window(shape),
+                                           doubled);
+        return;
+    }
     const HalfWindow rise = first_half(seq, prevShape);
     const HalfWindow fall = second_half(seq, shape);
     for (int n = 0; n < 2048; ++n) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "aac/mdct_core.hpp"
+#include "aac/overlap_kernels.hpp"
 #include "aac/window_halves.hpp"
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
@@ -103,6 +104,11 @@ ZEM_API ZemStatus zemsLtpUpdate_AAC_32s(const int32_t* pSpec, int32_t* pHistory,
         for (int k = 0; k < 1024; ++k)
             X[k] = pSpec[k];
         aac_imdct_norm_32s(X, 1024);
+        if (windowSequence == OnlyLong) {
+            overlap_kernels().ltp_long(X, long_window(prevWindowShape), long_window(windowShape),
+                                       pHistory + 1024, pHistory + 2048);
+            return zemStatusOk;
+        }
         const HalfWindow rise = first_half(windowSequence, prevWindowShape);
         const HalfWindow fall = second_half(windowSequence, windowShape);
         for (int n = 0; n < 1024; ++n) {
