@@ -54,7 +54,8 @@ struct State {
     float masking[2][kMaxParts];                          // the same granules' masking levels
     float previousPe;
 };
-static_assert(sizeof(State) + 32 <= sizeof(ZemMp3PsyStateRec));
+static_assert(sizeof(State) <= sizeof(ZemMp3PsyStateRec) &&
+              alignof(State) <= alignof(ZemMp3PsyStateRec));
 
 struct Work {
     float data[2 * kLong];
@@ -252,7 +253,9 @@ ZEM_API ZemStatus zemsPsychoacousticModelTwo_MP3_16s(const int16_t* pSrc, int32_
         return zemStatusBadArgument;
     if (pHeader->id != 1 || pHeader->sampling_frequency < 0 || pHeader->sampling_frequency > 2)
         return zemStatusMp3BadFrameHeader;
-    State& s = *reinterpret_cast<State*>(align_up<32>(reinterpret_cast<uint8_t*>(pState)));
+    // At the record's start, not at an aligned address inside it: a copy at an address of
+    // another alignment must find its state at the same place.
+    State& s = *reinterpret_cast<State*>(pState);
     Work& w = *reinterpret_cast<Work*>(align_up<32>(pWorkBuf));
     if (const ZemStatus st = prepare(s, pHeader->sampling_frequency); st != zemStatusOk)
         return st;
