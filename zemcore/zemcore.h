@@ -4,7 +4,7 @@
 
 #include <stddef.h>
 
-#if defined(__GNUC__) || defined(__clang__)
+#if (defined(__GNUC__) || defined(__clang__)) && !defined(_WIN32)
 #define ZEMCORE_API __attribute__((visibility("default")))
 #else
 #define ZEMCORE_API

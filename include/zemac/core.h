@@ -5,10 +5,18 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if defined(__GNUC__) || defined(__clang__)
+#if (defined(__GNUC__) || defined(__clang__)) && !defined(_WIN32)
 #define ZEM_API __attribute__((visibility("default")))
 #else
 #define ZEM_API
+#endif
+
+/* A record aligned to 8 on every target: the 32-bit Windows ABI aligns a double member to 8, the
+   i386 System V ABI to 4, and such a record is to have one layout on both. */
+#if defined(__GNUC__) || defined(__clang__)
+#define ZEM_ALIGN8 __attribute__((aligned(8)))
+#else
+#define ZEM_ALIGN8
 #endif
 
 #ifdef __cplusplus
@@ -21,6 +29,7 @@ typedef struct Zem32fc {
     float im;
 } Zem32fc;
 
+/* Complex 32-bit integers, real part first. */
 typedef struct Zem32sc {
     int32_t re;
     int32_t im;

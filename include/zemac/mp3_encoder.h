@@ -71,11 +71,12 @@ ZEM_API ZemStatus zemsJointStereoEncode_MP3_32s_I(int32_t* pSrcDstL, int32_t* pS
 /* Psychoacoustic model two, one granule of one channel (MPEG-1 sampling frequencies). The state
    is the caller's, zero-filled before the first call and kept for the channel (it holds the two
    previous spectra, the partitions of the sampling frequency and the transform tables, which a
-   moved or copied record builds again). The result per granule: */
-typedef struct ZemMp3PsyStateRec {
+   moved or copied record builds again). */
+typedef struct ZEM_ALIGN8 ZemMp3PsyStateRec {
     double opaque[7168];
 } ZemMp3PsyStateRec;
 
+/* The model's result for one granule. */
 typedef struct ZemMp3PsyResultRec {
     float energyLong[22];  /* energy per long scale-factor band (full-scale sine line: 2^46.1) */
     float allowedLong[22]; /* allowed distortion, the masking threshold */
