@@ -121,12 +121,14 @@ ZEM_API ZemStatus zemsDecodeChanPairElt_MP4_AAC(uint8_t** ppStream, int32_t* pBi
                                                 ZemAacLayerMainRec* pMain, int32_t predSfbLimit,
                                                 int32_t objectType);
 
-/* Data stream element after its element_id: tag, byte count and up to 510 bytes into pData. */
+/* Data stream element after its element_id: tag, byte count and up to 510 bytes into pData.
+   Statuses: zemStatusNullPointer (pTag, pCount, pData, then the cursor);
+   zemStatusAacBadBitOffset. */
 ZEM_API ZemStatus zemsDecodeDatStrElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pTag,
                                           int32_t* pCount, uint8_t* pData);
 
 /* Fill element after its element_id: byte count and up to 269 bytes into pData (not interpreted).
- */
+   Statuses: zemStatusNullPointer (pCount, pData, then the cursor); zemStatusAacBadBitOffset. */
 ZEM_API ZemStatus zemsDecodeFillElt_AAC(uint8_t** ppStream, int32_t* pBitPos, int32_t* pCount,
                                         uint8_t* pData);
 
@@ -137,7 +139,13 @@ ZEM_API ZemStatus zemsDecodeMainHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
                                            ZemAacLayerMainRec* pMain, int32_t numChannels,
                                            int32_t modeFlag);
 
-/* Scalable layer extension header; the flags select what is read, bands sfbStart..sfbLimit. */
+/* Scalable layer extension header; the flags select what is read, bands sfbStart..sfbLimit.
+   Statuses, in check order: zemStatusNullPointer (pExt, then the cursor);
+   zemStatusAacBadBitOffset; zemStatusAacBadLayerFlag (readTns not 0/1);
+   zemStatusAacBadStereoLayerFlag; zemStatusAacBadBandSwitchFlag; zemStatusAacBadMaxSfb (sfbStart
+   or sfbLimit outside 0..51); zemStatusAacBadWindowSequence; zemStatusNullPointer (pExt->pMsUsed
+   for a stereo layer); then while parsing zemStatusAacBadMaxSfb (long max_sfb above 60) and
+   zemStatusAacBadTnsOrder, the cursor after the value. */
 ZEM_API ZemStatus zemsDecodeExtensionHeader_AAC(uint8_t** ppStream, int32_t* pBitPos,
                                                 ZemAacLayerExtRec* pExt, int32_t readTns,
                                                 int32_t stereoLayer, int32_t readBandSwitch,

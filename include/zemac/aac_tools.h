@@ -36,7 +36,8 @@ ZEM_API ZemStatus zemsDecodeMsStereo_AAC_32s_I(int32_t* pSrcDstL, int32_t* pSrcD
                                                int32_t sfIndex, int32_t winLen);
 
 /* Intensity stereo: on bands of codebook 15 (14: out of phase) R = +-L 2^(-p/4), p the band's
-   intensity position in pSf. Other right-channel values are not written. */
+   intensity position in pSf. Other right-channel values are not written. Statuses:
+   zemStatusNullPointer, then the band checks of zemsQuantInv_AAC_32s_I in its order. */
 ZEM_API ZemStatus zemsDecodeIsStereo_AAC_32s(const int32_t* pSrcL, int32_t* pDstR,
                                              const int16_t* pSf, const uint8_t* pSfbCb,
                                              int32_t numWinGrp, const int32_t* pWinGrpLen,

@@ -97,7 +97,8 @@ ZEM_API ZemStatus zemsUnpackScaleFactors_MP3_1u8s(uint8_t** ppStream, int32_t* p
                                                   int32_t channel);
 
 /* Writes the scale factors that zemsUnpackScaleFactors_MP3_1u8s reads, each as the low slen
-   bits of its value; MPEG-1 granule 1 long blocks skip the groups whose scfsi flag is set. */
+   bits of its value; MPEG-1 granule 1 long blocks skip the groups whose scfsi flag is set.
+   Statuses as the unpacker's, in its order. */
 ZEM_API ZemStatus zemsPackScaleFactors_MP3_8s1u(const int8_t* pScaleFactor, uint8_t** ppStream,
                                                 int32_t* pBitPos, const ZemMp3HeaderRec* pHeader,
                                                 ZemMp3GranuleRec* pGranule, const int32_t* pScfsi,

@@ -45,7 +45,8 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
    zemStatusNullPointer, zemStatusBadArgument (blockType outside 0..3). */
 ZEM_API ZemStatus zemsMDCTInvWindow_MP3_32s(const int32_t* pSrc, int32_t* pDst, int32_t blockType);
 /* Polyphase synthesis of one time slot: 32 sub-band samples (Q24) to 32 PCM samples written
-   at stride mode (1 or 2). pVBuffer (512 values) and *pVPosition (0..15) carry the history. */
+   at stride mode (1 or 2). pVBuffer (512 values) and *pVPosition (0..15) carry the history.
+   Statuses: zemStatusNullPointer, zemStatusBadArgument (mode or *pVPosition out of range). */
 ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAudioOut,
                                            int32_t* pVBuffer, int32_t* pVPosition, int32_t mode);
 
