@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -11,23 +12,34 @@
 
 namespace {
 
-int32_t scaled(int32_t v, int16_t c) { return int32_t((int64_t(v) * c) >> 14); }
+int32_t scaled(int32_t v, int16_t c) { return int32_t(uint32_t(uint64_t((int64_t(v) * c) >> 14))); }
 
 TEST(AacLtp, PredictionLagsCoefficientAndWindows) {
     std::vector<int32_t> history(3072), pred(2048, 7);
     for (int i = 0; i < 3072; ++i)
         history[std::size_t(i)] = (i * 7919) % 200001 - 100000;
+    // Long frames over the whole 32-bit range, for lags that leave any remainder of four and
+    // coefficients at both ends of the 16-bit range (a negative one is read as signed Q14).
+    std::vector<int32_t> wide(3072);
+    std::mt19937 rng(zemtest::seed());
+    for (auto& v : wide)
+        v = int32_t(rng());
+    wide[2048] = INT32_MIN;
+    wide[2049] = INT32_MAX;
     ZemAacLtpRec ltp{};
-    ltp.ltp_coef = uint16_t(int16_t(-11222)); // negative: read as signed Q14
-    for (int lag : {0, 500, 2047}) {
-        ltp.ltp_lag = lag;
-        ASSERT_EQ(zemsLongTermPredict_AAC_32s(history.data(), pred.data(), &ltp, 0), zemStatusOk);
-        const int count = std::min(lag + 1024, 2048);
-        for (int i = 0; i < 2048; ++i)
-            ASSERT_EQ(pred[std::size_t(i)],
-                      i < count ? scaled(history[std::size_t(2048 - lag + i)], -11222) : 0)
-                << lag << " " << i;
+    for (const int16_t coef : {int16_t(-11222), int16_t(-32768), int16_t(32767)}) {
+        ltp.ltp_coef = uint16_t(coef);
+        for (int lag : {0, 500, 1023, 2046, 2047}) {
+            ltp.ltp_lag = lag;
+            ASSERT_EQ(zemsLongTermPredict_AAC_32s(wide.data(), pred.data(), &ltp, 0), zemStatusOk);
+            const int count = std::min(lag + 1024, 2048);
+            for (int i = 0; i < 2048; ++i)
+                ASSERT_EQ(pred[std::size_t(i)],
+                          i < count ? scaled(wide[std::size_t(2048 - lag + i)], coef) : 0)
+                    << coef << " " << lag << " " << i;
+        }
     }
+    ltp.ltp_coef = uint16_t(int16_t(-11222));
     // Eight short windows: only the flagged ones, a negative lag zeroing the samples past the
     // history's end.
     std::fill(pred.begin(), pred.end(), 7);

@@ -8,6 +8,7 @@
 #include "aac/window_halves.hpp"
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
 #include "tables/aac_swb.hpp"
 #include "zemac.h"
 
@@ -44,8 +45,12 @@ ZEM_API ZemStatus zemsLongTermPredict_AAC_32s(const int32_t* pHistory, int32_t* 
     if (windowSequence != EightShort) {
         const int32_t lag = pLtp->ltp_lag < 0 ? 0 : pLtp->ltp_lag > 2047 ? 2047 : pLtp->ltp_lag;
         const int count = lag + 1024 < 2048 ? lag + 1024 : 2048;
-        for (int i = 0; i < 2048; ++i)
-            pPred[i] = i < count ? scaled(pHistory[2048 - lag + i], c) : 0;
+        const int32_t* from = pHistory + 2048 - lag;
+        int i = 0;
+        for (; i + 4 <= count; i += 4)
+            simd::store(pPred + i, simd::mul16_shr(simd::load(from + i), int16_t(c), 14));
+        for (; i < 2048; ++i)
+            pPred[i] = i < count ? scaled(from[i], c) : 0;
         return zemStatusOk;
     }
     for (int w = 0; w < 8; ++w) {

@@ -1,6 +1,7 @@
 #include "aac/mdct_core.hpp"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "aac/filterbank_tables.hpp"
 #include "core/cpu.hpp"
@@ -102,34 +103,23 @@ template <typename Scale> void inverse_post_twiddle(int32_t* X, int N, const int
     }
 }
 
-// In-place reversal of x[first..last] (inclusive) with the given stride.
-void reverse(int32_t* x, int first, int last, int stride) {
-    while (first < last) {
-        const int32_t t = x[first];
-        x[first] = x[last];
-        x[last] = t;
-        first += stride;
-        last -= stride;
-    }
-}
-
 // Rotation and folding of 2N windowed samples into u[0..N), in place in x[0..N).
 // With v[n] = -x[n + 3N/2] (n < N/2), x[n - N/2] (n >= N/2), the fold pairs v[k] with
-// v[2N-1-k]: d[k] = v[k] - v[2N-1-k], and u[i] = d[i] for even i, d[N-i] for odd i.
+// v[2N-1-k]: d[k] = v[k] - v[2N-1-k], and u[i] = d[i] for even i, d[N-i] for odd i. Written out
+// per half, with H = N/2: even i < H gives -x[3H+i] - x[3H-1-i], even i >= H gives
+// x[i-H] - x[3H-1-i], odd i < H gives x[H-i] - x[H-1+i], odd i > H gives -x[5H-i] - x[H-1+i].
 void fold(int32_t* x, int N) {
     const int H = N / 2;
-    // d[k], k in [H, N): reads x[k-H] and x[3H-1-k] in [H, 2H); lands on x[k-H].
-    for (int k = H; k < N; ++k)
-        x[k - H] = wrap_sub(x[k - H], x[3 * H - 1 - k]);
-    // d[k], k in [0, H): reads x[k+3H] and x[3H-1-k] in [2H, 4H); lands on x[k+H].
-    for (int k = 0; k < H; ++k)
-        x[k + H] = wrap_sub(wrap_neg(x[k + 3 * H]), x[3 * H - 1 - k]);
-    // Now d[k] sits at x[(k + H) mod N]: rotate by H to put d[k] at x[k].
-    reverse(x, 0, H - 1, 1);
-    reverse(x, H, N - 1, 1);
-    reverse(x, 0, N - 1, 1);
-    // u[i] = d[N-i] for odd i: the odd entries in reverse order.
-    reverse(x, 1, N - 1, 2);
+    int32_t u[1024];
+    for (int i = 0; i < H; i += 2) {
+        u[i] = wrap_sub(wrap_neg(x[3 * H + i]), x[3 * H - 1 - i]);
+        u[i + 1] = wrap_sub(x[H - 1 - i], x[H + i]);
+    }
+    for (int i = H; i < N; i += 2) {
+        u[i] = wrap_sub(x[i - H], x[3 * H - 1 - i]);
+        u[i + 1] = wrap_sub(wrap_neg(x[5 * H - 1 - i]), x[H + i]);
+    }
+    std::memcpy(x, u, sizeof(int32_t) * std::size_t(N));
 }
 
 // Pre-twiddle of the forward cores: Z[m] = (C a + S b, C b - S a) for the pair (a, b) at m.

@@ -111,6 +111,20 @@ inline I32x4 mul_shr31(I32x4 w, I32x4 y) {
     return r - (sar(y, 31) & I32x4{w2});
 }
 
+// Low 32 bits of (v * c) >> s per lane for a 16-bit c and 0 <= s <= 16, the product exact: with
+// v = vh 2^16 + vl (vl unsigned), v c = vh c 2^16 + vl c, and both partial products fit 32 bits.
+// vl c comes from the unsigned high words, less vl where c is negative.
+inline I32x4 mul16_shr(I32x4 v, int16_t c, int s) {
+    const __m128i cc = _mm_set1_epi16(c), low16 = _mm_set1_epi32(0xFFFF);
+    const __m128i lo = _mm_mullo_epi16(v.v, cc);
+    const __m128i hiLow = _mm_sub_epi16(_mm_mulhi_epu16(v.v, cc),
+                                        c < 0 ? _mm_and_si128(v.v, low16) : _mm_setzero_si128());
+    const __m128i vlc = _mm_or_si128(_mm_slli_epi32(hiLow, 16), _mm_and_si128(lo, low16));
+    const __m128i vhc =
+        _mm_or_si128(_mm_andnot_si128(low16, _mm_mulhi_epi16(v.v, cc)), _mm_srli_epi32(lo, 16));
+    return {_mm_add_epi32(_mm_slli_epi32(vhc, 16 - s), _mm_srai_epi32(vlc, s))};
+}
+
 // Eight int16 values: a then b, each lane saturated.
 inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a.v, b.v));
