@@ -24,6 +24,18 @@ int band_of(const uint8_t* table, int count, int k) { // table[i] <= k < table[i
     return i;
 }
 
+// One patch's bands of one generated row: x0 + alpha0 x1 + alpha1 x2 with the coefficients as
+// (a, a) and (-b, b) pairs. The output never overlaps the inputs, which lets the loop vectorise.
+void patch_row(Zem32fc* __restrict y, const Zem32fc* x0, const Zem32fc* x1, const Zem32fc* x2,
+               const Zem32fc* p0, const Zem32fc* q0, const Zem32fc* p1, const Zem32fc* q1, int n) {
+    for (int x = 0; x < n; ++x) {
+        y[x].re = x2[x].re * p1[x].re + x2[x].im * q1[x].re + x1[x].re * p0[x].re +
+                  x1[x].im * q0[x].re + x0[x].re;
+        y[x].im = x2[x].im * p1[x].im + x2[x].re * q1[x].im + x1[x].im * p0[x].im +
+                  x1[x].re * q0[x].im + x0[x].im;
+    }
+}
+
 } // namespace
 
 void dequantise_sbr(const SbrBands& b, const SbrChannelData* d, int channels, bool coupling,
@@ -218,15 +230,8 @@ void SbrChannel::hf_generate(const SbrBands& b, const SbrChannelData& d) {
         k = b.kx;
         for (int p = 0; p < b.numPatches; ++p) {
             const int n = b.patchBands[p], from = b.patchStart[p];
-            const Zem32fc *x0 = low_[r] + from, *x1 = low_[r - 1] + from, *x2 = low_[r - 2] + from;
-            Zem32fc* y = out + k;
-            const Zem32fc *p0 = a0 + k, *q0 = s0 + k, *p1 = a1 + k, *q1 = s1 + k;
-            for (int x = 0; x < n; ++x) {
-                y[x].re = x2[x].re * p1[x].re + x2[x].im * q1[x].re + x1[x].re * p0[x].re +
-                          x1[x].im * q0[x].re + x0[x].re;
-                y[x].im = x2[x].im * p1[x].im + x2[x].re * q1[x].im + x1[x].im * p0[x].im +
-                          x1[x].re * q0[x].im + x0[x].im;
-            }
+            patch_row(out + k, low_[r] + from, low_[r - 1] + from, low_[r - 2] + from, a0 + k,
+                      s0 + k, a1 + k, s1 + k, n);
             k += n;
         }
         std::fill(out + covered, out + b.kx + b.m, Zem32fc{0.0f, 0.0f});
@@ -401,6 +406,7 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
     }
     for (int l = 0; l < d.numEnv; ++l) {
         const bool transient = l == d.transientEnv || (l == 0 && prevTransientAtEnd_);
+        const bool sines = std::any_of(sM_[l], sM_[l] + m, [](float v) { return v != 0.0f; });
         for (int i = 2 * d.tE[l]; i < 2 * d.tE[l + 1]; ++i) {
             float gFilt[kSbrMaxBands], qFilt[kSbrMaxBands];
             if (smoothing && !transient) {
@@ -429,13 +435,25 @@ void SbrChannel::assemble(const SbrBands& b, const SbrHeader& h, const SbrChanne
                                 (kx & 1 ? -1.0f : 1.0f);
             const float* sm = sM_[l];
             Zem32fc add[kSbrMaxBands];
-            const int first = (indexNoise_ + 1) & 511;
-            const int run = std::min(m, 512 - first); // up to the table's end, then from 0
-            for (int j = 0; j < m; ++j) {
-                const float* v = kSbrNoiseTable[j < run ? first + j : j - run];
-                const float im = j & 1 ? -phiIm : phiIm;
-                add[j] = sm[j] != 0.0f || transient ? Zem32fc{sm[j] * phiRe, sm[j] * im}
-                                                    : Zem32fc{qFilt[j] * v[0], qFilt[j] * v[1]};
+            auto sine = [&](int j) {
+                return Zem32fc{sm[j] * phiRe, sm[j] * (j & 1 ? -phiIm : phiIm)};
+            };
+            if (transient) {
+                for (int j = 0; j < m; ++j)
+                    add[j] = sine(j);
+            } else {
+                const int first = (indexNoise_ + 1) & 511;
+                const int run = std::min(m, 512 - first); // up to the table's end, then from 0
+                const float(*v)[2] = kSbrNoiseTable + first;
+                for (int j = 0; j < run; ++j)
+                    add[j] = {qFilt[j] * v[j][0], qFilt[j] * v[j][1]};
+                for (int j = run; j < m; ++j)
+                    add[j] = {qFilt[j] * kSbrNoiseTable[j - run][0],
+                              qFilt[j] * kSbrNoiseTable[j - run][1]};
+                if (sines)
+                    for (int j = 0; j < m; ++j)
+                        if (sm[j] != 0.0f)
+                            add[j] = sine(j);
             }
             for (int j = 0; j < m; ++j) {
                 out[j].re = src[j].re * gFilt[j] + add[j].re;
