@@ -205,36 +205,40 @@ TEST(NumericHelpers, SpreadingFunction) {
     }
 }
 
-TEST(NumericHelpers, InterleaveRoundTripsAndAlignment) {
+// Every value lands in its channel and back, for lengths around the vector widths (two
+// channels have their own path), full-range 16-bit values and misaligned buffers.
+template <class T, class Deinterleave, class Interleave>
+void interleave_round_trips(Deinterleave deinterleave, Interleave interleave) {
     for (int ch = 1; ch <= 5; ++ch)
-        for (int len : {1, 5, 64})
-            for (int offset : {0, 1}) {
-                Placed<float> flat(std::size_t(ch * len), offset),
-                    back(std::size_t(ch * len), offset);
-                std::vector<Placed<float>> planes;
+        for (int len : {1, 5, 7, 8, 9, 64, 67})
+            for (int offset : {0, 1, 3}) {
+                Placed<T> flat(std::size_t(ch * len), offset), back(std::size_t(ch * len), offset);
+                std::vector<Placed<T>> planes;
                 for (int c = 0; c < ch; ++c)
                     planes.emplace_back(std::size_t(len), offset);
-                std::vector<float*> dst;
-                std::vector<const float*> src;
+                std::vector<T*> dst;
+                std::vector<const T*> src;
                 for (auto& pl : planes) {
                     dst.push_back(pl.p);
                     src.push_back(pl.p);
                 }
                 for (int i = 0; i < ch * len; ++i)
-                    flat.p[i] = float(i);
+                    flat.p[i] = T(i * 4099 - 32768); // wraps over the whole 16-bit range
                 const ZemStatus want = offset == 0 ? zemStatusOk : zemWarnMisaligned;
-                ASSERT_EQ(zemsDeinterleave_32f(flat.p, ch, len, dst.data()), want);
-                ASSERT_EQ(planes[std::size_t(ch - 1)].p[len - 1], float(ch * len - 1));
-                ASSERT_EQ(zemsInterleave_32f(src.data(), ch, len, back.p), want);
-                ASSERT_TRUE(std::equal(flat.p, flat.p + ch * len, back.p));
+                ASSERT_EQ(deinterleave(flat.p, ch, len, dst.data()), want);
+                for (int c = 0; c < ch; ++c)
+                    for (int i = 0; i < len; ++i)
+                        ASSERT_EQ(planes[std::size_t(c)].p[i], flat.p[i * ch + c])
+                            << ch << " " << len << " " << offset;
+                ASSERT_EQ(interleave(src.data(), ch, len, back.p), want);
+                ASSERT_TRUE(std::equal(flat.p, flat.p + ch * len, back.p))
+                    << ch << " " << len << " " << offset;
             }
-    int16_t a[6] = {1, 2, 3, 4, 5, 6}, l[3], r[3], c[6];
-    int16_t* lr[2] = {l, r};
-    const int16_t* clr[2] = {l, r};
-    zemsDeinterleave_16s(a, 2, 3, lr);
-    EXPECT_EQ(std::vector<int16_t>(r, r + 3), (std::vector<int16_t>{2, 4, 6}));
-    zemsInterleave_16s(clr, 2, 3, c);
-    EXPECT_TRUE(std::equal(a, a + 6, c));
+}
+
+TEST(NumericHelpers, InterleaveRoundTripsAndAlignment) {
+    interleave_round_trips<float>(zemsDeinterleave_32f, zemsInterleave_32f);
+    interleave_round_trips<int16_t>(zemsDeinterleave_16s, zemsInterleave_16s);
 }
 
 } // namespace

@@ -125,6 +125,26 @@ inline I32x4 mul16_shr(I32x4 v, int16_t c, int s) {
     return {_mm_add_epi32(_mm_slli_epi32(vhc, 16 - s), _mm_srai_epi32(vlc, s))};
 }
 
+// Eight int16 values as the lanes' 16-bit halves (lane 0's low half first).
+inline I32x4 load_words(const int16_t* p) {
+    return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
+}
+inline void store_words(int16_t* p, I32x4 a) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v);
+}
+// The 16-bit halves of a and b alternating: a0 b0 a1 b1 ... from the low four (zip_lo16) or the
+// high four (zip_hi16) of each.
+inline I32x4 zip_lo16(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
+inline I32x4 zip_hi16(I32x4 a, I32x4 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+// The even (low) and odd (high) 16-bit halves of a then b, eight values each.
+inline I32x4 even_words(I32x4 a, I32x4 b) {
+    return {_mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(a.v, 16), 16),
+                            _mm_srai_epi32(_mm_slli_epi32(b.v, 16), 16))};
+}
+inline I32x4 odd_words(I32x4 a, I32x4 b) {
+    return {_mm_packs_epi32(_mm_srai_epi32(a.v, 16), _mm_srai_epi32(b.v, 16))};
+}
+
 // Eight int16 values: a then b, each lane saturated.
 inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a.v, b.v));

@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include "core/checks.hpp"
+#include "core/simd.hpp"
 #include "core/state.hpp"
 #include "zemac.h"
 
@@ -29,13 +30,55 @@ template <class T> bool any_misaligned(const void* flat, T* const* channels, int
     return off;
 }
 
+// Two channels, a vector of each at a time; returns how many values per channel were done.
+int32_t zip2(const int16_t* l, const int16_t* r, int32_t len, int16_t* out) {
+    using namespace simd;
+    int32_t i = 0;
+    for (; i + 8 <= len; i += 8) {
+        const I32x4 a = load_words(l + i), b = load_words(r + i);
+        store_words(out + 2 * i, zip_lo16(a, b));
+        store_words(out + 2 * i + 8, zip_hi16(a, b));
+    }
+    return i;
+}
+int32_t zip2(const float* l, const float* r, int32_t len, float* out) {
+    using namespace simd;
+    int32_t i = 0;
+    for (; i + 4 <= len; i += 4) {
+        const F32x4 a = load(l + i), b = load(r + i);
+        store(out + 2 * i, interleave_lo(a, b));
+        store(out + 2 * i + 4, interleave_hi(a, b));
+    }
+    return i;
+}
+int32_t unzip2(const int16_t* in, int32_t len, int16_t* l, int16_t* r) {
+    using namespace simd;
+    int32_t i = 0;
+    for (; i + 8 <= len; i += 8) {
+        const I32x4 a = load_words(in + 2 * i), b = load_words(in + 2 * i + 8);
+        store_words(l + i, even_words(a, b));
+        store_words(r + i, odd_words(a, b));
+    }
+    return i;
+}
+int32_t unzip2(const float* in, int32_t len, float* l, float* r) {
+    using namespace simd;
+    int32_t i = 0;
+    for (; i + 4 <= len; i += 4) {
+        const F32x4 a = load(in + 2 * i), b = load(in + 2 * i + 4);
+        store(l + i, shuffle<0, 2, 0, 2>(a, b));
+        store(r + i, shuffle<1, 3, 1, 3>(a, b));
+    }
+    return i;
+}
+
 template <class T> ZemStatus deinterleave(const T* pSrc, int32_t numCh, int32_t len, T** ppDst) {
     if (const ZemStatus st = check<T>(pSrc, ppDst, numCh, len); st != zemStatusOk)
         return st;
     if (numCh == 2) {
         T* l = ppDst[0];
         T* r = ppDst[1];
-        for (int32_t i = 0; i < len; ++i) {
+        for (int32_t i = unzip2(pSrc, len, l, r); i < len; ++i) {
             l[i] = pSrc[2 * i];
             r[i] = pSrc[2 * i + 1];
         }
@@ -53,7 +96,7 @@ template <class T> ZemStatus interleave(const T** ppSrc, int32_t numCh, int32_t 
     if (numCh == 2) {
         const T* l = ppSrc[0];
         const T* r = ppSrc[1];
-        for (int32_t i = 0; i < len; ++i) {
+        for (int32_t i = zip2(l, r, len, pDst); i < len; ++i) {
             pDst[2 * i] = l[i];
             pDst[2 * i + 1] = r[i];
         }
