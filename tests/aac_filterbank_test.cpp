@@ -327,8 +327,9 @@ TEST(AacFilterBankKernels, OnlyLongSimdMatchesScalar) {
     }
 }
 
-// The AVX2 inverse cores against the SSE2 ones, bit for bit: spectra of every scale from silence
-// to full-scale values (whose sums wrap), so that the normalising shift takes each of its values.
+// The AVX2 inverse and forward cores against the SSE2 ones, bit for bit: inputs of every scale
+// from silence to full-scale values (whose sums wrap), so that the normalising shift takes each
+// of its values.
 TEST(AacFilterBankKernels, InverseCoresAvx2MatchSse2) {
 #if defined(__x86_64__)
     if (!zem::cpu_has_avx2())
@@ -347,6 +348,16 @@ TEST(AacFilterBankKernels, InverseCoresAvx2MatchSse2) {
                       : zem::aac::kInverseCoresAvx2.plain)(avx2.data(), N);
                 ASSERT_EQ(sse2, avx2) << "N " << N << " bits " << bits << " norm " << norm;
             }
+            // The plain forward core on 2N samples of the same scale.
+            std::vector<int32_t> x(2 * static_cast<std::size_t>(N));
+            for (int32_t& v : x)
+                v = bits == 0 ? 0 : int32_t(rng()) >> (32 - bits);
+            std::vector<int32_t> sse2 = x, avx2 = x;
+            zem::aac::kForwardCoresSse2.plain(sse2.data(), N);
+            zem::aac::kForwardCoresAvx2.plain(avx2.data(), N);
+            sse2.resize(std::size_t(N));
+            avx2.resize(std::size_t(N));
+            ASSERT_EQ(sse2, avx2) << "forward, N " << N << " bits " << bits;
         }
 #else
     GTEST_SKIP() << "AVX2 kernels exist on x86-64 only";

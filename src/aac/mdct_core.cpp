@@ -236,6 +236,32 @@ ZEM_AVX2 void inverse_post_twiddle_avx2(int32_t* X, int N, const int32_t* cs, in
     }
 }
 
+// The plain forward core's twiddles with eight lanes. Pre-twiddle: (C a + S b, C b - S a)
+// rounded by 2^30; post-twiddle, four i at a time with their mirrors j = N/2-1-i, whose pairs
+// sit reversed at X[N-8-2i0..): X[2i] = A_i, X[2i+1] = -B_j, X[N-2-2i] = A_j, X[N-1-2i] = -B_i,
+// each truncated by 2^29 (A, B as rotate_pairs gives them).
+ZEM_AVX2 void forward_core_avx2(int32_t* x, int N) {
+    using namespace simd;
+    const CoreTables t = tables_for(N);
+    fold(x, N);
+    const I64x4 half{_mm256_set1_epi64x(int64_t(1) << 29)};
+    for (int m0 = 0; m0 < N / 2; m0 += 4) {
+        const Rotated P = rotate_pairs(load8(x + 2 * m0), load8(t.cs + 2 * m0));
+        store(x + 2 * m0, low_words(shr(P.a + half, 30), shr(P.b + half, 30)));
+    }
+    kFixedFftAvx2.forward(x, t.order, t.fftTwiddle, t.fftSwap);
+    const I64x4 zero = zero64x4();
+    for (int i0 = 0; i0 < N / 4; i0 += 4) {
+        int32_t* front = x + 2 * i0;
+        int32_t* back = x + N - 8 - 2 * i0;
+        const Rotated F = rotate_pairs(load8(front), load8(t.cs + 2 * i0));
+        const Rotated B = rotate_pairs(reverse_pairs(load8(back)),
+                                       reverse_pairs(load8(t.cs + 2 * (N / 2 - 4 - i0))));
+        store(front, low_words(shr(F.a, 29), shr(zero - B.b, 29)));
+        store(back, reverse_pairs(low_words(shr(B.a, 29), shr(zero - F.b, 29))));
+    }
+}
+
 ZEM_AVX2 void inverse_core_avx2(int32_t* X, int N, bool normalised) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle_avx2(X, N, t.cs);
@@ -265,7 +291,9 @@ void aac_imdct_32s_sse2(int32_t* X, int N) {
     inverse_post_twiddle(X, N, t.cs, PlainScale{});
 }
 
-void aac_mdct_32s(int32_t* x, int N) {
+void aac_mdct_32s(int32_t* x, int N) { forward_cores().plain(x, N); }
+
+void aac_mdct_32s_sse2(int32_t* x, int N) {
     const CoreTables t = tables_for(N);
     fold(x, N);
     forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
@@ -283,12 +311,17 @@ void aac_mdct_norm_32s(int32_t* x, int N) {
 }
 
 #if ZEM_HAS_AVX2_KERNELS
+void aac_mdct_32s_avx2(int32_t* x, int N) { forward_core_avx2(x, N); }
 void aac_imdct_norm_32s_avx2(int32_t* X, int N) { inverse_core_avx2(X, N, true); }
 void aac_imdct_32s_avx2(int32_t* X, int N) { inverse_core_avx2(X, N, false); }
 #endif
 
 const InverseCores& inverse_cores() {
     return ZEM_CHOSEN_KERNELS(kInverseCoresSse2, kInverseCoresAvx2);
+}
+
+const ForwardCores& forward_cores() {
+    return ZEM_CHOSEN_KERNELS(kForwardCoresSse2, kForwardCoresAvx2);
 }
 
 } // namespace zem::aac

@@ -37,6 +37,19 @@ const InverseCores& inverse_cores(); // the set this process runs (core/cpu.hpp)
 void aac_mdct_32s(int32_t* x, int N);
 void aac_mdct_norm_32s(int32_t* x, int N);
 
+// The plain forward core by instruction set, with identical results (aac_mdct_32s runs
+// forward_cores()).
+void aac_mdct_32s_sse2(int32_t* x, int N);
+void aac_mdct_32s_avx2(int32_t* x, int N);
+struct ForwardCores {
+    void (*plain)(int32_t* x, int N);
+};
+inline constexpr ForwardCores kForwardCoresSse2 = {aac_mdct_32s_sse2};
+#if defined(__x86_64__)
+inline constexpr ForwardCores kForwardCoresAvx2 = {aac_mdct_32s_avx2};
+#endif
+const ForwardCores& forward_cores();
+
 // Accessor of the compact inverse output: sample n of y[0..2N).
 inline int32_t imdct_sample(const int32_t* X, int N, int n) {
     const int h = N / 2;
