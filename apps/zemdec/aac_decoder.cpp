@@ -342,7 +342,8 @@ void Decoder::synthesise(ChannelData& ch, int out) {
         int32_t work[6144];
         zemsLtpUpdate_AAC_32s(ch.spec, s.ltpHistory, ch.ics.window_sequence, ch.ics.window_shape,
                               s.prevShape, work);
-        std::memcpy(core_[out], s.ltpHistory + 1024, sizeof core_[out]);
+        if (deferred()) // the SBR analysis reads the frame from core_
+            std::memcpy(core_[out], s.ltpHistory + 1024, sizeof core_[out]);
     } else {
         // Until the first block is out it is open whether it carries SBR: both filter banks run.
         if (deferred()) {
@@ -362,7 +363,7 @@ void Decoder::synthesise(ChannelData& ch, int out) {
                                    ch.ics.window_shape, s.prevShape, step);
     }
     if (ltp) // into pcm_: LTP never writes the interleaved output directly
-        history_to_pcm(core_[out], pcm);
+        history_to_pcm(s.ltpHistory + 1024, pcm);
     s.prevShape = ch.ics.window_shape;
 }
 

@@ -2,6 +2,7 @@
 // reconstructed frames, its transformed estimate added to the flagged bands, and the history
 // brought up to date with the current frame through the filter bank's own inverse core.
 #include <cstdint>
+#include <cstring>
 
 #include "aac/mdct_core.hpp"
 #include "aac/overlap_kernels.hpp"
@@ -101,13 +102,11 @@ ZEM_API ZemStatus zemsLtpUpdate_AAC_32s(const int32_t* pSpec, int32_t* pHistory,
     if (const ZemStatus st = check_window(windowSequence, windowShape, prevWindowShape);
         st != zemStatusOk)
         return st;
-    for (int n = 0; n < 2048; ++n)
-        pHistory[n] = pHistory[1024 + n];
+    std::memmove(pHistory, pHistory + 1024, 2048 * sizeof(int32_t));
     int32_t* X = pWorkBuf;
     int32_t* u = pWorkBuf + 2048;
     if (windowSequence != EightShort) {
-        for (int k = 0; k < 1024; ++k)
-            X[k] = pSpec[k];
+        std::memcpy(X, pSpec, 1024 * sizeof(int32_t));
         aac_imdct_norm_32s(X, 1024);
         if (windowSequence == OnlyLong) {
             overlap_kernels().ltp_long(X, long_window(prevWindowShape), long_window(windowShape),
