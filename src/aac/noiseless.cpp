@@ -179,42 +179,70 @@ constexpr bool codewords_fit_window() { // a codeword and its four sign bits in 
 }
 static_assert(codewords_fit_window());
 
+// The longest codeword of each book with its sign bits: while a window still holds that many
+// unread bits, the next codeword is decoded from it without fetching the stream again.
+struct BookSpans {
+    int bits[12];
+};
+constexpr BookSpans book_spans() {
+    BookSpans s{};
+    for (int cb = 1; cb < 12; ++cb)
+        s.bits[cb] = huff_longest(kSpectralBooks[cb].codes) +
+                     (kSpectralBooks[cb].hasSigns ? kSpectralBooks[cb].dim : 0);
+    return s;
+}
+inline constexpr BookSpans kBookSpans = book_spans();
+
 // Decodes count values (a multiple of Dim) with codebook cb of that dimension. Sign bits
 // follow the codeword, one per non-zero value; escapes (codebook 11) follow the signs.
 template <int Dim, bool HasSigns>
 ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
     constexpr int kFieldBits = spectral_field_bits(Dim);
     const SpectralDecoder decoder = spectral_decoder(cb);
-    for (int i = 0; i < count; i += Dim) {
-        int bits = 0;
-        const uint32_t window = bc.window();
-        const uint32_t symbol = decoder.decode(window, bits);
-        int32_t v[Dim];
-        for (int j = 0; j < Dim; ++j) {
-            const uint32_t field = (symbol >> (kFieldBits * j)) & ((1u << kFieldBits) - 1);
-            v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
-        }
-        if constexpr (HasSigns) {
-            // The sign bits still sit in the window behind the codeword. Without branches: the
-            // signs are as random as the music, and a mispredicted branch costs more than this.
-            uint32_t signs = window << bits;
+    const int span = kBookSpans.bits[cb];
+    int i = 0;
+    while (i < count) {
+        // The window holds 32 - bit_pos valid bits, the same bytes a single read would fetch.
+        uint32_t window = bc.window();
+        int valid = 32 - bc.bit_pos();
+        bool escaped = false;
+        do {
+            int bits = 0;
+            const uint32_t symbol = decoder.decode(window, bits);
+            int32_t v[Dim];
             for (int j = 0; j < Dim; ++j) {
-                const int nonzero = v[j] != 0;
-                const int32_t flip = -int32_t((signs >> 31) & uint32_t(nonzero));
-                v[j] = (v[j] ^ flip) - flip;
-                signs <<= nonzero;
-                bits += nonzero;
+                const uint32_t field = (symbol >> (kFieldBits * j)) & ((1u << kFieldBits) - 1);
+                v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
             }
-        }
-        bc.skip(bits);
-        if constexpr (HasSigns) {
-            if (cb == 11)
-                for (int j = 0; j < Dim; ++j)
-                    if ((v[j] == 16 || v[j] == -16) && !read_escape(bc, v[j]))
-                        return zemStatusAacBadSpectralValue;
-        }
-        for (int j = 0; j < Dim; ++j)
-            out[i + j] = v[j];
+            if constexpr (HasSigns) {
+                // The sign bits still sit in the window behind the codeword. Without branches:
+                // the signs are as random as the music, and a mispredicted branch costs more
+                // than this.
+                uint32_t signs = window << bits;
+                for (int j = 0; j < Dim; ++j) {
+                    const int nonzero = v[j] != 0;
+                    const int32_t flip = -int32_t((signs >> 31) & uint32_t(nonzero));
+                    v[j] = (v[j] ^ flip) - flip;
+                    signs <<= nonzero;
+                    bits += nonzero;
+                }
+            }
+            bc.skip(bits);
+            window <<= bits;
+            valid -= bits;
+            if constexpr (HasSigns) {
+                if (cb == 11)
+                    for (int j = 0; j < Dim; ++j)
+                        if (v[j] == 16 || v[j] == -16) {
+                            if (!read_escape(bc, v[j]))
+                                return zemStatusAacBadSpectralValue;
+                            escaped = true; // the window is behind the cursor now
+                        }
+            }
+            for (int j = 0; j < Dim; ++j)
+                out[i + j] = v[j];
+            i += Dim;
+        } while (i < count && !escaped && valid >= span);
     }
     return zemStatusOk;
 }
