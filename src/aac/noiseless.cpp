@@ -215,16 +215,18 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
                 v[j] = int32_t(field << (32 - kFieldBits)) >> (32 - kFieldBits);
             }
             if constexpr (HasSigns) {
-                // The sign bits still sit in the window behind the codeword. Without branches:
-                // the signs are as random as the music, and a mispredicted branch costs more
-                // than this.
-                uint32_t signs = window << bits;
+                // The sign bits still sit in the window behind the codeword, one per non-zero
+                // value in order; their count comes with the symbol, so the next codeword's
+                // position does not wait for the signs. Without branches: the signs are as
+                // random as the music, and a mispredicted branch costs more than this.
+                const uint32_t signs = window << bits;
+                bits += int(symbol >> kSpectralSignCountShift);
+                int before = 0;
                 for (int j = 0; j < Dim; ++j) {
                     const int nonzero = v[j] != 0;
-                    const int32_t flip = -int32_t((signs >> 31) & uint32_t(nonzero));
+                    const int32_t flip = -int32_t(((signs << before) >> 31) & uint32_t(nonzero));
                     v[j] = (v[j] ^ flip) - flip;
-                    signs <<= nonzero;
-                    bits += nonzero;
+                    before += nonzero;
                 }
             }
             bc.skip(bits);
