@@ -168,6 +168,21 @@ ZEM_AVX2 void only_long_avx2(const int32_t* X, int32_t* overlap, const int32_t* 
 #endif
 
 #if ZEM_HAS_AVX2_KERNELS
+ZEM_AVX2 void only_long_32_avx2(const int32_t* X, int32_t* overlap, const int32_t* rise,
+                                const int32_t* fall, int32_t* out) {
+    using namespace simd;
+    const I32x8 zero = splat8(0);
+    for (int n = 0; n < 1024; n += 8) {
+        const I32x8 x = n < 512 ? load8(X + n) : zero - reverse(load8(X + 1016 - n));
+        store(out + n, load8(overlap + n) + mul_hi(load8(rise + n), x));
+    }
+    for (int n = 0; n < 1024; n += 8) {
+        const I32x8 w = reverse(load8(fall + 1016 - n));
+        const I32x8 x = n < 512 ? load8(X + 512 + n) : reverse(load8(X + 1528 - n));
+        store(overlap + n, mul_hi(w, x));
+    }
+}
+
 ZEM_AVX2 void ltp_long_avx2(const int32_t* X, const int32_t* rise, const int32_t* fall,
                             int32_t* head, int32_t* tail) {
     using namespace simd;

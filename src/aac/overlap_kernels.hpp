@@ -58,7 +58,9 @@ void ltp_long_avx2(const int32_t* X, const int32_t* rise, const int32_t* fall, i
                    int32_t* tail);
 void window_only_long_avx2(int32_t* x, const int32_t* src, const int32_t* rise, const int32_t* fall,
                            bool doubled);
-inline constexpr OverlapKernels kOverlapAvx2 = {only_long_avx2, only_long_32_sse2, ltp_long_avx2,
+void only_long_32_avx2(const int32_t* X, int32_t* overlap, const int32_t* rise, const int32_t* fall,
+                       int32_t* out);
+inline constexpr OverlapKernels kOverlapAvx2 = {only_long_avx2, only_long_32_avx2, ltp_long_avx2,
                                                 window_only_long_avx2};
 #endif
 // The kernels this process runs (core/cpu.hpp).
