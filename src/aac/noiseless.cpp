@@ -83,17 +83,41 @@ ZemStatus read_sections(BitCursor& bc, const Frame& f, ZemAacChanRec& chan, uint
     return zemStatusOk;
 }
 
-int decode_sf_difference(BitCursor& bc) {
-    int bits = 0;
-    const uint32_t index = kSfDecoder.table().decode(bc.window(), bits);
-    bc.skip(bits);
-    return int(index) - 60;
-}
+// Scale-factor differences from a window that is fetched again only when it may no longer hold
+// the longest codeword (the same bytes a single read fetches).
+class SfReader {
+  public:
+    explicit SfReader(BitCursor& bc) : bc_(bc) {}
+    int next() {
+        if (valid_ < kLongest) {
+            window_ = bc_.window();
+            valid_ = 32 - bc_.bit_pos();
+        }
+        int bits = 0;
+        const uint32_t index = kSfDecoder.table().decode(window_, bits);
+        bc_.skip(bits);
+        window_ <<= bits;
+        valid_ -= bits;
+        return int(index) - 60;
+    }
+    // Reads outside the codewords go through the cursor, after which the window is stale.
+    uint32_t read(int n) {
+        valid_ = 0;
+        return bc_.read(n);
+    }
+
+  private:
+    static constexpr int kLongest = huff_longest(kSfCodes);
+    BitCursor& bc_;
+    uint32_t window_ = 0;
+    int valid_ = 0;
+};
 
 ZemStatus read_scale_factors(BitCursor& bc, const Frame& f, const ZemAacChanRec& chan,
                              Variant variant, const uint8_t* sfbCb, int16_t* sf) {
     int scale = chan.global_gain, position = 0, noise = 0;
     bool firstNoise = true;
+    SfReader reader(bc);
     for (int g = 0; g < f.numGroups; ++g) {
         const uint8_t* cbRow = sfbCb + g * f.maxSfb;
         int16_t* sfRow = sf + g * f.maxSfb;
@@ -102,19 +126,19 @@ ZemStatus read_scale_factors(BitCursor& bc, const Frame& f, const ZemAacChanRec&
             if (cb == 0) {
                 sfRow[b] = 0;
             } else if (cb <= 11) {
-                scale += decode_sf_difference(bc);
+                scale += reader.next();
                 if (scale < 0 || scale > 255)
                     return zemStatusAacBadScaleFactor;
                 sfRow[b] = int16_t(scale);
             } else if (cb == 14 || cb == 15) {
-                position += decode_sf_difference(bc);
+                position += reader.next();
                 sfRow[b] = int16_t(position);
             } else if (cb == 13 && variant == Variant::General) {
                 if (firstNoise) {
-                    noise = chan.global_gain + int(bc.read(9)) - 346;
+                    noise = chan.global_gain + int(reader.read(9)) - 346;
                     firstNoise = false;
                 } else {
-                    noise += decode_sf_difference(bc);
+                    noise += reader.next();
                     if (noise < 0 || noise > 255)
                         return zemStatusAacBadScaleFactor;
                 }
