@@ -150,10 +150,14 @@ ZEM_AVX2 void block_pass_avx2(Cplx* x, int n, const int32_t* tw, int run, int st
         const int at = k * stride - 1;
         const I32x4 index = set(at, at + stride, at + 2 * stride, at + 3 * stride);
         const I32x4 lanes = set(-1, -1, -1, k + 3 < e ? -1 : 0);
-        const I32x8 c1 = widen(gather(tw, index, lanes)),
-                    c3 = widen(gather(tw + run, index, lanes));
-        const I32x8 s1 = widen(gather(tw + 2 * run, index, lanes));
-        const I32x8 s3 = widen(gather(tw + 3 * run, index, lanes));
+        // At stride 1 the four angles are neighbours: plain loads, except in the last group,
+        // whose fourth lane lies past the run.
+        const bool adjacent = stride == 1 && k + 3 < e;
+        auto angles = [&](const int32_t* t) ZEM_AVX2 {
+            return widen(adjacent ? load(t + at) : gather(t, index, lanes));
+        };
+        const I32x8 c1 = angles(tw), c3 = angles(tw + run);
+        const I32x8 s1 = angles(tw + 2 * run), s3 = angles(tw + 3 * run);
         int32_t* y = p + 4 * q + 2 * k;
         int32_t* z = p + 6 * q - 2 * k - 6;
         const I32x8 ya = load8(y), yd = load8(y + 2 * q);
