@@ -8,8 +8,10 @@
 #include "aac/overlap_kernels.hpp"
 #include "aac/window_halves.hpp"
 #include "core/checks.hpp"
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
 #include "tables/aac_swb.hpp"
 #include "zemac.h"
 
@@ -30,6 +32,32 @@ int32_t windowed(int64_t w, int32_t y) {
 
 bool valid_sequence(int32_t seq) { return seq >= 0 && seq <= 3; }
 
+// The prediction's scaling of a run of history values, a vector at a time; returns how many it
+// did (the rest is the caller's).
+int scale_run_sse2(const int32_t* from, int32_t* to, int n, int16_t c) {
+    int i = 0;
+    for (; i + 4 <= n; i += 4)
+        simd::store(to + i, simd::mul16_shr(simd::load(from + i), c, 14));
+    return i;
+}
+#if ZEM_HAS_AVX2_KERNELS
+// Eight at a time: the even and odd lanes' exact 64-bit products, of which bits 14..45 are the
+// low word of the product shifted by 14.
+ZEM_AVX2 int scale_run_avx2(const int32_t* from, int32_t* to, int n, int16_t c) {
+    using namespace simd;
+    const I32x8 cc = splat8(c);
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const I32x8 v = load8(from + i);
+        store(to + i, low_words(shr(mul_even(v, cc), 14), shr(mul_even(odd_words(v), cc), 14)));
+    }
+    return i;
+}
+#endif
+int scale_run(const int32_t* from, int32_t* to, int n, int16_t c) {
+    return ZEM_CHOSEN_KERNELS(scale_run_sse2, scale_run_avx2)(from, to, n, c);
+}
+
 } // namespace
 } // namespace zem::aac
 
@@ -47,10 +75,7 @@ ZEM_API ZemStatus zemsLongTermPredict_AAC_32s(const int32_t* pHistory, int32_t* 
         const int32_t lag = pLtp->ltp_lag < 0 ? 0 : pLtp->ltp_lag > 2047 ? 2047 : pLtp->ltp_lag;
         const int count = lag + 1024 < 2048 ? lag + 1024 : 2048;
         const int32_t* from = pHistory + 2048 - lag;
-        int i = 0;
-        for (; i + 4 <= count; i += 4)
-            simd::store(pPred + i, simd::mul16_shr(simd::load(from + i), int16_t(c), 14));
-        for (; i < 2048; ++i)
+        for (int i = scale_run(from, pPred, count, int16_t(c)); i < 2048; ++i)
             pPred[i] = i < count ? scaled(from[i], c) : 0;
         return zemStatusOk;
     }
