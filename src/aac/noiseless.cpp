@@ -230,6 +230,7 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
         uint32_t window = bc.window();
         int valid = 32 - bc.bit_pos();
         bool escaped = false;
+        int used = 0; // consumed from the window, handed to the cursor when it is needed
         do {
             int bits = 0;
             const uint32_t symbol = decoder.decode(window, bits);
@@ -253,13 +254,15 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
                     before += nonzero;
                 }
             }
-            bc.skip(bits);
+            used += bits;
             window <<= bits;
             valid -= bits;
             if constexpr (HasSigns) {
                 if (cb == 11)
                     for (int j = 0; j < Dim; ++j)
                         if (v[j] == 16 || v[j] == -16) {
+                            bc.skip(used);
+                            used = 0;
                             if (!read_escape(bc, v[j]))
                                 return zemStatusAacBadSpectralValue;
                             escaped = true; // the window is behind the cursor now
@@ -269,6 +272,7 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
                 out[i + j] = v[j];
             i += Dim;
         } while (i < count && !escaped && valid >= span);
+        bc.skip(used);
     }
     return zemStatusOk;
 }
