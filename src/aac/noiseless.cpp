@@ -244,14 +244,13 @@ ZemStatus decode_values(BitCursor& bc, int cb, int32_t* out, int count) {
                 // value in order; their count comes with the symbol, so the next codeword's
                 // position does not wait for the signs. Without branches: the signs are as
                 // random as the music, and a mispredicted branch costs more than this.
-                const uint32_t signs = window << bits;
+                uint32_t signs = window << bits;
                 bits += int(symbol >> kSpectralSignCountShift);
-                int before = 0;
                 for (int j = 0; j < Dim; ++j) {
-                    const int nonzero = v[j] != 0;
-                    const int32_t flip = -int32_t(((signs << before) >> 31) & uint32_t(nonzero));
+                    const uint32_t nonzero = 0u - uint32_t(v[j] != 0); // all ones or zero
+                    const int32_t flip = int32_t(uint32_t(int32_t(signs) >> 31) & nonzero);
                     v[j] = (v[j] ^ flip) - flip;
-                    before += nonzero;
+                    signs += signs & nonzero; // past this value's sign bit, if it has one
                 }
             }
             used += bits;
