@@ -1,15 +1,16 @@
 // The DTS coherent-acoustics 32-band synthesis bank: per call one slot of 32 sub-band samples to
 // 32 PCM samples, y[n] = sum over the last 16 slots and the 32 bands of X_k h[j] cos(pi (k + 1/2)
-// (j - 255.5) / 32 + (-1)^k pi/4), j = n + 32 (slot age). The cosine has period 128 in j and
-// changes sign every 64, so one table of 64 rows serves every j; the history holds the sub-band
-// samples of the last 16 slots, newest at `position`.
+// (j - 255.5) / 32 + (-1)^k pi/4), j = n + 32 (slot age). Each slot is modulated once, when it
+// arrives (a DCT-IV on a 16-point FFT, dts_kernels.hpp), into the 32 values its taps need; a call
+// then windows the 16 slots of the history with the prototype it selects, so that the
+// prototype may change from call to call over one history.
 #include <cstdint>
+#include <cstring>
 
 #include "core/checks.hpp"
-#include "core/constexpr_math.hpp"
 #include "core/state.hpp"
 #include "tables/dts_fir.hpp"
-#include "transform/twiddle.hpp"
+#include "tools/dts_kernels.hpp"
 #include "zemac.h"
 
 namespace zem::dts {
@@ -19,7 +20,7 @@ constexpr int32_t kSpecBytes = 2923;
 
 struct Header {
     uint32_t tag;
-    int32_t position; // the slot of the newest samples, 15 after Init
+    int32_t position; // the slot of the newest values, 15 after Init
     int32_t ownedByLibrary;
     int32_t reserved[9];
 };
@@ -27,39 +28,35 @@ static_assert(sizeof(Header) == 48);
 
 struct Layout {
     Header header;
-    float history[16][32]; // sub-band samples by slot
+    float history[kSlots][32]; // per slot: a_0..15 then b_0..15
+    float work[32];            // the FFT's 16 complex values
+    uint8_t fft[160];          // the order-4 FFT record at its first 32-byte boundary (a header:
+                               // its twiddles are built in)
 };
 static_assert(sizeof(Layout) + 15 <= kSpecBytes);
 
-// cos(pi (k + 1/2)(j - 255.5) / 32 + (-1)^k pi / 4) for j = 0..63 as the turn
-// ((2k + 1)(2j - 511) + (-1)^k 32) / 256.
-struct Modulation {
-    double c[64][32];
+// The windows of both prototypes h[n] = (-1)^floor(n/64) s[n] / 4 with the modulation's signs:
+// at age g, output 2e takes h[2e + 32g] (-1)^floor(g/2) times a_e (even g) or -b_e (odd g),
+// output 31 - 2e takes -h[31 - 2e + 32g] (-1)^floor(g/2) times a_e or b_e.
+struct Windows {
+    SlotWindow w[2];
 };
-constexpr Modulation make_modulation() {
-    Modulation t{};
-    for (int j = 0; j < 64; ++j)
-        for (int k = 0; k < 32; ++k)
-            t.c[j][k] =
-                cos_sin_constexpr((2 * k + 1) * (2 * j - 511) + (k % 2 ? -32 : 32), 256.0).c;
+constexpr Windows make_windows() {
+    Windows t{};
+    for (int select = 0; select < 2; ++select)
+        for (int g = 0; g < kSlots; ++g)
+            for (int e = 0; e < 16; ++e) {
+                const auto h = [&](int n) {
+                    const double s = select ? double(kPerfect[n]) : double(kNonPerfect[n]);
+                    return (n / 64) % 2 ? -0.25 * s : 0.25 * s;
+                };
+                const double sign = (g / 2) % 2 ? -1.0 : 1.0;
+                t.w[select].even[g][e] = float(h(2 * e + 32 * g) * (g % 2 ? -sign : sign));
+                t.w[select].odd[g][e] = float(-h(31 - 2 * e + 32 * g) * sign);
+            }
     return t;
 }
-constexpr Modulation kModulation = make_modulation();
-
-// The prototypes h[n] = (-1)^floor(n/64) s[n] / 4.
-struct Prototypes {
-    double h[2][512];
-};
-constexpr Prototypes make_prototypes() {
-    Prototypes p{};
-    for (int n = 0; n < 512; ++n) {
-        const double sign = (n / 64) % 2 ? -0.25 : 0.25;
-        p.h[0][n] = sign * double(kNonPerfect[n]);
-        p.h[1][n] = sign * double(kPerfect[n]);
-    }
-    return p;
-}
-constexpr Prototypes kPrototypes = make_prototypes();
+constexpr Windows kWindows = make_windows();
 
 Layout* layout_of(void* handle) {
     return reinterpret_cast<Layout*>(align_up<16>(static_cast<uint8_t*>(handle)));
@@ -68,9 +65,9 @@ Layout* layout_of(void* handle) {
 void build(uint8_t* mem, int32_t owned) {
     Layout* l = layout_of(mem);
     l->header = Header{uint32_t(Tag::DtsSynthesis), 15, owned, {}};
-    for (auto& slot : l->history)
-        for (float& v : slot)
-            v = 0.0f;
+    std::memset(l->history, 0, sizeof l->history);
+    ZemFftSpec* fft = nullptr;
+    fft_init(&fft, 4, FftNoScale, 0, l->fft, nullptr);
 }
 
 } // namespace
@@ -124,24 +121,10 @@ ZEM_API ZemStatus zemsSynthesisFilter_DTS_32f(const float* pSrc, float* pDst, in
     Layout* l = layout_of(pSpec);
     if (!has_tag(&l->header, Tag::DtsSynthesis))
         return zemStatusContextMismatch;
-    const int pos = (l->header.position + 1) & 15;
+    const int pos = (l->header.position + 1) & (kSlots - 1);
     l->header.position = pos;
-    for (int k = 0; k < 32; ++k)
-        l->history[pos][k] = pSrc[k];
-    const double* h = kPrototypes.h[filterSelect];
-    double y[32] = {};
-    for (int age = 0; age < 16; ++age) {
-        const float* x = l->history[(pos - age) & 15];
-        for (int n = 0; n < 32; ++n) {
-            const int j = n + 32 * age;
-            const double* c = kModulation.c[j % 64];
-            double sum = 0.0;
-            for (int k = 0; k < 32; ++k)
-                sum += double(x[k]) * c[k];
-            y[n] += (j / 64) % 2 ? -h[j] * sum : h[j] * sum;
-        }
-    }
-    for (int n = 0; n < 32; ++n)
-        pDst[n] = float(y[n]);
+    const auto& fft = *reinterpret_cast<const ZemFftSpec*>(align_up<32>(l->fft));
+    kDtsSse2.fold(pSrc, l->history[pos], fft, l->work);
+    kDtsSse2.window(&l->history[0][0], pos, kWindows.w[filterSelect], pDst);
     return zemStatusOk;
 }
