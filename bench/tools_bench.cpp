@@ -105,17 +105,51 @@ void vq_search(benchmark::State& state) {
 }
 BENCHMARK(vq_search);
 
-void pow34(benchmark::State& state) {
-    alignas(16) float x[1024], y[1024];
-    const std::vector<float> v = noise(1024, 9);
-    std::copy(v.begin(), v.end(), x);
+// The helpers with a 128-bit path on 1024 values: aligned buffers (argument 0), and buffers one
+// element off (1), where each takes its scalar twin.
+void make_float(benchmark::State& state) {
+    const int off = int(state.range(0));
+    alignas(16) int16_t m[1032], e[1032];
+    alignas(16) float y[1032];
+    for (int i = 0; i < 1032; ++i) {
+        m[i] = int16_t(i * 7919);
+        e[i] = int16_t(i % 40 - 20);
+    }
     for (auto _ : state) {
-        zemsPow34_32f(x, y, 1024);
+        zemsMakeFloat_16s32f(m + off, e + off, y + off, 1024);
         benchmark::DoNotOptimize(y);
     }
     state.SetItemsProcessed(state.iterations() * 1024);
 }
-BENCHMARK(pow34);
+BENCHMARK(make_float)->Arg(0)->Arg(1);
+
+void pow34(benchmark::State& state) {
+    const int off = int(state.range(0));
+    alignas(16) float x[1032], y[1032];
+    const std::vector<float> v = noise(1032, 9);
+    std::copy(v.begin(), v.end(), x);
+    for (auto _ : state) {
+        zemsPow34_32f(x + off, y + off, 1024);
+        benchmark::DoNotOptimize(y);
+    }
+    state.SetItemsProcessed(state.iterations() * 1024);
+}
+BENCHMARK(pow34)->Arg(0)->Arg(1);
+
+void pow34_16s(benchmark::State& state) {
+    const int off = int(state.range(0));
+    alignas(16) float x[1032];
+    alignas(16) int16_t y[1032];
+    const std::vector<float> v = noise(1032, 10);
+    for (int i = 0; i < 1032; ++i)
+        x[i] = v[std::size_t(i)] * 30000.0f;
+    for (auto _ : state) {
+        zemsPow34_32f16s(x + off, y + off, 1024);
+        benchmark::DoNotOptimize(y);
+    }
+    state.SetItemsProcessed(state.iterations() * 1024);
+}
+BENCHMARK(pow34_16s)->Arg(0)->Arg(1);
 
 void pow34_plain(benchmark::State& state) {
     std::vector<float> x = noise(1024, 9), y(1024);

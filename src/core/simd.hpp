@@ -136,6 +136,9 @@ inline void store_words(int16_t* p, I32x4 a) {
 // high four (zip_hi16) of each.
 inline I32x4 zip_lo16(I32x4 a, I32x4 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I32x4 zip_hi16(I32x4 a, I32x4 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+// The low (widen_lo16) or high four 16-bit values of a, sign-extended to 32-bit lanes.
+inline I32x4 widen_lo16(I32x4 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }
+inline I32x4 widen_hi16(I32x4 a) { return {_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
 // The even (low) and odd (high) 16-bit halves of a then b, eight values each.
 inline I32x4 even_words(I32x4 a, I32x4 b) {
     return {_mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(a.v, 16), 16),
@@ -223,6 +226,17 @@ inline I32x4 as_int(F32x4 a) { return {_mm_castps_si128(a.v)}; }
 inline F32x4 as_float(I32x4 a) { return {_mm_castsi128_ps(a.v)}; }
 inline F32x4 where_greater(F32x4 v, F32x4 a, F32x4 b) {
     return {_mm_and_ps(v.v, _mm_cmpgt_ps(a.v, b.v))};
+}
+// Lanes converted to float (exactly up to 2^24), and floats rounded to the nearest integer with
+// ties to even (the default rounding mode; out of range gives INT32_MIN).
+inline F32x4 to_float(I32x4 a) { return {_mm_cvtepi32_ps(a.v)}; }
+inline I32x4 round_to_int(F32x4 a) { return {_mm_cvtps_epi32(a.v)}; }
+// All ones where a <= b (never for NaN); a where mask is set, b elsewhere.
+inline I32x4 mask_less_equal(F32x4 a, F32x4 b) {
+    return {_mm_castps_si128(_mm_cmple_ps(a.v, b.v))};
+}
+inline I32x4 blend(I32x4 mask, I32x4 a, I32x4 b) {
+    return {_mm_or_si128(_mm_and_si128(mask.v, a.v), _mm_andnot_si128(mask.v, b.v))};
 }
 inline float rsqrt_estimate(float x) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(x))); }
 // A hint to fetch the cache line at p without keeping it in the outer caches.

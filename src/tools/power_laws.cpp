@@ -83,7 +83,18 @@ ZEM_API ZemStatus zemsMakeFloat_16s32f(const int16_t* pMant, const int16_t* pExp
         return zemStatusNullPointer;
     if (len < 1)
         return zemStatusBadSize;
-    for (int32_t i = 0; i < len; ++i) {
+    const bool vector = !misaligned(pMant, pExp, pDst);
+    int32_t i = 0;
+    for (; vector && i + 8 <= len; i += 8) {
+        using namespace simd;
+        const I32x4 m = load_words(pMant + i), e = load_words(pExp + i);
+        const auto scaled = [](I32x4 mant, I32x4 exp) {
+            return to_float(mant) * as_float(shl((splat(112) - exp) & splat(0xFF), 23));
+        };
+        store(pDst + i, scaled(widen_lo16(m), widen_lo16(e)));
+        store(pDst + i + 4, scaled(widen_hi16(m), widen_hi16(e)));
+    }
+    for (; i < len; ++i) {
         const uint32_t bits = (uint32_t(112 - pExp[i]) & 0xFF) << 23;
         float scale;
         std::memcpy(&scale, &bits, 4);
@@ -97,8 +108,9 @@ ZEM_API ZemStatus zemsPow34_32f(const float* pSrc, float* pDst, int32_t len) {
         return zemStatusNullPointer;
     if (len < 1)
         return zemStatusBadSize;
+    const bool vector = !misaligned(pSrc, pDst);
     int32_t i = 0;
-    for (; i + 4 <= len; i += 4)
+    for (; vector && i + 4 <= len; i += 4)
         simd::store(pDst + i, pow34_estimate(simd::load(pSrc + i)));
     for (; i < len; ++i)
         pDst[i] = pow34_one(pSrc[i]);
@@ -110,7 +122,17 @@ ZEM_API ZemStatus zemsPow34_32f16s(const float* pSrc, int16_t* pDst, int32_t len
         return zemStatusNullPointer;
     if (len < 1)
         return zemStatusBadSize;
-    for (int32_t i = 0; i < len; ++i) {
+    const bool vector = !misaligned(pSrc, pDst);
+    int32_t i = 0;
+    for (; vector && i + 8 <= len; i += 8) {
+        using namespace simd;
+        const auto rounded = [](F32x4 x) { // 31623 above 1e6 and for NaN
+            return blend(mask_less_equal(abs(x), splat(1.0e6f)), round_to_int(pow34_estimate(x)),
+                         simd::splat(31623));
+        };
+        store_sat16(pDst + i, rounded(load(pSrc + i)), rounded(load(pSrc + i + 4)));
+    }
+    for (; i < len; ++i) {
         const float a = std::fabs(pSrc[i]);
         // NaN compares false: it takes the large-input value too.
         pDst[i] = a <= 1.0e6f ? int16_t(std::nearbyint(pow34_one(a))) : int16_t(31623);
