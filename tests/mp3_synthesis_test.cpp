@@ -223,17 +223,23 @@ TEST(Mp3SynthesisKernels, AliasReductionSse2MatchesScalar) {
     }
 }
 
-// The SSE2 matrixing against the scalar one, up to full scale (saturating outputs).
-TEST(Mp3SynthesisKernels, MatrixingSse2MatchesScalar) {
+// The SSE2 and AVX2 matrixing against the scalar one, up to full scale (saturating outputs), on
+// inputs at every alignment of the vector loads.
+TEST(Mp3SynthesisKernels, MatrixingSimdMatchesScalar) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
     std::mt19937 rng(zemtest::seed());
     for (int trial = 0; trial < 64; ++trial) {
-        int32_t s[32], want[32], got[32];
-        for (int32_t& x : s)
-            x = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
-        zem::mp3::kPolyphaseScalar.dct32(s, want);
-        zem::mp3::kPolyphaseSse2.dct32(s, got);
+        int32_t buffer[40], want[32], got[40];
+        int32_t* s = buffer + trial % 8;
         for (int m = 0; m < 32; ++m)
-            ASSERT_EQ(got[m], want[m]) << "trial " << trial << " value " << m;
+            s[m] = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        zem::mp3::kPolyphaseScalar.dct32(s, want);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            simd[k].dct32(s, got + trial % 8);
+            for (int m = 0; m < 32; ++m)
+                ASSERT_EQ(got[trial % 8 + m], want[m])
+                    << "trial " << trial << " kernel " << k << " value " << m;
+        }
     }
 }
 

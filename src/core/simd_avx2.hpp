@@ -126,6 +126,47 @@ ZEM_AVX2 inline void store(float* p, F32x8 a) { _mm256_storeu_ps(p, a.v); }
 ZEM_AVX2 inline F32x8 operator+(F32x8 a, F32x8 b) { return {_mm256_add_ps(a.v, b.v)}; }
 ZEM_AVX2 inline F32x8 operator*(F32x8 a, F32x8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
 
+// Four doubles: plain products and sums, so that the same operations in the same order give the
+// bits of the scalar and two-lane kernels.
+struct F64x4 {
+    __m256d v;
+};
+ZEM_AVX2 inline F64x4 load4(const double* p) { return {_mm256_loadu_pd(p)}; }
+// Four int32 values as doubles (exact).
+ZEM_AVX2 inline F64x4 to_f64x4(I32x4 a) { return {_mm256_cvtepi32_pd(a.v)}; }
+ZEM_AVX2 inline F64x4 operator+(F64x4 a, F64x4 b) { return {_mm256_add_pd(a.v, b.v)}; }
+ZEM_AVX2 inline F64x4 operator-(F64x4 a, F64x4 b) { return {_mm256_sub_pd(a.v, b.v)}; }
+ZEM_AVX2 inline F64x4 operator*(F64x4 a, F64x4 b) { return {_mm256_mul_pd(a.v, b.v)}; }
+template <> ZEM_AVX2 inline F64x4 constant<F64x4>(double c) { return {_mm256_set1_pd(c)}; }
+// Lanes in reverse order.
+ZEM_AVX2 inline F64x4 reverse(F64x4 a) { return {_mm256_permute4x64_pd(a.v, 0x1B)}; }
+// Lanes chosen by index (each 0-3), listed from lane 0 up.
+template <int L0, int L1, int L2, int L3> ZEM_AVX2 inline F64x4 shuffle(F64x4 a) {
+    return {_mm256_permute4x64_pd(a.v, L0 | L1 << 2 | L2 << 4 | L3 << 6)};
+}
+// Lanes kept where the template flag is 1 and cleared where it is 0, listed from lane 0 up.
+template <int K0, int K1, int K2, int K3> ZEM_AVX2 inline F64x4 keep(F64x4 a) {
+    return {_mm256_blend_pd(_mm256_setzero_pd(), a.v, K0 | K1 << 1 | K2 << 2 | K3 << 3)};
+}
+// Lane 3 of a and lane 2 of b in lanes 2 and 3, lanes 0 and 1 cleared.
+ZEM_AVX2 inline F64x4 upper_pair_across(F64x4 a, F64x4 b) {
+    return keep<0, 0, 1, 1>(F64x4{_mm256_shuffle_pd(a.v, b.v, 0b0100)});
+}
+// The 4 x 4 matrix of rows a, b, c, d transposed in place (lane i of the rows becomes row i).
+ZEM_AVX2 inline void transpose(F64x4& a, F64x4& b, F64x4& c, F64x4& d) {
+    const __m256d ab0 = _mm256_unpacklo_pd(a.v, b.v), ab1 = _mm256_unpackhi_pd(a.v, b.v);
+    const __m256d cd0 = _mm256_unpacklo_pd(c.v, d.v), cd1 = _mm256_unpackhi_pd(c.v, d.v);
+    a.v = _mm256_permute2f128_pd(ab0, cd0, 0x20);
+    b.v = _mm256_permute2f128_pd(ab1, cd1, 0x20);
+    c.v = _mm256_permute2f128_pd(ab0, cd0, 0x31);
+    d.v = _mm256_permute2f128_pd(ab1, cd1, 0x31);
+}
+// The lanes rounded to the nearest integer (ties to even) and saturated to the int32 range, as
+// round_sat of simd.hpp does it.
+ZEM_AVX2 inline I32x4 round_sat(F64x4 a) {
+    return {_mm256_cvtpd_epi32(_mm256_min_pd(a.v, _mm256_set1_pd(2147483647.0)))};
+}
+
 } // namespace zem::simd
 
 #endif

@@ -21,9 +21,9 @@ struct PolyphaseKernels {
 inline constexpr PolyphaseKernels kPolyphaseScalar = {dct32_scalar, polyphase_window_scalar};
 inline constexpr PolyphaseKernels kPolyphaseSse2 = {dct32_sse2, polyphase_window_sse2};
 #if defined(__x86_64__)
-// The AVX2 windowing (x86-64) with the SSE2 matrixing.
+// The AVX2 matrixing and windowing (x86-64).
 void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum);
-inline constexpr PolyphaseKernels kPolyphaseAvx2 = {dct32_sse2, polyphase_window_avx2};
+inline constexpr PolyphaseKernels kPolyphaseAvx2 = {dct32_avx2, polyphase_window_avx2};
 #endif
 // The kernels this process runs (core/cpu.hpp).
 const PolyphaseKernels& polyphase_kernels();
