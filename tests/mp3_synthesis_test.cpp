@@ -208,18 +208,52 @@ TEST(Mp3SynthesisKernels, OverlapPairSse2MatchesScalar) {
     }
 }
 
-// The SSE2 alias reduction against the scalar one, lines around the boundary untouched.
-TEST(Mp3SynthesisKernels, AliasReductionSse2MatchesScalar) {
+// The SSE2 and AVX2 alias reduction against the scalar one at every sub-band boundary, lines
+// around the boundary untouched.
+TEST(Mp3SynthesisKernels, AliasReductionSimdMatchesScalar) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kHybridSse2, zem::mp3::kHybridAvx2);
     std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 32; ++trial) {
-        std::vector<int32_t> want(576), got;
+    for (int trial = 0; trial < 62; ++trial) {
+        std::vector<int32_t> want(576);
         for (int32_t& x : want)
-            x = trial < 8 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
-        got = want;
+            x = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
+        const std::vector<int32_t> in = want;
         const int boundary = 18 * (1 + trial % 31);
         zem::mp3::kHybridScalar.alias_reduce(want.data(), boundary);
-        zem::mp3::kHybridSse2.alias_reduce(got.data(), boundary);
-        ASSERT_EQ(got, want) << "trial " << trial;
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> got = in;
+            simd[k].alias_reduce(got.data(), boundary);
+            ASSERT_EQ(got, want) << "trial " << trial << " kernel " << k;
+        }
+    }
+}
+
+// The four-sub-band transform with overlap-add against the scalar one, for every block type, at
+// every alignment of lines, overlap and output, with wrapping sums and saturating transforms;
+// the output columns of other sub-bands stay untouched.
+TEST(Mp3SynthesisKernels, HybridQuadSimdMatchesScalar) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kHybridSse2, zem::mp3::kHybridAvx2);
+    std::mt19937 rng(zemtest::seed());
+    for (int trial = 0; trial < 96; ++trial) {
+        const int type = trial % 4, offset = trial / 4 % 8;
+        std::vector<int32_t> x(72 + 8), ov(72 + 8), out(576 + 8);
+        for (int32_t& v : x)
+            v = trial < 32 ? int32_t(rng()) : trial < 88 ? int32_t(rng()) >> (trial % 20) : 0;
+        if (trial >= 88)
+            x[std::size_t(offset + rng() % 72)] = 1 << 26;
+        for (int32_t& v : ov)
+            v = trial % 3 == 0 ? int32_t(rng()) : int32_t(rng()) >> 8;
+        for (int32_t& v : out)
+            v = int32_t(rng());
+        std::vector<int32_t> ovWant = ov, outWant = out;
+        zem::mp3::kHybridScalar.quad(x.data() + offset, ovWant.data() + offset,
+                                     outWant.data() + offset, type);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> ovGot = ov, outGot = out;
+            simd[k].quad(x.data() + offset, ovGot.data() + offset, outGot.data() + offset, type);
+            ASSERT_EQ(outGot, outWant) << "trial " << trial << " kernel " << k;
+            ASSERT_EQ(ovGot, ovWant) << "trial " << trial << " kernel " << k;
+        }
     }
 }
 

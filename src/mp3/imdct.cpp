@@ -3,8 +3,11 @@
 #include <initializer_list>
 
 #include "core/constexpr_math.hpp"
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
+#include "mp3/hybrid_constants.hpp"
 #include "transform/twiddle.hpp"
 
 namespace zem::mp3 {
@@ -25,21 +28,6 @@ struct LongTables {
     double oddScale[9];
     double post[4][36]; // window / 4, the DCT-IV scale and the unfolding sign (types 0, 1, 3)
 };
-
-constexpr double long_window(int type, int i) {
-    const double normal = cmath::sin(kPi / 36.0 * (i + 0.5));
-    if (type == 1)
-        return i < 18   ? normal
-               : i < 24 ? 1.0
-               : i < 30 ? cmath::sin(kPi / 12.0 * (i - 18 + 0.5))
-                        : 0.0;
-    if (type == 3)
-        return i < 6    ? 0.0
-               : i < 12 ? cmath::sin(kPi / 12.0 * (i - 6 + 0.5))
-               : i < 18 ? 1.0
-                        : normal;
-    return normal;
-}
 
 constexpr LongTables make_long_tables() {
     LongTables t{};
@@ -78,23 +66,26 @@ constexpr ShortTables make_short_tables() {
         for (int k = 0; k < 6; ++k)
             t.cos[r][k] = cmath::cos(kPi / 24.0 * (2 * kShortRows[r] + 7) * (2 * k + 1));
     for (int i = 0; i < 12; ++i)
-        t.window[i] = 0.25 * cmath::sin(kPi / 12.0 * (i + 0.5));
+        t.window[i] = 0.25 * short_window(i);
     return t;
 }
 
 constexpr ShortTables kShort = make_short_tables();
 
-// The transforms are written once for double (one sub-band) and for simd::F64x2 (two
-// sub-bands in the two lanes).
+// The transforms are written once for double (one sub-band), simd::F64x2 and simd::F64x4 (two or
+// four sub-bands in the lanes). Their loops are unrolled, so that the values stay in registers.
 using simd::constant;
 
 // E[n] = sum_{j < 9} e[j] cos(j (2n + 1) pi / 18), n = 0..8, from its even and odd halves:
 // E[8 - n] takes the odd terms with the opposite sign.
 template <class T> [[gnu::always_inline]] inline void dct9(const T* e, T* E) {
+#pragma GCC unroll 4
     for (int n = 0; n < 4; ++n) {
         T ev = e[0], od = e[1] * constant<T>(kLong.odd[0][n]);
+#pragma GCC unroll 4
         for (int m = 1; m <= 4; ++m)
             ev = ev + e[2 * m] * constant<T>(kLong.even[m - 1][n]);
+#pragma GCC unroll 4
         for (int m = 1; m < 4; ++m)
             od = od + e[2 * m + 1] * constant<T>(kLong.odd[m][n]);
         E[n] = ev + od;
@@ -103,19 +94,24 @@ template <class T> [[gnu::always_inline]] inline void dct9(const T* e, T* E) {
     E[4] = (e[0] + e[4] + e[8]) - (e[2] + e[6]);
 }
 
-template <class T> void imdct_long(const T* x, T* out, int blockType) {
+template <class T>
+[[gnu::always_inline]] inline void imdct_long(const T* x, T* out, int blockType) {
     T u[18], e[9], v[9], E[9], O[9];
     u[0] = x[0];
+#pragma GCC unroll 18
     for (int m = 1; m < 18; ++m)
         u[m] = x[m] + x[m - 1];
+#pragma GCC unroll 9
     for (int j = 0; j < 9; ++j)
         e[j] = u[2 * j];
     v[0] = u[1];
+#pragma GCC unroll 9
     for (int j = 1; j < 9; ++j)
         v[j] = u[2 * j + 1] + u[2 * j - 1];
     dct9(e, E);
     dct9(v, O);
     const double* post = kLong.post[blockType];
+#pragma GCC unroll 9
     for (int n = 0; n < 9; ++n) {
         const T o = O[n] * constant<T>(kLong.oddScale[n]);
         const T p = E[n] + o, m = E[n] - o;
@@ -126,50 +122,38 @@ template <class T> void imdct_long(const T* x, T* out, int blockType) {
     }
 }
 
-template <class T> void imdct_short(const T* x, T* out) {
+template <class T> [[gnu::always_inline]] inline void imdct_short(const T* x, T* out) {
+#pragma GCC unroll 36
     for (int i = 0; i < 36; ++i)
         out[i] = constant<T>(0.0);
+#pragma GCC unroll 3
     for (int win = 0; win < 3; ++win) {
         T s[12];
+#pragma GCC unroll 6
         for (int r = 0; r < 6; ++r) {
             T acc = constant<T>(0.0);
+#pragma GCC unroll 6
             for (int k = 0; k < 6; ++k)
                 acc = acc + constant<T>(kShort.cos[r][k]) * x[6 * win + k];
             s[kShortRows[r]] = acc;
         }
+#pragma GCC unroll 3
         for (int i = 0; i < 3; ++i) {
             s[5 - i] = constant<T>(0.0) - s[i];
             s[11 - i] = s[6 + i];
         }
+#pragma GCC unroll 12
         for (int i = 0; i < 12; ++i)
             out[6 + 6 * win + i] = out[6 + 6 * win + i] + constant<T>(kShort.window[i]) * s[i];
     }
 }
 
-template <class T> void imdct(const T* x, T* out, int blockType) {
+template <class T> [[gnu::always_inline]] inline void imdct(const T* x, T* out, int blockType) {
     if (blockType == 2)
         imdct_short(x, out);
     else
         imdct_long(x, out, blockType);
 }
-
-// Alias-reduction butterflies: cs_i = 1 / sqrt(1 + c_i^2), ca_i = c_i / sqrt(1 + c_i^2).
-struct Butterflies {
-    double cs[8], ca[8];
-};
-
-constexpr Butterflies make_butterflies() {
-    constexpr double c[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
-    Butterflies b{};
-    for (int i = 0; i < 8; ++i) {
-        const double r = cmath::sqrt(1.0 + c[i] * c[i]);
-        b.cs[i] = 1.0 / r;
-        b.ca[i] = c[i] / r;
-    }
-    return b;
-}
-
-constexpr Butterflies kButterflies = make_butterflies();
 
 } // namespace
 
@@ -186,9 +170,11 @@ void alias_reduce_sse2(int32_t* x, int boundary) {
     using namespace simd;
     int32_t* below = x + boundary - 4;
     int32_t* above = x + boundary;
+#pragma GCC unroll 2
     for (int h = 0; h < 2; ++h, below -= 4, above += 4) {
         const I32x4 a = reverse(load(below)), b = load(above);
         F64x2 na[2], nb[2];
+#pragma GCC unroll 2
         for (int k = 0; k < 2; ++k) {
             const F64x2 ak = k == 0 ? to_f64_lo(a) : to_f64_hi(a);
             const F64x2 bk = k == 0 ? to_f64_lo(b) : to_f64_hi(b);
@@ -224,12 +210,14 @@ void imdct_pair_scalar(const int32_t* x0, const int32_t* x1, int32_t* z, int blo
 void imdct_pair_sse2(const int32_t* x0, const int32_t* x1, int32_t* z, int blockType) {
     using namespace simd;
     F64x2 in[18], out[36];
+#pragma GCC unroll 9
     for (int k = 0; k < 18; k += 2) {
         const I32x4 both = interleave_lo(load_lo(x0 + k), load_lo(x1 + k));
         in[k] = to_f64_lo(both);
         in[k + 1] = to_f64_hi(both);
     }
     imdct(in, out, blockType);
+#pragma GCC unroll 18
     for (int i = 0; i < 36; i += 2)
         store(z + 2 * i, round_sat(out[i], out[i + 1]));
 }
@@ -248,6 +236,7 @@ void overlap_pair_scalar(const int32_t* z, int32_t* ov, int32_t* out) {
 void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out) {
     using namespace simd;
     const I32x4 negate = set(0, 0, 0, -1); // the second sub-band at t + 1
+#pragma GCC unroll 9
     for (int t = 0; t < 18; t += 2) {
         const I32x4 sum = load(z + 2 * t) + interleave_lo(load_lo(ov + t), load_lo(ov + 18 + t));
         const I32x4 out2 = (sum ^ negate) - negate;
@@ -258,5 +247,117 @@ void overlap_pair_sse2(const int32_t* z, int32_t* ov, int32_t* out) {
         store_hi(ov + 18 + t, next);
     }
 }
+
+void hybrid_quad_scalar(const int32_t* x, int32_t* ov, int32_t* out, int blockType) {
+    for (int j = 0; j < 4; ++j) {
+        int32_t z[36];
+        imdct_scalar(x + 18 * j, z, blockType);
+        for (int t = 0; t < 18; ++t) {
+            const int32_t sum = wrap_add(z[t], ov[18 * j + t]);
+            out[32 * t + j] = (j & t & 1) ? wrap_neg(sum) : sum;
+            ov[18 * j + t] = z[18 + t];
+        }
+    }
+}
+
+// Two pairs.
+void hybrid_quad_sse2(const int32_t* x, int32_t* ov, int32_t* out, int blockType) {
+    for (int j = 0; j < 4; j += 2) {
+        int32_t z[72];
+        imdct_pair_sse2(x + 18 * j, x + 18 * j + 18, z, blockType);
+        overlap_pair_sse2(z, ov + 18 * j, out + j);
+    }
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+namespace {
+
+// Rows of four int32 values transposed: lane l of row j becomes lane j of row l.
+[[gnu::always_inline]] inline void transpose(simd::I32x4& a, simd::I32x4& b, simd::I32x4& c,
+                                             simd::I32x4& d) {
+    using namespace simd;
+    const I32x4 ab0 = interleave_lo(a, b), ab1 = interleave_hi(a, b);
+    const I32x4 cd0 = interleave_lo(c, d), cd1 = interleave_hi(c, d);
+    a = concat_lo(ab0, cd0);
+    b = concat_hi(ab0, cd0);
+    c = concat_lo(ab1, cd1);
+    d = concat_hi(ab1, cd1);
+}
+
+// Values t .. t + 3 (t + 1 with pairs) of the four rows of 18 at p, one vector per value with
+// the rows in the lanes; and the inverse.
+template <int kCount>
+[[gnu::always_inline]] inline void load_columns(const int32_t* p, int t, simd::I32x4* v) {
+    using namespace simd;
+    for (int j = 0; j < 4; ++j)
+        v[j] = kCount == 4 ? load(p + 18 * j + t) : load_lo(p + 18 * j + t);
+    transpose(v[0], v[1], v[2], v[3]);
+}
+
+template <int kCount>
+[[gnu::always_inline]] inline void store_columns(int32_t* p, int t, const simd::I32x4* v) {
+    using namespace simd;
+    I32x4 r[4] = {v[0], v[1], kCount == 4 ? v[2] : splat(0), kCount == 4 ? v[3] : splat(0)};
+    transpose(r[0], r[1], r[2], r[3]);
+    for (int j = 0; j < 4; ++j) {
+        if (kCount == 4)
+            store(p + 18 * j + t, r[j]);
+        else
+            store_lo(p + 18 * j + t, r[j]);
+    }
+}
+
+} // namespace
+
+// Butterflies 4h .. 4h + 3 in the four lanes, the lines below the boundary in reversed lanes.
+ZEM_AVX2 void alias_reduce_avx2(int32_t* x, int boundary) {
+    using namespace simd;
+#pragma GCC unroll 2
+    for (int h = 0; h < 2; ++h) {
+        int32_t* below = x + boundary - 4 - 4 * h;
+        int32_t* above = x + boundary + 4 * h;
+        const F64x4 a = to_f64x4(reverse(load(below))), b = to_f64x4(load(above));
+        const F64x4 cs = load4(kButterflies.cs + 4 * h), ca = load4(kButterflies.ca + 4 * h);
+        store(below, reverse(round_sat(a * cs - b * ca)));
+        store(above, round_sat(b * cs + a * ca));
+    }
+}
+
+// The four sub-bands in the lanes: lines gathered by transposition, the transform in four lanes,
+// then each time slot's four outputs side by side, as the output rows hold them.
+ZEM_AVX2 void hybrid_quad_avx2(const int32_t* x, int32_t* ov, int32_t* out, int blockType) {
+    using namespace simd;
+    F64x4 in[18], y[36];
+    I32x4 c[20];
+#pragma GCC unroll 4
+    for (int k = 0; k < 16; k += 4)
+        load_columns<4>(x, k, c + k);
+    load_columns<2>(x, 16, c + 16);
+#pragma GCC unroll 18
+    for (int k = 0; k < 18; ++k)
+        in[k] = to_f64x4(c[k]);
+    imdct(in, y, blockType);
+    const I32x4 odd = set(0, -1, 0, -1); // frequency inversion in odd time slots
+#pragma GCC unroll 5
+    for (int t = 0; t < 18; t += 4) {
+        I32x4 previous[4], next[4];
+        if (t < 16)
+            load_columns<4>(ov, t, previous);
+        else
+            load_columns<2>(ov, t, previous);
+        for (int k = 0; k < 4 && t + k < 18; ++k) {
+            const I32x4 sum = round_sat(y[t + k]) + previous[k];
+            store(out + 32 * (t + k), (t + k) & 1 ? negate_where(sum, odd) : sum);
+            next[k] = round_sat(y[18 + t + k]);
+        }
+        if (t < 16)
+            store_columns<4>(ov, t, next);
+        else
+            store_columns<2>(ov, t, next);
+    }
+}
+#endif
+
+const HybridKernels& hybrid_kernels() { return ZEM_CHOSEN_KERNELS(kHybridSse2, kHybridAvx2); }
 
 } // namespace zem::mp3

@@ -43,25 +43,24 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
     }
     if (n > 32)
         n = 32;
+    const HybridKernels& kernels = hybrid_kernels();
     if (blockType != 2) {
         for (int j = 1; j < n || j == 1; ++j)
-            kHybridSse2.alias_reduce(pSrcXr, 18 * j);
+            kernels.alias_reduce(pSrcXr, 18 * j);
     } else if (mixedBlock && n >= 2) {
-        kHybridSse2.alias_reduce(pSrcXr, 18);
+        kernels.alias_reduce(pSrcXr, 18);
     }
-    // Sub-bands below n are transformed in pairs of the same window (the normal-window pair of
-    // a mixed block comes first); a partner at or above n takes zero lines, whose transform is
-    // zero, so that the sub-bands of the previous granule flush their overlap.
+    // Sub-bands below n are transformed in groups of the same window: the normal-window pair of
+    // a mixed block first, then fours, then pairs. A partner at or above n takes zero lines,
+    // whose transform is zero, so that the sub-bands of the previous granule flush their overlap.
     static constexpr int32_t kZeroLines[18] = {};
     const int active = n > prev ? n : prev;
-    for (int sb = 0; sb < active; sb += 2) {
+    int sb = 0;
+    auto pair = [&](int type) {
         int32_t z[72];
         if (sb < n) {
-            // ISO/IEC 11172-3: the normal window for sub-bands 0 and 1 whenever the mixed flag
-            // is set, start and stop blocks included.
-            const int type = mixedBlock && sb < 2 ? 0 : blockType;
-            kHybridSse2.imdct_pair(pSrcXr + 18 * sb,
-                                   sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z, type);
+            kernels.imdct_pair(pSrcXr + 18 * sb, sb + 1 < n ? pSrcXr + 18 * sb + 18 : kZeroLines, z,
+                               type);
         } else {
             for (int32_t& v : z)
                 v = 0;
@@ -70,15 +69,33 @@ ZEM_API ZemStatus zemsMDCTInv_MP3_32s(int32_t* pSrcXr, int32_t* pDstY, int32_t* 
         // A partner at or above the active count stays silent and keeps its overlap.
         int32_t* ov = pOverlap + 18 * sb;
         if (sb + 1 < active) {
-            kHybridSse2.overlap_pair(z, ov, pDstY + sb);
-            continue;
+            kernels.overlap_pair(z, ov, pDstY + sb);
+            return;
         }
         for (int t = 0; t < 18; ++t) {
             pDstY[32 * t + sb] = wrap_add(z[2 * t], ov[t]);
             pDstY[32 * t + sb + 1] = 0;
             ov[t] = z[36 + 2 * t];
         }
+    };
+    // The normal window for sub-bands 0 and 1 whenever the mixed flag is set, start and stop
+    // blocks included.
+    if (mixedBlock) {
+        pair(0);
+        sb = 2;
     }
+    for (; sb + 4 <= active; sb += 4) {
+        const int32_t* x = pSrcXr + 18 * sb;
+        int32_t lines[72];
+        if (sb + 4 > n) {
+            for (int i = 0; i < 72; ++i)
+                lines[i] = sb + i / 18 < n ? x[i] : 0;
+            x = lines;
+        }
+        kernels.quad(x, pOverlap + 18 * sb, pDstY + sb, blockType);
+    }
+    for (; sb < active; sb += 2)
+        pair(blockType);
     const int done = (active + 1) & ~1;
     for (int t = 0; t < 18; ++t)
         for (int sb = done; sb < 32; ++sb)
