@@ -80,9 +80,10 @@ TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
         pcm.samples.push_back(int16_t(loud * std::sin(0.07 * i) + 0.3 * loud * std::sin(1.3 * i)));
         pcm.samples.push_back(int16_t(loud * std::sin(0.05 * i)));
     }
-    for (const int kbps : {64, 128}) {
+    for (const int quality : {-1, -2, 4}) { // 64 and 128 kbit/s, then a variable rate
         zemenc::Settings settings;
-        settings.kbps = kbps;
+        settings.kbps = quality == -1 ? 64 : 128;
+        settings.vbrQuality = std::max(quality, -1);
         std::vector<uint8_t> mp3;
         std::string error;
         ASSERT_TRUE(zemenc::encode(pcm, settings, mp3, error)) << error;
@@ -90,12 +91,12 @@ TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
         uint8_t* p = mp3.data();
         const uint8_t* end = mp3.data() + mp3.size() - 8;
         long sent = 0; // payload bytes of the frames so far
-        int frames = 0, maxBegin = 0;
+        int frames = 0, maxBegin = 0, lowest = 14, highest = 0;
         // The tag frame first: a silent frame with the Info tag, before any audio.
         ZemMp3HeaderRec tagHeader{};
         uint8_t* q = mp3.data();
         ASSERT_EQ(zemsUnpackFrameHeader_MP3(&q, &tagHeader), zemStatusOk);
-        ASSERT_EQ(std::memcmp(mp3.data() + 36, "Info", 4), 0);
+        ASSERT_EQ(std::memcmp(mp3.data() + 36, quality >= 0 ? "Xing" : "Info", 4), 0);
         p += 144000 * kKbps[tagHeader.bitrate_index] / 44100;
         while (p < end) {
             uint8_t* frame = p;
@@ -105,7 +106,10 @@ TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
             ZemMp3GranuleRec side[4];
             int32_t begin = 0, priv = 0, scfsi[8];
             ASSERT_EQ(zemsUnpackSideInfo_MP3(&p, side, &begin, &priv, scfsi, &h), zemStatusOk);
-            const int bytes = 144000 * kbps / 44100 + h.padding_bit;
+            const int bytes = 144000 * kKbps[h.bitrate_index] / 44100 + h.padding_bit;
+            EXPECT_EQ(h.mode_extension & 1, quality == -1 ? 1 : 0); // intensity at 64 kbit/s only
+            lowest = std::min(lowest, h.bitrate_index);
+            highest = std::max(highest, h.bitrate_index);
             const long payload = bytes - (p - frame);
             ZemMp3ReservoirRec r{};
             ASSERT_EQ(zemsBitReservoirInit_MP3(&r, &h), zemStatusOk);
@@ -121,6 +125,10 @@ TEST(ZemencFrames, MainDataStaysWithinTheReservoir) {
         }
         EXPECT_EQ(p, end);
         EXPECT_GT(maxBegin, 0); // the reservoir was used
+        if (quality >= 0)       // quiet and loud passages take different rates
+            EXPECT_GT(highest, lowest + 2);
+        else
+            EXPECT_EQ(highest, lowest);
         EXPECT_EQ(frames, (44100 * 3 + zemenc::kEncoderDelay + 1151) / 1152);
     }
 }

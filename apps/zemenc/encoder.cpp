@@ -7,6 +7,7 @@
 
 #include "frame_writer.hpp"
 #include "info_tag.hpp"
+#include "masking.hpp"
 #include "zemac.h"
 
 namespace zemenc {
@@ -23,14 +24,21 @@ struct Channel {
     Channel() { *psy = {}; }
 };
 
-// One granule of one channel on its way to the stream.
+// One granule of one channel on its way to the stream: the spectrum, then what the quantiser
+// made of it.
 struct Coded {
-    std::vector<int32_t> spec = std::vector<int32_t>(576, 0);
-    std::vector<float> ratio = std::vector<float>(39, 0.0f);
+    int32_t spec[576] = {};
+    int32_t quantised[576] = {};
+    float ratio[39] = {};
     float pe = 0.0f;
     int8_t sf[39] = {};
     int32_t count1Len = 0, hufSize = 0;
+    ZemMp3GranuleRec granule{};
 };
+
+int frame_bytes(int bitrateIndex, int samplingFrequency, int padding) {
+    return 144000 * kKbps[bitrateIndex] / kRates[samplingFrequency] + padding;
+}
 
 class Encoder {
   public:
@@ -44,38 +52,72 @@ class Encoder {
         header_.sampling_frequency = rateIndex;
         header_.mode = nch_ == 1 ? 3 : s.mode == 's' ? 0 : 1;
         header_.original_copy = 1;
-        ZemMp3ReservoirRec r{};
-        zemsBitReservoirInit_MP3(&r, &header_);
-        writer_ = std::make_unique<FrameWriter>(std::min(r.maxReservoirBits / 8, 511));
+        writer_ = std::make_unique<FrameWriter>(reservoir_capacity(bitrateIndex));
         work_.resize(std::max(ZEM_MP3_PSY_WORK_BYTES, ZEM_MP3_QUANTIZE_WORK_BYTES));
+        if (header_.mode == 1 && !vbr())
+            intensity_ = intensity_start(s.kbps, rateIndex);
     }
 
     // The tag frame, then the audio frames.
-    std::vector<uint8_t> run() {
+    std::vector<uint8_t> run(const Progress& progress, EncodeReport& report) {
         const long frames = (long(samples()) + kEncoderDelay + 1151) / 1152;
         model(0);
-        for (long f = 0; f < frames; ++f)
+        std::vector<long> offsets; // of every frame in the audio bytes
+        long bits = 0;
+        for (long f = 0; f < frames; ++f) {
+            offsets.push_back(long(writer_->bytes().size()));
             frame(f);
+            bits += 8L * frame_bytes(header_.bitrate_index, header_.sampling_frequency,
+                                     header_.padding_bit);
+            if (progress && (f % 200 == 199 || f + 1 == frames))
+                progress(std::min(long(samples()), (f + 1) * 1152), long(samples()));
+        }
         std::vector<uint8_t>& audio = writer_->bytes();
-        const StreamFacts facts{frames, long(audio.size()), kEncoderDelay - 529,
-                                int(frames * 1152 - long(samples()) - kEncoderDelay + 529),
-                                tag_crc(audio.data(), audio.size())};
-        std::vector<uint8_t> stream = info_frame(header_, facts);
+        StreamFacts facts{frames,
+                          long(audio.size()),
+                          kEncoderDelay - 529,
+                          int(frames * 1152 - long(samples()) - kEncoderDelay + 529),
+                          tag_crc(audio.data(), audio.size()),
+                          vbr(),
+                          vbr() ? 100 - 10 * s_.vbrQuality : 0,
+                          {}};
+        for (int i = 0; i < 100; ++i)
+            facts.start[i] = offsets[std::size_t(i * frames / 100)];
+        ZemMp3HeaderRec tagHeader = header_;
+        tagHeader.bitrate_index = vbr() ? lowest_ : header_.bitrate_index;
+        std::vector<uint8_t> stream = info_frame(tagHeader, facts);
         stream.insert(stream.end(), audio.begin(), audio.end());
+        report.frames = frames;
+        report.meanKbps = double(bits) * kRates[header_.sampling_frequency] / 1152.0 /
+                          double(std::max(1L, frames)) / 1000.0;
         return stream;
     }
 
   private:
+    bool vbr() const { return s_.vbrQuality >= 0; }
     std::size_t samples() const { return pcm_.samples.size() / std::size_t(pcm_.channels); }
 
-    // Input sample n of channel ch (the down-mix in mono mode), 0 outside the input.
-    int16_t sample(long n, int ch) const {
-        if (n < 0 || n >= long(samples()))
-            return 0;
-        const int16_t* frame = &pcm_.samples[std::size_t(n) * std::size_t(pcm_.channels)];
-        if (nch_ == 1 && pcm_.channels == 2)
-            return int16_t((frame[0] + frame[1]) / 2);
-        return frame[ch];
+    // Main-data bytes that frames of this bit rate may start back in the reservoir.
+    int reservoir_capacity(int bitrateIndex) const {
+        ZemMp3HeaderRec h = header_;
+        h.bitrate_index = bitrateIndex;
+        ZemMp3ReservoirRec r{};
+        zemsBitReservoirInit_MP3(&r, &h);
+        return std::min(r.maxReservoirBits / 8, 511);
+    }
+
+    // Input samples n .. n + count - 1 of channel ch (the down-mix in mono mode), 0 outside the
+    // input.
+    void read(long n, int ch, int count, int16_t* out) const {
+        for (int i = 0; i < count; ++i, ++n) {
+            if (n < 0 || n >= long(samples())) {
+                out[i] = 0;
+                continue;
+            }
+            const int16_t* frame = &pcm_.samples[std::size_t(n) * std::size_t(pcm_.channels)];
+            out[i] =
+                nch_ == 1 && pcm_.channels == 2 ? int16_t((frame[0] + frame[1]) / 2) : frame[ch];
+        }
     }
 
     // The model for spectral granule g, centred where its transform window is: its 576
@@ -84,12 +126,10 @@ class Encoder {
     void model(long g) {
         bool attack = false;
         for (int ch = 0; ch < nch_; ++ch) {
-            std::vector<int16_t> window(1024);
-            for (int i = 0; i < 1024; ++i)
-                window[std::size_t(i)] = sample(576 * g - 752 + i, ch);
+            read(576 * g - 752, ch, 1024, window_);
             Channel& c = channels_[std::size_t(ch)];
             c.current = c.ahead;
-            zemsPsychoacousticModelTwo_MP3_16s(window.data(), 1, &header_, c.psy.get(), &c.ahead,
+            zemsPsychoacousticModelTwo_MP3_16s(window_, 1, &header_, c.psy.get(), &c.ahead,
                                                work_.data());
             attack |= c.ahead.attack != 0;
         }
@@ -110,26 +150,15 @@ class Encoder {
         return type;
     }
 
-    // Sub-band samples of spectral granule g (slots 18 g .. 18 g + 17).
-    void analyse(long g, int ch, std::vector<int32_t>& sub) const {
-        std::vector<int16_t> window(512);
-        for (int t = 0; t < 18; ++t) {
-            const long newest = 32 * (18 * g + t); // first of the slot's 32 new samples
-            for (int i = 0; i < 512; ++i)
-                window[std::size_t(i)] = sample(newest - 480 + i, ch);
-            zemsAnalysisPQMF_MP3_16s32s(window.data(), sub.data() + 32 * t, 1);
-        }
+    // Sub-band samples of spectral granule g (slots 18 g .. 18 g + 17): each slot's 512-sample
+    // window ends with its 32 new samples.
+    void analyse(long g, int ch, int32_t* sub) {
+        read(32 * 18 * g - 480, ch, 576 + 480, window_);
+        for (int t = 0; t < 18; ++t)
+            zemsAnalysisPQMF_MP3_16s32s(window_ + 32 * t, sub + 32 * t, 1);
     }
 
     void frame(long f) {
-        const int padded = frame_padding();
-        const int sideBytes = nch_ == 1 ? 17 : 32;
-        const int frameBytes =
-            144000 * kKbps[header_.bitrate_index] / kRates[header_.sampling_frequency] + padded;
-        const int payload = frameBytes - 4 - (s_.crc ? 2 : 0) - sideBytes;
-        header_.padding_bit = padded;
-        ZemMp3GranuleRec side[4] = {};
-        Coded coded[2][2];
         for (int gr = 0; gr < 2; ++gr) {
             const long g = 2 * f + gr;
             const bool shortNow = shortAhead_;
@@ -137,75 +166,172 @@ class Encoder {
             const int type = next_type(shortNow);
             for (int ch = 0; ch < nch_; ++ch) {
                 Channel& c = channels_[std::size_t(ch)];
-                std::vector<int32_t> sub(576);
-                analyse(g, ch, sub);
-                Coded& k = coded[gr][ch];
-                zemsMDCTFwd_MP3_32s(sub.data(), k.spec.data(), type, 0, &header_,
-                                    c.previous.data());
+                analyse(g, ch, sub_);
+                Coded& k = coded_[gr][ch];
+                zemsMDCTFwd_MP3_32s(sub_, k.spec, type, 0, &header_, c.previous.data());
                 const float* ratio = type == 2 ? c.current.ratioShort : c.current.ratioLong;
-                std::copy(ratio, ratio + (type == 2 ? 39 : 22), k.ratio.begin());
+                std::copy(ratio, ratio + (type == 2 ? 39 : 22), k.ratio);
                 k.pe = c.current.pe;
-                ZemMp3GranuleRec& gi = side[gr * nch_ + ch];
-                gi.block_type = type;
-                gi.window_switching_flag = type != 0;
+                k.granule = ZemMp3GranuleRec{};
+                k.granule.block_type = type;
+                k.granule.window_switching_flag = type != 0;
             }
         }
-        header_.mode_extension = nch_ == 2 && header_.mode == 1 && use_mid_side(coded) ? 2 : 0;
-        if (header_.mode_extension != 0)
-            for (int gr = 0; gr < 2; ++gr) {
-                uint8_t isPos[39];
-                int32_t isStart[3] = {};
-                zemsJointStereoEncode_MP3_32s_I(coded[gr][0].spec.data(), coded[gr][1].spec.data(),
-                                                isPos, &header_, &side[gr * 2], isStart);
-                for (int u = 0; u < 39; ++u) // M and S take the stricter of the two ratios
-                    coded[gr][0].ratio[std::size_t(u)] = coded[gr][1].ratio[std::size_t(u)] =
-                        std::min(coded[gr][0].ratio[std::size_t(u)],
-                                 coded[gr][1].ratio[std::size_t(u)]);
+        joint_stereo();
+        if (vbr())
+            code_variable();
+        else
+            code_constant();
+    }
+
+    // M/S when the side signal carries under a third of the mid signal's energy below the
+    // intensity region (in every frame with -m f); intensity stereo from the rate's start band.
+    void joint_stereo() {
+        header_.mode_extension = 0;
+        if (nch_ != 2 || header_.mode != 1)
+            return;
+        const int16_t* bands = long_bands(header_.sampling_frequency);
+        const int top = intensity_.longBand < 0 ? 576 : bands[intensity_.longBand];
+        double mid = 0.0, side = 0.0;
+        for (auto& gr : coded_)
+            for (int i = 0; i < top; ++i) {
+                const double l = gr[0].spec[i], r = gr[1].spec[i];
+                mid += (l + r) * (l + r);
+                side += (l - r) * (l - r);
             }
-        // The budget: the frame's payload and part of the reservoir, shared by perceptual entropy.
-        const int available = 8 * (writer_->reservoir_bytes() + payload);
+        const bool ms = s_.mode == 'f' || side < mid / 3.0;
+        const bool is = intensity_.longBand >= 0;
+        header_.mode_extension = (ms ? 2 : 0) | (is ? 1 : 0);
+        if (header_.mode_extension == 0)
+            return;
+        for (int gr = 0; gr < 2; ++gr) {
+            Coded& l = coded_[gr][0];
+            Coded& r = coded_[gr][1];
+            const bool isShort = l.granule.block_type == 2;
+            for (int w = 0; w < 3; ++w)
+                isStart_[gr][w] = isShort ? intensity_.shortBand : intensity_.longBand;
+            const ZemMp3GranuleRec pair[2] = {l.granule, r.granule};
+            zemsJointStereoEncode_MP3_32s_I(l.spec, r.spec, isPos_[gr], &header_, pair,
+                                            isStart_[gr]);
+            for (int u = 0; u < 39; ++u) // both channels take the stricter of the two ratios
+                l.ratio[u] = r.ratio[u] = std::min(l.ratio[u], r.ratio[u]);
+        }
+    }
+
+    bool intensity_in(int ch) const { return ch == 1 && (header_.mode_extension & 1) != 0; }
+
+    // Quantises unit u (granule u / nch, channel u % nch) from its spectrum within maxBits.
+    void quantise(int u, int maxBits, const float* ratio) {
+        const int gr = u / nch_, ch = u % nch_;
+        Coded& k = coded_[gr][ch];
+        std::copy(std::begin(k.spec), std::end(k.spec), k.quantised);
+        const bool is = intensity_in(ch);
+        zemsQuantize_MP3_32s_I(k.quantised, k.sf, &k.granule, &k.count1Len, &k.hufSize, ratio,
+                               is ? isPos_[gr] : nullptr, is ? isStart_[gr] : nullptr, &header_,
+                               std::max(maxBits, 0), work_.data());
+    }
+
+    // Constant bit rate: the frame's payload and part of the reservoir, shared by perceptual
+    // entropy.
+    void code_constant() {
+        const int padded = frame_padding();
+        header_.padding_bit = padded;
+        const int payload = payload_bytes(header_.bitrate_index, padded);
         const int units = 2 * nch_;
         const int mean = 8 * payload / units;
         double weight[4] = {}, total = 0.0;
         for (int u = 0; u < units; ++u) {
-            weight[u] = std::max(0.0, double(coded[u / nch_][u % nch_].pe) - 300.0);
+            weight[u] = std::max(0.0, double(coded_[u / nch_][u % nch_].pe) - 300.0);
             total += weight[u];
         }
+        const int available = 8 * (writer_->reservoir_bytes() + payload);
         const int extra = 8 * writer_->reservoir_bytes() * 3 / 4;
-        std::vector<uint8_t> main(std::size_t(available / 8 + 16), 0);
-        uint8_t* p = main.data();
-        int32_t bit = 0, used = 0;
+        int used = 0;
         for (int u = 0; u < units; ++u) {
-            const int gr = u / nch_, ch = u % nch_;
-            Coded& k = coded[gr][ch];
-            ZemMp3GranuleRec& gi = side[u];
-            int budget = mean + (total > 0.0 ? int(extra * weight[u] / total) : 0);
-            budget = std::min({budget, available - used - (units - 1 - u) * 0, 4095});
-            zemsQuantize_MP3_32s_I(k.spec.data(), k.sf, &gi, &k.count1Len, &k.hufSize,
-                                   k.ratio.data(), nullptr, nullptr, &header_, std::max(budget, 0),
-                                   work_.data());
-            const int32_t scfsi[4] = {};
-            zemsPackScaleFactors_MP3_8s1u(k.sf, &p, &bit, &header_, &gi, scfsi, gr, ch);
-            zemsHuffmanEncode_MP3_32s1u(k.spec.data(), &p, &bit, &header_, &gi, k.count1Len,
-                                        k.hufSize);
-            used += gi.part2_3_length;
+            const int share = mean + (total > 0.0 ? int(extra * weight[u] / total) : 0);
+            Coded& k = coded_[u / nch_][u % nch_];
+            quantise(u, std::min({share, available - used, 4095}), k.ratio);
+            used += k.granule.part2_3_length;
         }
-        main.resize(std::size_t(p - main.data()) + (bit != 0 ? 1 : 0));
-        writer_->write(header_, side, main, payload);
+        write(payload);
     }
 
-    // M/S when the side signal carries under a third of the mid signal's energy.
-    bool use_mid_side(Coded (&coded)[2][2]) const {
-        if (s_.mode == 'f')
-            return true;
-        double mid = 0.0, side = 0.0;
-        for (auto& gr : coded)
-            for (int i = 0; i < 576; ++i) {
-                const double l = gr[0].spec[std::size_t(i)], r = gr[1].spec[std::size_t(i)];
-                mid += (l + r) * (l + r);
-                side += (l - r) * (l - r);
+    // Variable bit rate: each unit's smallest budget (within 16 bits) that leaves no band's noise
+    // above the masking threshold moved by the quality setting; then the lowest bit rate whose
+    // frame and reservoir hold them all.
+    void code_variable() {
+        const int units = 2 * nch_;
+        // Noise allowed relative to the masking threshold: -4.5 dB at quality 0 to +9 dB at 9.
+        const float offset = float(std::pow(10.0, (1.5 * s_.vbrQuality - 4.5) / 10.0));
+        int need[4] = {}, total = 0;
+        Coded best[4];
+        for (int u = 0; u < units; ++u) {
+            Coded& k = coded_[u / nch_][u % nch_];
+            for (float& r : k.ratio)
+                r *= offset;
+            const bool is = intensity_in(u % nch_);
+            int lo = 0, hi = 4095; // hi meets the threshold, or is the most there is
+            quantise(u, hi, k.ratio);
+            best[u] = k;
+            while (hi - lo > 16) {
+                const int mid = (lo + hi) / 2;
+                quantise(u, mid, k.ratio);
+                if (bands_over(k.spec, k.quantised, k.sf, k.granule, k.ratio,
+                               header_.sampling_frequency,
+                               is ? isStart_[u / nch_] : nullptr) == 0) {
+                    hi = k.granule.part2_3_length;
+                    best[u] = k;
+                } else {
+                    lo = mid;
+                }
             }
-        return side < mid / 3.0;
+            need[u] = best[u].granule.part2_3_length;
+            total += need[u];
+        }
+        header_.padding_bit = 0;
+        int index = 1;
+        auto room = [&](int i) {
+            return 8 * (std::min(writer_->reservoir_bytes(), reservoir_capacity(i)) +
+                        payload_bytes(i, 0));
+        };
+        while (index < 14 && room(index) < total)
+            ++index;
+        header_.bitrate_index = index;
+        lowest_ = std::min(lowest_, index);
+        writer_->set_capacity(reservoir_capacity(index));
+        const int available = room(index);
+        for (int u = 0; u < units; ++u) {
+            Coded& k = coded_[u / nch_][u % nch_];
+            if (total <= available)
+                k = best[u];
+            else // even 320 kbit/s is short: every unit gives up the same share
+                quantise(u, int(int64_t(need[u]) * available / total), k.ratio);
+        }
+        write(payload_bytes(index, 0));
+    }
+
+    int payload_bytes(int bitrateIndex, int padding) const {
+        return frame_bytes(bitrateIndex, header_.sampling_frequency, padding) - 4 -
+               (s_.crc ? 2 : 0) - (nch_ == 1 ? 17 : 32);
+    }
+
+    // Scale factors and Huffman data of every unit, and the frame around them.
+    void write(int payload) {
+        main_.assign(std::size_t(8 * 1024), 0);
+        uint8_t* p = main_.data();
+        int32_t bit = 0;
+        ZemMp3GranuleRec side[4] = {};
+        for (int u = 0; u < 2 * nch_; ++u) {
+            const int gr = u / nch_, ch = u % nch_;
+            Coded& k = coded_[gr][ch];
+            side[u] = k.granule;
+            const int32_t scfsi[4] = {};
+            zemsPackScaleFactors_MP3_8s1u(k.sf, &p, &bit, &header_, &k.granule, scfsi, gr, ch);
+            zemsHuffmanEncode_MP3_32s1u(k.quantised, &p, &bit, &header_, &k.granule, k.count1Len,
+                                        k.hufSize);
+        }
+        main_.resize(std::size_t(p - main_.data()) + (bit != 0 ? 1 : 0));
+        writer_->write(header_, side, main_, payload);
     }
 
     // Padding: the frames' bytes follow 144 bitrate / rate on average.
@@ -226,30 +352,60 @@ class Encoder {
     std::vector<Channel> channels_;
     ZemMp3HeaderRec header_{};
     std::unique_ptr<FrameWriter> writer_;
-    std::vector<uint8_t> work_;
+    std::vector<uint8_t> work_, main_;
+    int16_t window_[1056];
+    int32_t sub_[576];
+    Coded coded_[2][2];
+    IntensityStart intensity_{-1, -1};
+    uint8_t isPos_[2][39] = {};
+    int32_t isStart_[2][3] = {};
     bool shortAhead_ = false;
     int lastType_ = 0;
+    int lowest_ = 14;
     long rest_ = 0;
 };
 
 } // namespace
 
-bool encode(const Pcm& pcm, const Settings& settings, std::vector<uint8_t>& mp3,
-            std::string& error) {
+IntensityStart intensity_start(int kbps, int samplingFrequency) {
+    const double hz = kbps <= 48 ? 5000.0 : kbps <= 64 ? 7000.0 : kbps <= 96 ? 10000.0 : 0.0;
+    if (hz == 0.0)
+        return {-1, -1};
+    const double lineHz = kRates[samplingFrequency] / 1152.0;
+    const int16_t* lb = long_bands(samplingFrequency);
+    const int16_t* sb = short_bands(samplingFrequency);
+    int l = 0, s = 0;
+    while (l < 20 && lb[l] * lineHz < hz)
+        ++l;
+    while (s < 11 && sb[s] * 3 * lineHz < hz)
+        ++s;
+    return {l, s};
+}
+
+bool encode(const Pcm& pcm, const Settings& settings, std::vector<uint8_t>& mp3, std::string& error,
+            EncodeReport* report, const Progress& progress) {
     const int* rate = std::find(std::begin(kRates), std::end(kRates), pcm.rate);
     if (rate == std::end(kRates)) {
         error = "sampling rate " + std::to_string(pcm.rate) +
                 " Hz: only the MPEG-1 rates 32000, 44100 and 48000 are supported";
         return false;
     }
+    if (settings.vbrQuality > 9) {
+        error = "quality " + std::to_string(settings.vbrQuality) + ": one of 0 (best) to 9";
+        return false;
+    }
     const int* kbps = std::find(std::begin(kKbps) + 1, std::end(kKbps), settings.kbps);
-    if (kbps == std::end(kKbps)) {
+    if (settings.vbrQuality < 0 && kbps == std::end(kKbps)) {
         error = "bit rate " + std::to_string(settings.kbps) +
                 " kbit/s: one of 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320";
         return false;
     }
-    Encoder e(pcm, settings, int(rate - std::begin(kRates)), int(kbps - std::begin(kKbps)));
-    mp3 = e.run();
+    const int index = settings.vbrQuality >= 0 ? 14 : int(kbps - std::begin(kKbps));
+    auto e = std::make_unique<Encoder>(pcm, settings, int(rate - std::begin(kRates)), index);
+    EncodeReport r;
+    mp3 = e->run(progress, r);
+    if (report != nullptr)
+        *report = r;
     return true;
 }
 

@@ -15,6 +15,9 @@ class FrameWriter {
     // capacityBytes: the reservoir the stream may use (zemsBitReservoirInit_MP3, in bytes).
     explicit FrameWriter(int capacityBytes) : capacity_(capacityBytes) {}
 
+    // The reservoir of the next frames, for a change of bit rate.
+    void set_capacity(int capacityBytes) { capacity_ = capacityBytes; }
+
     // Payload bytes of earlier frames that the next frame's main data may begin in.
     int reservoir_bytes() const;
 

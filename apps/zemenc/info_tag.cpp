@@ -36,22 +36,22 @@ std::vector<uint8_t> info_frame(const ZemMp3HeaderRec& header, const StreamFacts
             f[at++] = uint8_t(v >> (8 * i));
     };
     const long total = facts.audioBytes + bytes;
-    std::memcpy(&f[at], "Info", 4);
+    std::memcpy(&f[at], facts.vbr ? "Xing" : "Info", 4);
     at += 4;
     put(0x0F, 4); // frames, bytes, table of contents, quality
     put(uint32_t(facts.frames), 4);
     put(uint32_t(total), 4);
-    for (int i = 0; i < 100; ++i) // a constant rate: byte position proportional to time
-        f[at++] = uint8_t(i * 256 / 100);
-    put(0, 4);
+    for (int i = 0; i < 100; ++i) // where each hundredth of the frames starts in the file
+        f[at++] = uint8_t(256 * (bytes + facts.start[i]) / total);
+    put(uint32_t(facts.quality), 4);
     std::memcpy(&f[at], "zemenc1.0", 9);
     at += 9;
-    f[at++] = 0x00; // tag revision 0, constant bit rate method 0
-    f[at++] = 0;    // low-pass unknown
-    put(0, 4);      // peak signal unknown
-    put(0, 2);      // radio replay gain unknown
-    put(0, 2);      // audiophile replay gain unknown
-    f[at++] = 0;    // encoding flags
+    f[at++] = facts.vbr ? 0x03 : 0x00; // tag revision 0; method: 3 iterated variable, 0 unknown
+    f[at++] = 0;                       // low-pass unknown
+    put(0, 4);                         // peak signal unknown
+    put(0, 2);                         // radio replay gain unknown
+    put(0, 2);                         // audiophile replay gain unknown
+    f[at++] = 0;                       // encoding flags
     f[at++] = uint8_t(kKbps[h.bitrate_index] > 255 ? 255 : kKbps[h.bitrate_index]);
     f[at++] = uint8_t(facts.delay >> 4);
     f[at++] = uint8_t((facts.delay & 15) << 4 | (facts.padding >> 8 & 15));

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "encoder.hpp"
@@ -12,12 +13,15 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: zemenc [-b KBPS] [-m s|j|f|m] [--crc] [-q] INPUT.wav [OUTPUT.mp3]\n"
+    "usage: zemenc [-b KBPS | -V 0..9] [-m s|j|f|m] [--crc] [-q] INPUT.wav [OUTPUT.mp3]\n"
     "  -b KBPS   constant bit rate: 32 40 48 56 64 80 96 112 128 160 192 224 256 320 (128)\n"
-    "  -m MODE   s stereo, j joint stereo with M/S chosen per frame (default), f M/S in every\n"
-    "            frame, m mono (a stereo input is mixed down)\n"
+    "  -V Q      variable bit rate at quality Q, 0 (best) to 9 (smallest); each frame takes\n"
+    "            the lowest rate that keeps the noise under the masking threshold\n"
+    "  -m MODE   s stereo, j joint stereo with M/S chosen per frame and intensity stereo at\n"
+    "            96 kbit/s and below (default), f M/S in every frame, m mono (a stereo input\n"
+    "            is mixed down)\n"
     "  --crc     protect every frame with a CRC\n"
-    "  -q        no summary on standard error\n"
+    "  -q        no progress or summary on standard error\n"
     "INPUT or OUTPUT '-' is standard input or output; OUTPUT defaults to INPUT with .mp3\n"
     "appended. Without INPUT the bundled sample is encoded into the current directory.\n";
 
@@ -57,10 +61,18 @@ int main(int argc, char** argv) {
     std::vector<std::string> files;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        if ((a == "-b" || a == "-m") && i + 1 < argc) {
+        if ((a == "-b" || a == "-m" || a == "-V") && i + 1 < argc) {
             const std::string v = argv[++i];
             if (a == "-b") {
                 settings.kbps = std::atoi(v.c_str());
+                settings.vbrQuality = -1;
+            } else if (a == "-V") {
+                if (v.size() != 1 || v[0] < '0' || v[0] > '9') {
+                    std::fprintf(stderr, "zemenc: quality '%s': one of 0 (best) to 9\n%s",
+                                 v.c_str(), kUsage);
+                    return 2;
+                }
+                settings.vbrQuality = v[0] - '0';
             } else if (v.size() == 1 && std::strchr("sjfm", v[0]) != nullptr) {
                 settings.mode = v[0];
             } else {
@@ -74,9 +86,6 @@ int main(int argc, char** argv) {
         } else if (a == "-h" || a == "--help") {
             std::fputs(kUsage, stdout);
             return 0;
-        } else if (a == "-V") {
-            std::fprintf(stderr, "zemenc: variable bit rate is not supported; use -b\n");
-            return 2;
         } else if (a.size() > 1 && a[0] == '-') {
             std::fprintf(stderr, "zemenc: unknown option '%s'\n%s", a.c_str(), kUsage);
             return 2;
@@ -106,7 +115,16 @@ int main(int argc, char** argv) {
         return 2;
     }
     std::vector<uint8_t> mp3;
-    if (!zemenc::encode(pcm, settings, mp3, error)) {
+    zemenc::Progress progress;
+    if (!quiet && isatty(STDERR_FILENO)) // a progress line that rewrites itself on a terminal
+        progress = [&](long done, long total) {
+            std::fprintf(stderr, "\rzemenc: %s: %3d%%", input.c_str(),
+                         total > 0 ? int(100 * done / total) : 100);
+            if (done == total)
+                std::fputc('\n', stderr);
+        };
+    zemenc::EncodeReport report;
+    if (!zemenc::encode(pcm, settings, mp3, error, &report, progress)) {
         std::fprintf(stderr, "zemenc: %s: %s\n", input.c_str(), error.c_str());
         return 2;
     }
@@ -114,9 +132,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "zemenc: cannot write '%s'\n", output.c_str());
         return 1;
     }
-    if (!quiet)
-        std::fprintf(stderr, "zemenc: %s -> %s: %zu samples, %d Hz, %d kbit/s, %zu bytes\n",
+    if (!quiet) {
+        const std::string rate = settings.vbrQuality >= 0
+                                     ? "-V " + std::to_string(settings.vbrQuality) + ", mean " +
+                                           std::to_string(int(report.meanKbps + 0.5))
+                                     : std::to_string(settings.kbps);
+        std::fprintf(stderr, "zemenc: %s -> %s: %zu samples, %d Hz, %s kbit/s, %zu bytes\n",
                      input.c_str(), output.c_str(), pcm.samples.size() / std::size_t(pcm.channels),
-                     pcm.rate, settings.kbps, mp3.size());
+                     pcm.rate, rate.c_str(), mp3.size());
+    }
     return 0;
 }

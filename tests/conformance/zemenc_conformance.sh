@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Usage: [ZEM_RUN=EMULATOR] zemenc_conformance.sh ZEMENC ZEMDEC PCM_COMPARE
 # Encodes synthetic signals (music-like mixtures, clicks, a tone, noise, a sweep, silence, a
-# clipped full-scale square) at several rates and modes with zemenc, then requires a clean
+# clipped full-scale square) at several rates, constant and variable, and modes (intensity stereo
+# at 56 and 96 kbit/s) with zemenc, then requires a clean
 # decode by mpg123, by FFmpeg with CRC checking and by zemdec, and zemdec within the ISO/IEC
 # 11172-4 full-accuracy limits of mpg123 (RMS below 0.289 LSB, no sample off by more than 2).
 # The stream's Info tag gives the encoder delay and padding: mpg123's and zemdec's gapless
@@ -26,7 +27,7 @@ signals=(
   "speech|0.4*sin(2*PI*4*t)*sin(2*PI*4*t)*(random(0)-0.5)*sin(2*PI*180*t)|0.3*(random(1)-0.5)*lt(mod(t\,0.4)\,0.2)")
 # rate|channels|zemenc arguments
 settings=("44100|2|-b 128" "44100|1|-b 32" "48000|2|-m s -b 320" "32000|2|--crc -m f -b 96"
-          "44100|2|-m m -b 64 --crc")
+          "44100|2|-m m -b 64 --crc" "44100|2|-b 56" "48000|2|-V 2" "32000|1|-V 9 --crc")
 if [ -n "${ZEM_SHORT_SWEEPS:-}" ]; then # sanitizer build: a sample
   signals=("${signals[0]}" "${signals[1]}"); settings=("${settings[0]}" "${settings[3]}")
 fi
