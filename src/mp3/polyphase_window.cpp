@@ -207,7 +207,9 @@ namespace {
 // products' words are summed with 32-bit additions, so that the upper words add up modulo 2^32
 // without carries from the lower ones.
 struct SignedWindow {
-    int32_t w[4][8][2][8]; // [group][term][ascending, reversed][lane]
+    // [group][term][ascending, reversed][even, odd lanes][lane]: the coefficients of the even
+    // lanes in place, those of the odd lanes moved down one lane, where the multiply reads them.
+    int32_t w[4][8][2][2][8];
 };
 
 constexpr SignedWindow make_signed_window() {
@@ -216,8 +218,11 @@ constexpr SignedWindow make_signed_window() {
         for (int i = 0; i < 8; ++i)
             for (int l = 0; l < 8; ++l) {
                 const int up = 8 * c + l, down = 8 * c + 7 - l;
-                t.w[c][i][0][l] = c < 2 ? kWindow.even[i][up] : kWindow.odd[i][up];
-                t.w[c][i][1][l] = c < 2 ? kWindow.odd[i][down] : kWindow.even[i][down];
+                const int32_t dUp = c < 2 ? kWindow.even[i][up] : kWindow.odd[i][up];
+                const int32_t dDown = c < 2 ? kWindow.odd[i][down] : kWindow.even[i][down];
+                const int lane = l & 1 ? l - 1 : l, half = l & 1;
+                t.w[c][i][0][half][lane] = dUp;
+                t.w[c][i][1][half][lane] = dDown;
             }
     return t;
 }
@@ -228,16 +233,16 @@ struct WordSums {
     simd::I64x4 even, odd;
 };
 
-ZEM_AVX2 inline void accumulate_avx2(simd::I32x8 a, const int32_t* w, WordSums& s) {
+ZEM_AVX2 inline void accumulate_avx2(simd::I32x8 a, const int32_t (&w)[2][8], WordSums& s) {
     using namespace simd;
-    const I32x8 coefficient = load8(w);
-    s.even.v = _mm256_add_epi32(s.even.v, mul_even(a, coefficient).v);
-    s.odd.v = _mm256_add_epi32(s.odd.v, mul_even(odd_words(a), odd_words(coefficient)).v);
+    s.even.v = _mm256_add_epi32(s.even.v, mul_even(a, load8(w[0])).v);
+    s.odd.v = _mm256_add_epi32(s.odd.v, mul_even(odd_words(a), load8(w[1])).v);
 }
 
 template <int C> ZEM_AVX2 void window_group_avx2(const int32_t* const* slot, int32_t* out) {
     using namespace simd;
     WordSums up{zero64x4(), zero64x4()}, down{zero64x4(), zero64x4()};
+#pragma GCC unroll 8
     for (int i = 0; i < 8; ++i) {
         const int32_t* e = slot[2 * i];
         const int32_t* o = slot[2 * i + 1];
@@ -255,6 +260,8 @@ template <int C> ZEM_AVX2 void window_group_avx2(const int32_t* const* slot, int
         }
         accumulate_avx2(u, kSignedWindow.w[C][i][0], up);
         accumulate_avx2(d, kSignedWindow.w[C][i][1], down);
+        // As in the SSE2 kernel: each term's additions finish before the next term starts.
+        asm("" : "+x"(up.even.v), "+x"(up.odd.v), "+x"(down.even.v), "+x"(down.odd.v));
     }
     const I32x8 ascending = high_words(up.even, up.odd);
     const I32x8 descending = high_words(down.even, down.odd);
