@@ -231,6 +231,11 @@ inline F32x4 where_greater(F32x4 v, F32x4 a, F32x4 b) {
 // ties to even (the default rounding mode; out of range gives INT32_MIN).
 inline F32x4 to_float(I32x4 a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline I32x4 round_to_int(F32x4 a) { return {_mm_cvtps_epi32(a.v)}; }
+// Floats truncated toward zero (out of range gives INT32_MIN); lane square roots; a bit per lane
+// where a > b (lane 0 in bit 0).
+inline I32x4 truncate_to_int(F32x4 a) { return {_mm_cvttps_epi32(a.v)}; }
+inline F32x4 sqrt(F32x4 a) { return {_mm_sqrt_ps(a.v)}; }
+inline int greater_mask(F32x4 a, F32x4 b) { return _mm_movemask_ps(_mm_cmpgt_ps(a.v, b.v)); }
 // All ones where a <= b (never for NaN); a where mask is set, b elsewhere.
 inline I32x4 mask_less_equal(F32x4 a, F32x4 b) {
     return {_mm_castps_si128(_mm_cmple_ps(a.v, b.v))};

@@ -11,8 +11,10 @@
 #include <initializer_list>
 
 #include "core/checks.hpp"
+#include "core/simd.hpp"
 #include "core/state.hpp"
 #include "mp3/frame.hpp"
+#include "mp3/pow43.hpp"
 #include "tables/mp3_huffman.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "zemac.h"
@@ -21,8 +23,8 @@ namespace zem::mp3 {
 namespace {
 
 constexpr int kLines = 576;
-constexpr int kMaxMagnitude = 8206; // 15 + 2^13 - 1, the largest value table 31 codes
-constexpr int kMaxUnits = 39;       // short: band * 3 + window
+constexpr int kMaxMagnitude = kMaxQuantised;
+constexpr int kMaxUnits = 39; // short: band * 3 + window
 constexpr int kMaxIterations = 40;
 
 // Scale-factor units: long bands 0-20 and band 21 (no scale factor), or short band b of window
@@ -47,9 +49,10 @@ struct Layout {
 };
 
 struct Work {
-    double xr[kLines];   // |x| on the standard's scale (Q26 / 2^26)
-    double xr34[kLines]; // |x|^(3/4)
-    int32_t ix[kLines];
+    double xr[kLines];                // |x| on the standard's scale (Q26 / 2^26)
+    alignas(16) float xr34[kLines];   // |x|^(3/4)
+    alignas(16) float scaled[kLines]; // times each unit's scale-factor amplification, ^(3/4)
+    alignas(16) int32_t ix[kLines];
     int32_t best[kLines];
 };
 static_assert(sizeof(Work) + 32 <= ZEM_MP3_QUANTIZE_WORK_BYTES);
@@ -70,8 +73,8 @@ struct Coding {
     int table[3], region0, region1;
 };
 
-// Region counts by the number of long bands the big values reach (the split a quick inner loop
-// uses; the final coding searches all splits).
+// Region counts by the number of long bands the big values reach (the split the rate loop's
+// estimate uses; the final coding searches all splits).
 constexpr uint8_t kSplit[23][2] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 1}, {1, 1}, {1, 1},
                                    {1, 2}, {2, 2}, {2, 3}, {2, 3}, {3, 4}, {3, 4}, {3, 4}, {4, 5},
                                    {4, 5}, {4, 6}, {5, 6}, {5, 6}, {5, 7}, {6, 7}, {6, 7}};
@@ -138,7 +141,8 @@ struct BandCosts {
     }
 };
 
-Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEdges, bool search) {
+// The count1 region (quadruples of values up to 1 after the big values) and its cheaper table.
+Coding count1_part(const int32_t* ix) {
     Coding c{};
     int n = kLines;
     while (n > 0 && ix[n - 1] == 0)
@@ -161,6 +165,75 @@ Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEd
     }
     c.count1Table = bitsB < bitsA ? 1 : 0;
     c.bits = bitsB < bitsA ? bitsB : bitsA;
+    return c;
+}
+
+// Bits of the pairs in lines [from, to) with the cheapest of the tables whose width just holds
+// their largest value (and the escape tables with the fewest linbits that do): the rate loop's
+// estimate, which the final coding, choosing among all tables and splits, can only better.
+int region_bits(const int32_t* ix, int from, int to) {
+    int top = 0;
+    for (int i = from; i < to; ++i)
+        top = ix[i] > top ? ix[i] : top;
+    if (top == 0)
+        return 0;
+    if (top > 15) {
+        int escapes = 0;
+        for (int i = from; i < to; ++i)
+            escapes += ix[i] >= 15;
+        int best = kNoTable;
+        for (int first : {16, 24}) {
+            int t = first;
+            while (t < first + 7 && 15 + (1 << kPairTables[t].linbits) - 1 < top)
+                ++t;
+            const PairTable escape{kPairTables[first].codes, 16, 0, 0};
+            int bits = kPairTables[t].linbits * escapes;
+            for (int i = from; i < to; i += 2)
+                bits += pair_bits(escape, ix[i], ix[i + 1]);
+            best = bits < best ? bits : best;
+        }
+        return best;
+    }
+    static constexpr uint8_t kCandidates[16][3] = {
+        {0, 0, 0},    {1, 0, 0},    {2, 3, 0},   {5, 6, 0},   {7, 8, 9},   {7, 8, 9},
+        {10, 11, 12}, {10, 11, 12}, {13, 15, 0}, {13, 15, 0}, {13, 15, 0}, {13, 15, 0},
+        {13, 15, 0},  {13, 15, 0},  {13, 15, 0}, {13, 15, 0}};
+    int best = kNoTable;
+    for (int t : kCandidates[top]) {
+        if (t == 0)
+            break;
+        int bits = 0;
+        for (int i = from; i < to; i += 2)
+            bits += pair_bits(kPairTables[t], ix[i], ix[i + 1]);
+        best = bits < best ? bits : best;
+    }
+    return best;
+}
+
+// The rate loop's bit count: the region split that the big values' reach implies.
+int estimate_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEdges) {
+    const Coding c = count1_part(ix);
+    const int start1 = 2 * c.bigValues;
+    int split1, split2;
+    if (windowSwitching) {
+        split1 = split2 = longEdges[8];
+    } else {
+        int reach = 0;
+        while (reach < 22 && longEdges[reach] < start1)
+            ++reach;
+        split1 = longEdges[kSplit[reach][0] + 1];
+        split2 = longEdges[kSplit[reach][0] + kSplit[reach][1] + 2];
+    }
+    split1 = split1 < start1 ? split1 : start1;
+    split2 = split2 < start1 ? split2 : start1;
+    return c.bits + region_bits(ix, 0, split1) + region_bits(ix, split1, split2) +
+           region_bits(ix, split2, start1);
+}
+
+// The final coding: the cheapest table of every region, for long blocks under every split.
+Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEdges) {
+    Coding c = count1_part(ix);
+    const int start1 = 2 * c.bigValues;
     const BandCosts costs(ix, longEdges, start1);
     if (windowSwitching) { // region 0 ends at line 36, long band 8; region 1 takes the rest
         int b0, b1;
@@ -171,12 +244,9 @@ Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEd
         c.bits += b0 + b1;
         return c;
     }
-    const int reach = costs.bands;
     int best = 1 << 30;
     for (int r0 = 0; r0 < 16; ++r0)
         for (int r1 = 0; r1 < 8 && r0 + r1 + 2 <= 22; ++r1) {
-            if (!search && (r0 != kSplit[reach][0] || r1 != kSplit[reach][1]))
-                continue;
             int t[3], bits[3];
             costs.choose(0, r0 + 1, t[0], bits[0]);
             costs.choose(r0 + 1, r0 + r1 + 2, t[1], bits[1]);
@@ -200,18 +270,45 @@ struct Gains {
     int sf[kMaxUnits];
 };
 
-// ix = nint((|x| 2^(-(gg - 210)/4 + step sf))^(3/4) - 0.0946); false when one exceeds 8206.
-bool quantise(Work& w, const Layout& L, const Gains& g) {
+// 2^(k/16) for k = 0..15: the steps of the gains' 3/4 powers.
+struct Sixteenths {
+    float v[16];
+};
+constexpr Sixteenths make_sixteenths() {
+    Sixteenths t{};
+    for (int k = 0; k < 16; ++k)
+        t.v[k] = float(cmath::sqrt(cmath::sqrt(cmath::pow2_quarter(k))));
+    return t;
+}
+constexpr Sixteenths kSixteenths = make_sixteenths();
+
+// 2^(k/16) for any k.
+float power16(int k) { return std::ldexp(kSixteenths.v[k & 15], k >> 4); }
+
+// The lines' 3/4 powers amplified by their units' scale factors, (2^(step sf))^(3/4): the part of
+// the quantiser's scaling that the rate loop keeps.
+void amplify(Work& w, const Layout& L, const Gains& g) {
+    const int perStep = g.sfStep == 1.0 ? 12 : 6; // sixteenths of 3/4 of the step
     for (int u = 0; u < L.units(); ++u) {
-        const double scale = std::exp2(0.75 * (-(g.globalGain - 210) / 4.0 + g.sfStep * g.sf[u]));
-        for (int i = L.from(u); i < L.to(u); ++i) {
-            const double v = w.xr34[i] * scale - 0.0946;
-            if (v > kMaxMagnitude)
-                return false;
-            w.ix[i] = v < 0.5 ? 0 : int32_t(v + 0.5);
-        }
+        const float scale = power16(perStep * g.sf[u]);
+        for (int i = L.from(u); i < L.to(u); ++i)
+            w.scaled[i] = w.xr34[i] * scale;
     }
-    return true;
+}
+
+// ix = nint((|x| 2^(-(gg - 210)/4 + step sf))^(3/4) - 0.0946) = trunc(t + 0.4054) with t the
+// amplified power times 2^(-3 (gg - 210)/16); false when one exceeds 8206.
+bool quantise(Work& w, const Gains& g) {
+    using namespace simd;
+    const F32x4 gain = splat(power16(-3 * (g.globalGain - 210)));
+    const F32x4 limit = splat(kMaxMagnitude + 0.0946f), half = splat(0.4054f);
+    int over = 0;
+    for (int i = 0; i < kLines; i += 4) {
+        const F32x4 t = load_aligned(w.scaled + i) * gain;
+        over |= greater_mask(t, limit);
+        store(w.ix + i, truncate_to_int(t + half));
+    }
+    return over == 0;
 }
 
 // Noise of one unit: the energy of the difference between x and its reconstruction.
@@ -219,8 +316,7 @@ double unit_noise(const Work& w, const Layout& L, const Gains& g, int u) {
     const double step = std::exp2((g.globalGain - 210) / 4.0 - g.sfStep * g.sf[u]);
     double noise = 0.0;
     for (int i = L.from(u); i < L.to(u); ++i) {
-        const double q = w.ix[i];
-        const double d = w.xr[i] - q * std::cbrt(q) * step;
+        const double d = w.xr[i] - kPow43Table.v[w.ix[i]] * step;
         noise += d * d;
     }
     return noise;
@@ -247,25 +343,50 @@ Part2 part2_bits(const Layout& L, const int* sf) {
     return best;
 }
 
-// The smallest global gain whose values fit `avail` bits; -1 when even 255 does not.
-int inner_loop(Work& w, const Layout& L, Gains& g, bool windowSwitching, int avail) {
+// The smallest global gain whose values fit `avail` bits; -1 when even 255 does not. The search
+// starts at `hint` (the gain of the loop's last pass, -1 for none) and widens its steps from
+// there, since amplifying a few bands moves the gain by a few steps.
+int inner_loop(Work& w, const Layout& L, Gains& g, bool windowSwitching, int avail, int hint) {
     auto fits = [&](int gg) {
         g.globalGain = gg;
-        return quantise(w, L, g) &&
-               count_bits(w.ix, windowSwitching, L.longEdges, false).bits <= avail;
+        return quantise(w, g) && estimate_bits(w.ix, windowSwitching, L.longEdges) <= avail;
     };
-    if (!fits(255))
-        return -1;
-    int lo = 0, hi = 255; // fits(hi)
-    while (lo < hi) {
+    int lo = -1, hi = 255; // !fits(lo) (or lo is -1), fits(hi)
+    if (hint < 0) {
+        if (!fits(255))
+            return -1;
+    } else if (fits(hint)) {
+        hi = hint;
+        for (int step = 1; hi > 0; step *= 2) {
+            const int next = hi - step < 0 ? 0 : hi - step;
+            if (!fits(next)) {
+                lo = next;
+                break;
+            }
+            hi = next;
+        }
+    } else {
+        lo = hint;
+        for (int step = 1;; step *= 2) {
+            const int next = lo + step > 255 ? 255 : lo + step;
+            if (fits(next)) {
+                hi = next;
+                break;
+            }
+            if (next == 255)
+                return -1;
+            lo = next;
+        }
+    }
+    while (hi - lo > 1) {
         const int mid = (lo + hi) / 2;
         if (fits(mid))
             hi = mid;
         else
-            lo = mid + 1;
+            lo = mid;
     }
     g.globalGain = hi;
-    quantise(w, L, g);
+    quantise(w, g);
     return hi;
 }
 
@@ -306,9 +427,14 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
     const bool switching = in.window_switching_flag != 0;
 
     Work& w = *reinterpret_cast<Work*>(align_up<32>(pWorkBuf));
-    for (int i = 0; i < kLines; ++i) {
-        w.xr[i] = std::abs(double(pSrcDst[i])) / 67108864.0;
-        w.xr34[i] = std::pow(w.xr[i], 0.75);
+    for (int i = 0; i < kLines; i += 4) {
+        float x[4];
+        for (int k = 0; k < 4; ++k) {
+            w.xr[i + k] = std::abs(double(pSrcDst[i + k])) / 67108864.0;
+            x[k] = float(w.xr[i + k]);
+        }
+        const simd::F32x4 v = simd::load(x);
+        simd::store_aligned(w.xr34 + i, simd::sqrt(v * simd::sqrt(v)));
     }
     // Allowed noise per unit; intensity units of the right channel carry their position instead.
     double allowed[kMaxUnits] = {};
@@ -329,11 +455,14 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
     int bestOver = 1 << 30;
     double bestExcess = 0.0;
     bool haveBest = false;
+    int hint = -1;
     for (int iter = 0; iter < kMaxIterations; ++iter) {
         const Part2 p2 = part2_bits(L, g.sf);
         if (p2.compress < 0 || p2.bits > budget)
             break;
-        if (inner_loop(w, L, g, switching, budget - p2.bits) < 0)
+        amplify(w, L, g);
+        hint = inner_loop(w, L, g, switching, budget - p2.bits, hint);
+        if (hint < 0)
             break;
         int over = 0;
         double excess = 0.0;
@@ -395,14 +524,15 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
                 best.sf[u] = 7;
         }
     Part2 p2 = part2_bits(L, best.sf);
-    Coding c = count_bits(w.best, switching, L.longEdges, true);
+    Coding c = count_bits(w.best, switching, L.longEdges);
     // The marks can cost bits: coarsen the gain until the whole fits.
+    if (p2.compress >= 0 && p2.bits + c.bits > budget)
+        amplify(w, L, best);
     while (p2.compress >= 0 && p2.bits + c.bits > budget && best.globalGain < 255) {
         ++best.globalGain;
-        std::memcpy(w.ix, w.best, sizeof w.ix);
-        if (quantise(w, L, best)) {
+        if (quantise(w, best)) {
             std::memcpy(w.best, w.ix, sizeof w.ix);
-            c = count_bits(w.best, switching, L.longEdges, true);
+            c = count_bits(w.best, switching, L.longEdges);
         }
     }
     if (p2.compress < 0 || p2.bits + c.bits > budget) { // the marks do not fit: drop them
