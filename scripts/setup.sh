@@ -5,7 +5,7 @@ set -euo pipefail
 what=${1:-all}
 build_pkgs=(cmake ninja-build g++ binutils ccache)
 test_pkgs=(g++-multilib clang-14 libclang-rt-14-dev clang-format-14 googletest libbenchmark-dev pkg-config python3
-           ffmpeg lame mpg123 faad libfftw3-dev libkissfft-dev libavutil-dev qemu-user
+           ffmpeg lame mpg123 drascula-music faad libfftw3-dev libkissfft-dev libavutil-dev qemu-user
            g++-mingw-w64-i686-win32 python3-numpy python3-pytest python3-venv python3-pip python3-setuptools doxygen)
 pkgs=("${build_pkgs[@]}")
 [ "$what" = all ] && pkgs+=("${test_pkgs[@]}")
