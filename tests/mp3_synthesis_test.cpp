@@ -162,28 +162,37 @@ TEST(Mp3SynthesisKernels, PolyphaseWindowSimdMatchesScalar) {
     }
 }
 
-// The SSE2 requantisation of a run against the scalar one: every exponent class (saturating,
-// shifted out, the usual), lengths with odd tails, magnitudes up to and past the table's end
-// (where both stop at the same value, having written the same ones before it).
-TEST(Mp3SynthesisKernels, RequantiseRunSse2MatchesScalar) {
+// The SSE2 and AVX2 requantisation of a run against the scalar one: every exponent class
+// (saturating, shifted out, the usual), lengths with odd tails, magnitudes below 16 and up to and
+// past the table's end (where all stop at the same value, having written the same ones before
+// it), at every alignment.
+TEST(Mp3SynthesisKernels, RequantiseRunSimdMatchesScalar) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kRequantiseSse2, zem::mp3::kRequantiseAvx2);
     std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 400; ++trial) {
-        const int count = 1 + int(rng() % 23);
+    for (int trial = 0; trial < 800; ++trial) {
+        const int count = 1 + int(rng() % 41), offset = trial % 8;
         const int e = int(rng() % 360) - 45; // global gain 255 at the least
-        std::vector<int32_t> src(std::size_t(count) + 3);
+        std::vector<int32_t> src(std::size_t(offset + count) + 3);
         for (int32_t& x : src)
-            x = trial % 4 == 0 ? int32_t(rng() % 16401) - 8200 : int32_t(rng() % 31) - 15;
+            x = trial % 4 == 0   ? int32_t(rng() % 16401) - 8200
+                : trial % 4 == 1 ? int32_t(rng() % 63) - 31
+                                 : int32_t(rng() % 31) - 15;
         if (trial % 16 == 1)
-            src[rng() % std::size_t(count)] = (rng() & 1) ? 8207 : INT32_MIN;
-        std::vector<int32_t> want(src.size(), 0x5A5A5A5A), got = want;
-        const bool ok = zem::mp3::kRequantiseScalar.run(src.data(), want.data(), count, e);
-        ASSERT_EQ(zem::mp3::kRequantiseSse2.run(src.data(), got.data(), count, e), ok)
-            << "trial " << trial;
-        ASSERT_EQ(got, want) << "trial " << trial << " e " << e;
-        std::vector<int32_t> inPlace = src; // the long-block calls work in place
-        zem::mp3::kRequantiseSse2.run(inPlace.data(), inPlace.data(), count, e);
-        if (ok) {
-            ASSERT_TRUE(std::equal(inPlace.begin(), inPlace.begin() + count, want.begin()));
+            src[std::size_t(offset) + rng() % std::size_t(count)] = (rng() & 1) ? 8207 : INT32_MIN;
+        std::vector<int32_t> want(src.size(), 0x5A5A5A5A);
+        const bool ok =
+            zem::mp3::kRequantiseScalar.run(src.data() + offset, want.data() + offset, count, e);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int32_t> got(src.size(), 0x5A5A5A5A);
+            ASSERT_EQ(simd[k].run(src.data() + offset, got.data() + offset, count, e), ok)
+                << "trial " << trial << " kernel " << k;
+            ASSERT_EQ(got, want) << "trial " << trial << " kernel " << k << " e " << e;
+            std::vector<int32_t> inPlace = src; // the long-block calls work in place
+            simd[k].run(inPlace.data() + offset, inPlace.data() + offset, count, e);
+            if (ok) {
+                ASSERT_TRUE(std::equal(inPlace.begin() + offset, inPlace.begin() + offset + count,
+                                       want.begin() + offset));
+            }
         }
     }
 }

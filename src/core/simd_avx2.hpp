@@ -116,6 +116,27 @@ ZEM_AVX2 inline I32x8 mul_hi(I32x8 a, I32x8 b) {
     return {_mm256_or_si256(even, _mm256_and_si256(odd, high))};
 }
 
+// All ones in the lanes where a > b (signed); a mask of the lanes' sign bits, lane 0 in bit 0.
+ZEM_AVX2 inline I32x8 greater(I32x8 a, I32x8 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
+ZEM_AVX2 inline I32x8 operator|(I32x8 a, I32x8 b) { return {_mm256_or_si256(a.v, b.v)}; }
+ZEM_AVX2 inline int sign_mask(I32x8 a) { return _mm256_movemask_ps(_mm256_castsi256_ps(a.v)); }
+// a where the mask lane is all ones, b where it is 0.
+ZEM_AVX2 inline I32x8 select(I32x8 mask, I32x8 a, I32x8 b) {
+    return {_mm256_blendv_epi8(b.v, a.v, mask.v)};
+}
+// table[index & 7] per lane, from the eight values of one register.
+ZEM_AVX2 inline I32x8 lookup8(I32x8 table, I32x8 index) {
+    return {_mm256_permutevar8x32_epi32(table.v, index.v)};
+}
+// base[index] per lane.
+ZEM_AVX2 inline I32x8 gather8(const int32_t* base, I32x8 index) {
+    return {_mm256_i32gather_epi32(base, index.v, 4)};
+}
+// Unsigned products of lanes 0, 2, 4 and 6, exact in 64 bits.
+ZEM_AVX2 inline I64x4 mul_even_u32(I32x8 a, I32x8 b) { return {_mm256_mul_epu32(a.v, b.v)}; }
+// a negated where s is negative, 0 where s is 0, a where s is positive.
+ZEM_AVX2 inline I32x8 sign_of(I32x8 a, I32x8 s) { return {_mm256_sign_epi32(a.v, s.v)}; }
+
 // Eight float lanes: plain products and sums (no fused multiply-add), so that a sum over the
 // same terms in the same order equals the SSE2 and scalar ones.
 struct F32x8 {

@@ -6,8 +6,10 @@
 
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
+#include "core/cpu.hpp"
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
+#include "core/simd_avx2.hpp"
 #include "mp3/requantize.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 
@@ -160,12 +162,13 @@ ZemStatus requantise(Channel& c, const Frame& f) {
         return zemStatusMp3BadSideInfo;
     const int mul = 2 << g.scalefac_scale;
     const int base = 210 - g.global_gain;
+    const RequantiseKernels& kernels = requantise_kernels();
     auto sf_mag = [&](int i) { return c.sf[i] < 0 ? -c.sf[i] : c.sf[i]; };
     if (!c.isShort) {
         for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
             const int start = f.longB[b];
-            if (!kRequantiseSse2.run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+            if (!kernels.run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
                 return zemStatusFailed;
         }
         return zemStatusOk;
@@ -175,8 +178,8 @@ ZemStatus requantise(Channel& c, const Frame& f) {
     if (c.mixed)
         for (int b = 0; f.longB[b] < 36; ++b) {
             const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
-            if (!kRequantiseSse2.run(c.spec + f.longB[b], c.scratch + f.longB[b],
-                                     f.longB[b + 1] - f.longB[b], e))
+            if (!kernels.run(c.spec + f.longB[b], c.scratch + f.longB[b],
+                             f.longB[b + 1] - f.longB[b], e))
                 return zemStatusFailed;
         }
     for (int w = 0; w < 3; ++w) {
@@ -187,7 +190,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
             const int at = 3 * f.shortB[b] + w * width;
             const int i = short_index(c, b, w);
             const int e = sf_mag(i) * mul + c.mk[i] + base + 8 * g.subblock_gain[w];
-            if (!kRequantiseSse2.run(c.spec + at, c.scratch + at, width, e))
+            if (!kernels.run(c.spec + at, c.scratch + at, width, e))
                 return zemStatusFailed;
         }
     }
@@ -549,6 +552,43 @@ bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
         i += 2;
     }
     return i == count || requantise_run_scalar(src + i, dst + i, count - i, e);
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+// Eight values at a time while their magnitudes stay below the exponent's saturation limit, the
+// table read from two registers while they are below 16 and gathered otherwise; then the SSE2
+// kernel takes the last pairs, or the scalar one the rest of the run from a group with a larger
+// magnitude on.
+ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, int e) {
+    using namespace simd;
+    if (e < kLimitFrom)
+        return requantise_run_scalar(src, dst, count, e);
+    const RunScale r = run_scale(e);
+    const int32_t limit =
+        e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+    const I32x8 m = splat8(int32_t(r.m)), top = splat8(limit), bottom = splat8(-limit);
+    const I32x8 seven = splat8(7), fifteen = splat8(15);
+    const int32_t* table = reinterpret_cast<const int32_t*>(kPow43.v);
+    const I32x8 first = load8(table), second = load8(table + 8);
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const I32x8 x = load8(src + i);
+        if (sign_mask(greater(x, top) | greater(bottom, x)) != 0)
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        const I32x8 ax = abs(x);
+        const I32x8 p = sign_mask(greater(ax, fifteen)) == 0
+                            ? select(greater(ax, seven), lookup8(second, ax), lookup8(first, ax))
+                            : gather8(table, ax);
+        const I32x8 y =
+            low_words(shr(mul_even_u32(p, m), r.s), shr(mul_even_u32(odd_words(p), m), r.s));
+        store(dst + i, sign_of(y, x));
+    }
+    return i == count || requantise_run_sse2(src + i, dst + i, count - i, e);
+}
+#endif
+
+const RequantiseKernels& requantise_kernels() {
+    return ZEM_CHOSEN_KERNELS(kRequantiseSse2, kRequantiseAvx2);
 }
 
 } // namespace zem::mp3
