@@ -12,10 +12,10 @@
 #include <cstring>
 
 #include "core/checks.hpp"
+#include "core/constexpr_math.hpp"
 #include "core/state.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "transform/fft.hpp"
-#include "transform/twiddle.hpp"
 #include "zemac.h"
 
 namespace zem::mp3 {
@@ -50,8 +50,9 @@ struct State {
     int32_t rate;     // sampling_frequency + 1 of the partitions, 0 before the first call
     int32_t granules; // granules seen, up to 2
     Partitions parts;
-    float magnitude[2][kLongLines], phase[2][kLongLines]; // [0]: previous, [1]: the one before
-    float masking[2][kMaxParts];                          // the same granules' masking levels
+    // The previous two granules' magnitudes and phases (as the cosine and sine), [0] previous.
+    float magnitude[2][kLongLines], phaseCos[2][kLongLines], phaseSin[2][kLongLines];
+    float masking[2][kMaxParts]; // the same granules' masking levels
     float previousPe;
 };
 static_assert(sizeof(State) <= sizeof(ZemMp3PsyStateRec) &&
@@ -145,11 +146,22 @@ ZemStatus prepare(State& s, int rateIndex) {
     return zemStatusOk;
 }
 
+// The Hann windows of the long and the short transform.
+template <int N> struct Hann { double w[N]; };
+template <int N> constexpr Hann<N> make_hann() {
+    Hann<N> h{};
+    for (int i = 0; i < N; ++i)
+        h.w[i] = 0.5 - 0.5 * cmath::cos_turn(2 * i + 1, 2 * N);
+    return h;
+}
+constexpr Hann<kLong> kHannLong = make_hann<kLong>();
+constexpr Hann<kShort> kHannShort = make_hann<kShort>();
+
 // Hann-windowed samples x[0..n) at the stride into the FFT's complex input, transformed.
 void spectrum(const int16_t* x, int stride, int n, const ZemFftSpec* spec, Work& w) {
+    const double* hann = n == kLong ? kHannLong.w : kHannShort.w;
     for (int i = 0; i < n; ++i) {
-        const double hann = 0.5 - 0.5 * cos_sin(i + 0.5, n).c;
-        w.data[2 * i] = float(hann * x[i * stride]);
+        w.data[2 * i] = float(hann[i] * x[i * stride]);
         w.data[2 * i + 1] = 0.0f;
     }
     fft_in_place(w.data, *spec, false, w.fftWork);
@@ -162,24 +174,30 @@ double long_block(const int16_t* src, int stride, State& s, Work& w, float* thrL
     float unpredictability[kLongLines];
     for (int line = 0; line < kLongLines; ++line) {
         const double re = w.data[2 * line], im = w.data[2 * line + 1];
-        const double r = std::sqrt(re * re + im * im), phi = std::atan2(im, re);
-        // The distance of the line from its prediction out of the two previous granules,
-        // relative to both magnitudes: 0 for a steady tone, about 1 for noise. Above line 206,
-        // and before two granules were seen, 0.4 and 1.
+        const double r = std::sqrt(re * re + im * im);
+        const double cosPhi = r > 0.0 ? re / r : 1.0, sinPhi = r > 0.0 ? im / r : 0.0;
+        // The distance of the line from its prediction out of the two previous granules
+        // (magnitude 2 r1 - r2, phase 2 phi1 - phi2), relative to both magnitudes: 0 for a
+        // steady tone, about 1 for noise. Above line 206, and before two granules were seen,
+        // 0.4 and 1.
         double c = line < 206 ? 1.0 : 0.4;
         if (line < 206 && s.granules >= 2) {
             const double rp = 2.0 * s.magnitude[0][line] - s.magnitude[1][line];
-            const double pp = 2.0 * s.phase[0][line] - s.phase[1][line];
-            const double dx = r * std::cos(phi) - rp * std::cos(pp);
-            const double dy = r * std::sin(phi) - rp * std::sin(pp);
+            const double c1 = s.phaseCos[0][line], s1 = s.phaseSin[0][line];
+            const double c2 = s.phaseCos[1][line], s2 = s.phaseSin[1][line];
+            const double cos2 = c1 * c1 - s1 * s1, sin2 = 2.0 * c1 * s1; // 2 phi1
+            const double dx = re - rp * (cos2 * c2 + sin2 * s2);         // cos(2 phi1 - phi2)
+            const double dy = im - rp * (sin2 * c2 - cos2 * s2);         // sin(2 phi1 - phi2)
             const double den = r + std::fabs(rp);
             c = den > 0.0 ? std::sqrt(dx * dx + dy * dy) / den : 1.0;
         }
         unpredictability[line] = float(c);
         s.magnitude[1][line] = s.magnitude[0][line];
-        s.phase[1][line] = s.phase[0][line];
+        s.phaseCos[1][line] = s.phaseCos[0][line];
+        s.phaseSin[1][line] = s.phaseSin[0][line];
         s.magnitude[0][line] = float(r);
-        s.phase[0][line] = float(phi);
+        s.phaseCos[0][line] = float(cosPhi);
+        s.phaseSin[0][line] = float(sinPhi);
         w.energy[line] = float(r * r);
     }
     double eb[kMaxParts] = {}, cw[kMaxParts] = {};
