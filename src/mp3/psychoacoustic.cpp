@@ -24,7 +24,8 @@ namespace {
 constexpr int kLong = 1024, kShort = 256;
 constexpr int kLongLines = kLong / 2 + 1, kShortLines = kShort / 2 + 1;
 constexpr int kMaxParts = 80;
-constexpr double kTmn = 18.0, kNmt = 6.0; // dB: tone masking noise, noise masking tone
+constexpr double kTmn = 18.0, kNmt = 6.0;          // dB: tone masking noise, noise masking tone
+constexpr double kNmtFactor = 0.25118864315095801; // 10^(-kNmt / 10)
 // An attack: perceptual entropy above this and above twice the previous granule's.
 constexpr double kAttackPe = 1000.0;
 // The energy of a full-scale sine in one line of the Hann-windowed 1024-point FFT: 96 dB.
@@ -36,6 +37,7 @@ struct Partitions {
     float bval[kMaxParts];              // centre in Bark
     float quiet[kMaxParts];             // threshold in quiet, energy of the partition
     float norm[kMaxParts];              // 1 / sum of the spreading into the partition
+    float quietShort[13];               // threshold in quiet of the short bands, one window
     float spread[kMaxParts][kMaxParts]; // [from][to]
 };
 
@@ -90,7 +92,20 @@ double spreading(double i, double j) {
 
 constexpr int32_t kRates[3] = {44100, 48000, 32000};
 
-void build_partitions(Partitions& p, double rate) {
+// FFT lines [first, end) of the scale-factor band [from, to) of `lines` transform lines.
+struct Span {
+    int first, end;
+};
+Span fft_span(int from, int to, int lines, int fftLines) {
+    const int first = from * (fftLines - 1) / lines;
+    int end = to * (fftLines - 1) / lines;
+    if (end <= first)
+        end = first + 1;
+    return {first, end};
+}
+
+void build_partitions(Partitions& p, int rateIndex) {
+    const double rate = kRates[rateIndex];
     p.count = 0;
     int line = 0;
     while (line < kLongLines && p.count < kMaxParts) {
@@ -118,6 +133,15 @@ void build_partitions(Partitions& p, double rate) {
         }
         p.norm[j] = float(sum > 0.0 ? 1.0 / sum : 0.0);
     }
+    const double quietScale = double(kShort) * kShort / (double(kLong) * kLong);
+    for (int b = 0; b < 13; ++b) {
+        const Span sp = fft_span(kSfbShort[3 + rateIndex][b], kSfbShort[3 + rateIndex][b + 1], 192,
+                                 kShortLines);
+        double quiet = 0.0;
+        for (int line = sp.first; line < sp.end; ++line)
+            quiet += quiet_energy(line * rate / kShort) * quietScale;
+        p.quietShort[b] = float(quiet);
+    }
 }
 
 ZemStatus prepare(State& s, int rateIndex) {
@@ -139,7 +163,7 @@ ZemStatus prepare(State& s, int rateIndex) {
         s.self = &s;
     }
     if (s.rate != rateIndex + 1) {
-        build_partitions(s.parts, kRates[rateIndex]);
+        build_partitions(s.parts, rateIndex);
         s.rate = rateIndex + 1;
         s.granules = 0;
     }
@@ -236,18 +260,6 @@ double long_block(const int16_t* src, int stride, State& s, Work& w, float* thrL
     return pe;
 }
 
-// FFT lines [first, end) of the scale-factor band [from, to) of `lines` transform lines.
-struct Span {
-    int first, end;
-};
-Span fft_span(int from, int to, int lines, int fftLines) {
-    const int first = from * (fftLines - 1) / lines;
-    int end = to * (fftLines - 1) / lines;
-    if (end <= first)
-        end = first + 1;
-    return {first, end};
-}
-
 void band_ratio(double energy, double allowed, float* en, float* al, float* ratio) {
     *en = float(energy);
     *al = float(allowed);
@@ -278,7 +290,6 @@ ZEM_API ZemStatus zemsPsychoacousticModelTwo_MP3_16s(const int16_t* pSrc, int32_
     if (const ZemStatus st = prepare(s, pHeader->sampling_frequency); st != zemStatusOk)
         return st;
     const int row = 3 + pHeader->sampling_frequency;
-    const double rate = kRates[pHeader->sampling_frequency];
 
     float thrLine[kLongLines];
     const double pe = long_block(pSrc, numCh, s, w, thrLine);
@@ -296,18 +307,15 @@ ZEM_API ZemStatus zemsPsychoacousticModelTwo_MP3_16s(const int16_t* pSrc, int32_
 
     // Short windows: the noise-masking ratio with the threshold in quiet (one short window is too
     // short to measure tonality), per band and window.
-    const double quietScale = double(kShort) * kShort / (double(kLong) * kLong);
     for (int win = 0; win < 3; ++win) {
         spectrum(pSrc + (192 + 192 * win) * numCh, numCh, kShort, s.specShort, w);
         for (int b = 0; b < 13; ++b) {
             const Span sp = fft_span(kSfbShort[row][b], kSfbShort[row][b + 1], 192, kShortLines);
-            double energy = 0.0, quiet = 0.0;
-            for (int line = sp.first; line < sp.end; ++line) {
+            double energy = 0.0;
+            for (int line = sp.first; line < sp.end; ++line)
                 energy += double(w.data[2 * line]) * w.data[2 * line] +
                           double(w.data[2 * line + 1]) * w.data[2 * line + 1];
-                quiet += quiet_energy(line * rate / kShort) * quietScale;
-            }
-            const double allowed = std::fmax(quiet, energy * std::pow(10.0, -kNmt / 10.0));
+            const double allowed = std::fmax(double(s.parts.quietShort[b]), energy * kNmtFactor);
             band_ratio(energy, allowed, &r.energyShort[3 * b + win], &r.allowedShort[3 * b + win],
                        &r.ratioShort[3 * b + win]);
         }
