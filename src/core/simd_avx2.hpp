@@ -93,6 +93,8 @@ ZEM_AVX2 inline void store_sat16(int16_t* p, I32x8 a, I32x8 b) {
     const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a.v, b.v), 0xD8);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), packed);
 }
+// Four int32 values in lanes 0-3, lanes 4-7 cleared.
+ZEM_AVX2 inline I32x8 zero_extend(I32x4 a) { return {_mm256_zextsi128_si256(a.v)}; }
 // The two 128-bit halves.
 ZEM_AVX2 inline I32x4 low_half(I32x8 a) { return {_mm256_castsi256_si128(a.v)}; }
 ZEM_AVX2 inline I32x4 high_half(I32x8 a) { return {_mm256_extracti128_si256(a.v, 1)}; }

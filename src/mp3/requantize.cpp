@@ -555,10 +555,10 @@ bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
 }
 
 #if ZEM_HAS_AVX2_KERNELS
-// Eight values at a time while their magnitudes stay below the exponent's saturation limit, the
-// table read from two registers while they are below 16 and gathered otherwise; then the SSE2
-// kernel takes the last pairs, or the scalar one the rest of the run from a group with a larger
-// magnitude on.
+// Eight values at a time (then four and a pair in the low lanes) while their magnitudes stay
+// below the exponent's saturation limit, the table read from two registers while they are below
+// 16 and gathered otherwise. From a group with a larger magnitude on, which saturates or ends the
+// run, the scalar code takes over.
 ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, int e) {
     using namespace simd;
     if (e < kLimitFrom)
@@ -570,20 +570,38 @@ ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, i
     const I32x8 seven = splat8(7), fifteen = splat8(15);
     const int32_t* table = reinterpret_cast<const int32_t*>(kPow43.v);
     const I32x8 first = load8(table), second = load8(table + 8);
-    int i = 0;
-    for (; i + 8 <= count; i += 8) {
-        const I32x8 x = load8(src + i);
-        if (sign_mask(greater(x, top) | greater(bottom, x)) != 0)
-            return requantise_run_scalar(src + i, dst + i, count - i, e);
+    auto in_range = [&](I32x8 x)
+                        ZEM_AVX2 { return sign_mask(greater(x, top) | greater(bottom, x)) == 0; };
+    auto requantise8 = [&](I32x8 x) ZEM_AVX2 {
         const I32x8 ax = abs(x);
         const I32x8 p = sign_mask(greater(ax, fifteen)) == 0
                             ? select(greater(ax, seven), lookup8(second, ax), lookup8(first, ax))
                             : gather8(table, ax);
         const I32x8 y =
             low_words(shr(mul_even_u32(p, m), r.s), shr(mul_even_u32(odd_words(p), m), r.s));
-        store(dst + i, sign_of(y, x));
+        return sign_of(y, x);
+    };
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const I32x8 x = load8(src + i);
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        store(dst + i, requantise8(x));
     }
-    return i == count || requantise_run_sse2(src + i, dst + i, count - i, e);
+    for (int n = 4; n >= 2; n -= 2) { // band widths are even: four, then a pair, zeros above
+        if (i + n > count)
+            continue;
+        const I32x8 x = zero_extend(n == 4 ? load(src + i) : load_lo(src + i));
+        if (!in_range(x))
+            return requantise_run_scalar(src + i, dst + i, count - i, e);
+        const I32x4 y = low_half(requantise8(x));
+        if (n == 4)
+            store(dst + i, y);
+        else
+            store_lo(dst + i, y);
+        i += n;
+    }
+    return i == count || requantise_run_scalar(src + i, dst + i, count - i, e);
 }
 #endif
 

@@ -112,20 +112,19 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
         return zemStatusBadArgument;
     const int pos = (*pVPosition + 15) & 15;
     *pVPosition = pos;
-    polyphase_kernels().dct32(pSrcY, pVBuffer + 32 * pos);
+    const PolyphaseKernels& kernels = polyphase_kernels();
+    kernels.dct32(pSrcY, pVBuffer + 32 * pos);
     int32_t sum[32];
-    polyphase_kernels().window(pVBuffer, pos, sum);
-    // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits.
-    int16_t pcm[32];
-    for (int j = 0; j < 32; j += 8)
-        simd::store_sat16(pcm + j, simd::sar(simd::load(sum + j) + simd::splat(64), 7),
-                          simd::sar(simd::load(sum + j + 4) + simd::splat(64), 7));
-    if (mode == 1) {
-        for (int j = 0; j < 32; ++j)
-            pDstAudioOut[j] = pcm[j];
-    } else {
-        for (int j = 0; j < 32; ++j)
-            pDstAudioOut[2 * j] = pcm[j];
+    kernels.window(pVBuffer, pos, sum);
+    // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits, into every sample or every
+    // second one.
+    for (int j = 0; j < 32; j += 8) {
+        const simd::I32x4 a = simd::sar(simd::load(sum + j) + simd::splat(64), 7);
+        const simd::I32x4 b = simd::sar(simd::load(sum + j + 4) + simd::splat(64), 7);
+        if (mode == 1)
+            simd::store_sat16(pDstAudioOut + j, a, b);
+        else
+            simd::store_sat16_stride2(pDstAudioOut + 2 * j, a, b);
     }
     return zemStatusOk;
 }
