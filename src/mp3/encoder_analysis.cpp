@@ -1,9 +1,11 @@
 // The encoder's time-to-frequency path: the fixed-point polyphase analysis of one time slot and
 // the forward hybrid transform of a granule, the mirrors of the decoder's synthesis.
+#include <cmath>
 #include <cstdint>
 
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
+#include "core/simd.hpp"
 #include "mp3/hybrid_constants.hpp"
 #include "mp3/pqmf_tables.hpp"
 #include "tables/mp3_sfb_bands.hpp"
@@ -14,10 +16,33 @@
 namespace zem::mp3 {
 namespace {
 
-constexpr PqmfCosines<double> kCos = make_pqmf_cosines<double>();
+// The matrixing's cosines by input: row n holds cos((2k + 1) n pi/64) for k = 0..31.
+struct CosinesByInput {
+    alignas(16) double c[32][32];
+};
+constexpr CosinesByInput make_cosines_by_input() {
+    constexpr PqmfCosines<double> byOutput = make_pqmf_cosines<double>();
+    CosinesByInput t{};
+    for (int n = 0; n < 32; ++n)
+        for (int k = 0; k < 32; ++k)
+            t.c[n][k] = byOutput.c[k][n];
+    return t;
+}
+constexpr CosinesByInput kCosByInput = make_cosines_by_input();
 
-// The analysis window C = D / 32 in Q30: D's units of 2^-16 shifted left by 9.
-constexpr int32_t analysis_window(int i) { return kSynthesisWindow16[i] * 512; }
+// The analysis window C = D / 32 in Q30 (D's units of 2^-16 shifted left by 9), reversed
+// (c[m] = C[511 - m], so that it meets the slot's samples in their order), as doubles: its
+// products with 16-bit samples and their sums of eight stay below 2^53, so they are exact.
+struct AnalysisWindow {
+    double c[512];
+};
+constexpr AnalysisWindow make_analysis_window() {
+    AnalysisWindow w{};
+    for (int m = 0; m < 512; ++m)
+        w.c[m] = double(kSynthesisWindow16[511 - m] * 512);
+    return w;
+}
+constexpr AnalysisWindow kAnalysisWindow = make_analysis_window();
 
 // Forward transforms with their gains and windows folded in: 4/9 of the 36-point MDCT for the
 // long types 0, 1 and 3 (rows 0, 1, 2), 4/3 of the 12-point one for short windows.
@@ -102,21 +127,50 @@ ZEM_API ZemStatus zemsAnalysisPQMF_MP3_16s32s(const int16_t* pSrc, int32_t* pDst
         return zemStatusNullPointer;
     if (numCh != 1 && numCh != 2)
         return zemStatusBadArgument;
-    // X[n] is the window's sample 511 - n; the Q30 sums rounded to Q25.
-    int32_t y[64];
-    for (int i = 0; i < 64; ++i) {
-        int64_t sum = 0;
-        for (int j = 0; j < 8; ++j)
-            sum += int64_t(analysis_window(i + 64 * j)) * pSrc[(511 - i - 64 * j) * numCh];
-        y[i] = int32_t((sum + (int64_t(1) << 19)) >> 20);
+    // X[n] is the window's sample 511 - n, so Y[i] = sum over j of C[i + 64 j] X[i + 64 j] sums the
+    // products c[m] s[m] over m = 511 - i - 64 j; the Q30 sums (exact in double) rounded to Q25.
+    using simd::F64x2;
+    alignas(16) double q[64] = {};
+    for (int m = 0; m < 512; m += 8) {
+        const simd::I32x4 words = numCh == 1 ? simd::load_words(pSrc + m)
+                                             : simd::even_words(simd::load_words(pSrc + 2 * m),
+                                                                simd::load_words(pSrc + 2 * m + 8));
+        const simd::I32x4 lo = simd::widen_lo16(words), hi = simd::widen_hi16(words);
+        const F64x2 x[4] = {simd::to_f64_lo(lo), simd::to_f64_hi(lo), simd::to_f64_lo(hi),
+                            simd::to_f64_hi(hi)};
+        double* sum = q + (m & 63);
+        for (int k = 0; k < 4; ++k)
+            simd::store_aligned(sum + 2 * k,
+                                simd::load_aligned(sum + 2 * k) +
+                                    simd::load_aligned(kAnalysisWindow.c + m + 2 * k) * x[k]);
     }
+    int32_t y[64];
+    for (int i = 0; i < 64; ++i)
+        y[i] = int32_t(std::floor((q[63 - i] + 524288.0) / 1048576.0));
     int32_t a[32];
     fold_window_sums(y, a);
-    for (int k = 0; k < 32; ++k) {
-        double s = 0.0;
-        for (int n = 0; n < 32; ++n)
-            s += kCos.c[k][n] * a[n];
-        pDst[k] = round_sat32(0.5 * s);
+    // The cosine sums sixteen outputs at a time, each over n in order (eight chains of additions
+    // in flight).
+    for (int k = 0; k < 32; k += 16) {
+        F64x2 s0 = simd::splat(0.0), s1 = s0, s2 = s0, s3 = s0, s4 = s0, s5 = s0, s6 = s0, s7 = s0;
+        for (int n = 0; n < 32; ++n) {
+            const F64x2 v = simd::splat(double(a[n]));
+            const double* c = kCosByInput.c[n] + k;
+            s0 = s0 + simd::load_aligned(c) * v;
+            s1 = s1 + simd::load_aligned(c + 2) * v;
+            s2 = s2 + simd::load_aligned(c + 4) * v;
+            s3 = s3 + simd::load_aligned(c + 6) * v;
+            s4 = s4 + simd::load_aligned(c + 8) * v;
+            s5 = s5 + simd::load_aligned(c + 10) * v;
+            s6 = s6 + simd::load_aligned(c + 12) * v;
+            s7 = s7 + simd::load_aligned(c + 14) * v;
+        }
+        alignas(16) double sums[16];
+        const F64x2 all[8] = {s0, s1, s2, s3, s4, s5, s6, s7};
+        for (int q = 0; q < 8; ++q)
+            simd::store_aligned(sums + 2 * q, all[q]);
+        for (int q = 0; q < 16; ++q)
+            pDst[k + q] = round_sat32(0.5 * sums[q]);
     }
     return zemStatusOk;
 }
