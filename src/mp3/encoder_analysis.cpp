@@ -47,7 +47,7 @@ constexpr AnalysisWindow kAnalysisWindow = make_analysis_window();
 // Forward transforms with their gains and windows folded in: 4/9 of the 36-point MDCT for the
 // long types 0, 1 and 3 (rows 0, 1, 2), 4/3 of the 12-point one for short windows.
 struct ForwardTables {
-    double longRows[3][18][36];
+    alignas(16) double longColumns[3][36][18]; // [type row][input i][output k]
     double shortRows[6][12];
 };
 
@@ -57,8 +57,8 @@ constexpr ForwardTables make_forward_tables() {
     for (int r = 0; r < 3; ++r)
         for (int k = 0; k < 18; ++k)
             for (int i = 0; i < 36; ++i)
-                t.longRows[r][k][i] = 4.0 / 9.0 * long_window(kTypes[r], i) *
-                                      cos_sin_constexpr((2 * i + 19) * (2 * k + 1), 144.0).c;
+                t.longColumns[r][i][k] = 4.0 / 9.0 * long_window(kTypes[r], i) *
+                                         cos_sin_constexpr((2 * i + 19) * (2 * k + 1), 144.0).c;
     for (int k = 0; k < 6; ++k)
         for (int i = 0; i < 12; ++i)
             t.shortRows[k][i] =
@@ -80,14 +80,27 @@ void gather(const int32_t* previous, const int32_t* current, int sb, double* z) 
     }
 }
 
+// The 18 lines two at a time, each line's sum over the inputs in order.
 void forward_long(const double* z, int type, int32_t* out) {
+    using simd::F64x2;
     const int row = type == 0 ? 0 : type == 1 ? 1 : 2;
-    for (int k = 0; k < 18; ++k) {
-        double sum = 0.0;
-        for (int i = 0; i < 36; ++i)
-            sum += kForward.longRows[row][k][i] * z[i];
-        out[k] = round_sat32(sum);
+    F64x2 s[9];
+#pragma GCC unroll 9
+    for (F64x2& v : s)
+        v = simd::splat(0.0);
+    for (int i = 0; i < 36; ++i) {
+        const F64x2 v = simd::splat(z[i]);
+        const double* c = kForward.longColumns[row][i];
+#pragma GCC unroll 9
+        for (int p = 0; p < 9; ++p)
+            s[p] = s[p] + simd::load_aligned(c + 2 * p) * v;
     }
+    alignas(16) double sums[18];
+#pragma GCC unroll 9
+    for (int p = 0; p < 9; ++p)
+        simd::store_aligned(sums + 2 * p, s[p]);
+    for (int k = 0; k < 18; ++k)
+        out[k] = round_sat32(sums[k]);
 }
 
 // The three short windows of one sub-band, each line to its place in band order.
