@@ -323,6 +323,24 @@ ZEM_AVX2 void alias_reduce_avx2(int32_t* x, int boundary) {
     }
 }
 
+// Time slots t .. t + kCount - 1 of the four sub-bands: the rounded transform plus the overlap
+// into the output rows, the second half's values into the overlap.
+template <int kCount>
+[[gnu::always_inline]] ZEM_AVX2 inline void overlap_slots(const simd::F64x4* y, int32_t* ov,
+                                                          int32_t* out, int t) {
+    using namespace simd;
+    const I32x4 odd = set(0, -1, 0, -1); // frequency inversion in odd time slots
+    I32x4 previous[4], next[4];
+    load_columns<kCount>(ov, t, previous);
+#pragma GCC unroll 4
+    for (int k = 0; k < kCount; ++k) {
+        const I32x4 sum = round_sat(y[t + k]) + previous[k];
+        store(out + 32 * (t + k), (t + k) & 1 ? negate_where(sum, odd) : sum);
+        next[k] = round_sat(y[18 + t + k]);
+    }
+    store_columns<kCount>(ov, t, next);
+}
+
 // The four sub-bands in the lanes: lines gathered by transposition, the transform in four lanes,
 // then each time slot's four outputs side by side, as the output rows hold them.
 ZEM_AVX2 void hybrid_quad_avx2(const int32_t* x, int32_t* ov, int32_t* out, int blockType) {
@@ -337,24 +355,10 @@ ZEM_AVX2 void hybrid_quad_avx2(const int32_t* x, int32_t* ov, int32_t* out, int 
     for (int k = 0; k < 18; ++k)
         in[k] = to_f64x4(c[k]);
     imdct(in, y, blockType);
-    const I32x4 odd = set(0, -1, 0, -1); // frequency inversion in odd time slots
-#pragma GCC unroll 5
-    for (int t = 0; t < 18; t += 4) {
-        I32x4 previous[4], next[4];
-        if (t < 16)
-            load_columns<4>(ov, t, previous);
-        else
-            load_columns<2>(ov, t, previous);
-        for (int k = 0; k < 4 && t + k < 18; ++k) {
-            const I32x4 sum = round_sat(y[t + k]) + previous[k];
-            store(out + 32 * (t + k), (t + k) & 1 ? negate_where(sum, odd) : sum);
-            next[k] = round_sat(y[18 + t + k]);
-        }
-        if (t < 16)
-            store_columns<4>(ov, t, next);
-        else
-            store_columns<2>(ov, t, next);
-    }
+#pragma GCC unroll 4
+    for (int t = 0; t < 16; t += 4)
+        overlap_slots<4>(y, ov, out, t);
+    overlap_slots<2>(y, ov, out, 16);
 }
 #endif
 
