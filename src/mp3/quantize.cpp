@@ -59,13 +59,66 @@ static_assert(sizeof(Work) + 32 <= ZEM_MP3_QUANTIZE_WORK_BYTES);
 
 // ---- bit counts ----
 
-inline int pair_bits(const PairTable& t, int x, int y) {
-    const int top = t.width - 1;
-    const int cx = x < top ? x : top, cy = y < top ? y : top;
-    int bits = t.codes[cx * t.width + cy].length + (cx != 0) + (cy != 0);
-    if (t.linbits > 0)
-        bits += (cx == 15 ? t.linbits : 0) + (cy == 15 ? t.linbits : 0);
-    return bits;
+// The code lengths of a pair (x, y), both clamped to 15, in every table at once: lanes 0..12 for
+// tables 1, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15 (0 where the table is too narrow), lanes 13
+// and 14 for the code tables of the escape families 16..23 and 24..31. Sign bits and linbits
+// are counted apart.
+constexpr int kLaneTables[15] = {1, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 24};
+struct PairCosts {
+    alignas(16) uint16_t bits[16][16][16]; // [x][y][lane]
+};
+constexpr PairCosts make_pair_costs() {
+    PairCosts c{};
+    for (int x = 0; x < 16; ++x)
+        for (int y = 0; y < 16; ++y)
+            for (int lane = 0; lane < 15; ++lane) {
+                const PairTable& t = kPairTables[kLaneTables[lane]];
+                if (x < t.width && y < t.width)
+                    c.bits[x][y][lane] = t.codes[x * t.width + y].length;
+            }
+    return c;
+}
+constexpr PairCosts kPairCosts = make_pair_costs();
+
+// The pairs of lines [from, to): their code lengths summed per lane, the largest value, the
+// sign bits and the values that need linbits.
+struct PairSums {
+    alignas(16) uint16_t lane[16];
+    int top, signs, escapes;
+};
+
+PairSums pair_sums(const int32_t* ix, int from, int to) {
+    using namespace simd;
+    I32x4 lo = splat(0), hi = splat(0);
+    PairSums p{};
+    for (int i = from; i < to; i += 2) {
+        const int x = ix[i], y = ix[i + 1];
+        const uint16_t* row = kPairCosts.bits[x < 15 ? x : 15][y < 15 ? y : 15];
+        lo = add16(lo, load_words(reinterpret_cast<const int16_t*>(row)));
+        hi = add16(hi, load_words(reinterpret_cast<const int16_t*>(row + 8)));
+        p.top = x > p.top ? x : p.top;
+        p.top = y > p.top ? y : p.top;
+        p.signs += (x != 0) + (y != 0);
+        p.escapes += (x >= 15) + (y >= 15);
+    }
+    store_words(reinterpret_cast<int16_t*>(p.lane), lo);
+    store_words(reinterpret_cast<int16_t*>(p.lane + 8), hi);
+    return p;
+}
+
+constexpr int kNoTable = 1 << 24; // the cost of a table that cannot code a band
+
+// Bits of table t (0..31) for the pairs summed in p.
+int table_bits(const PairSums& p, int t) {
+    if (t == 0 || t == 4 || t == 14)
+        return t == 0 && p.top == 0 ? 0 : kNoTable;
+    const PairTable& table = kPairTables[t];
+    if (t < 16) {
+        const int lane = t < 4 ? t - 1 : t < 14 ? t - 2 : 12;
+        return table.width - 1 >= p.top ? p.lane[lane] + p.signs : kNoTable;
+    }
+    const int fits = p.top <= 15 + (1 << table.linbits) - 1;
+    return fits ? p.lane[t < 24 ? 13 : 14] + p.signs + table.linbits * p.escapes : kNoTable;
 }
 
 struct Coding {
@@ -79,8 +132,6 @@ constexpr uint8_t kSplit[23][2] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 1
                                    {1, 2}, {2, 2}, {2, 3}, {2, 3}, {3, 4}, {3, 4}, {3, 4}, {4, 5},
                                    {4, 5}, {4, 6}, {5, 6}, {5, 6}, {5, 7}, {6, 7}, {6, 7}};
 
-constexpr int kNoTable = 1 << 24; // the cost of a table that cannot code a band
-
 // Bits of every table for the big values of each long band (cut at the big-values end), as
 // prefix sums over the bands, so that any run of bands costs two lookups per table.
 struct BandCosts {
@@ -92,36 +143,9 @@ struct BandCosts {
             ++bands;
         for (int b = 0; b < bands; ++b) {
             const int from = edges[b], to = edges[b + 1] < end ? edges[b + 1] : end;
-            int top = 0;
-            for (int i = from; i < to; ++i)
-                top = ix[i] > top ? ix[i] : top;
-            int cost[32];
-            cost[0] = top == 0 ? 0 : kNoTable;
-            for (int t = 1; t < 16; ++t) {
-                const PairTable& table = kPairTables[t];
-                cost[t] = kNoTable;
-                if (table.codes != nullptr && table.width - 1 >= top) {
-                    cost[t] = 0;
-                    for (int i = from; i < to; i += 2)
-                        cost[t] += pair_bits(table, ix[i], ix[i + 1]);
-                }
-            }
-            // The escape tables: one code table per family, linbits per escaped value.
-            int escapes = 0;
-            for (int i = from; i < to; ++i)
-                escapes += ix[i] >= 15;
-            for (int first : {16, 24}) {
-                int base = 0;
-                for (int i = from; i < to; i += 2)
-                    base +=
-                        pair_bits(PairTable{kPairTables[first].codes, 16, 0, 0}, ix[i], ix[i + 1]);
-                for (int t = first; t < first + 8; ++t) {
-                    const int linbits = kPairTables[t].linbits;
-                    cost[t] = top <= 15 + (1 << linbits) - 1 ? base + linbits * escapes : kNoTable;
-                }
-            }
+            const PairSums p = pair_sums(ix, from, to);
             for (int t = 0; t < 32; ++t)
-                prefix[b + 1][t] = prefix[b][t] + cost[t];
+                prefix[b + 1][t] = prefix[b][t] + table_bits(p, t);
         }
     }
 
@@ -172,25 +196,16 @@ Coding count1_part(const int32_t* ix) {
 // their largest value (and the escape tables with the fewest linbits that do): the rate loop's
 // estimate, which the final coding, choosing among all tables and splits, can only better.
 int region_bits(const int32_t* ix, int from, int to) {
-    int top = 0;
-    for (int i = from; i < to; ++i)
-        top = ix[i] > top ? ix[i] : top;
-    if (top == 0)
+    const PairSums p = pair_sums(ix, from, to);
+    if (p.top == 0)
         return 0;
-    if (top > 15) {
-        int escapes = 0;
-        for (int i = from; i < to; ++i)
-            escapes += ix[i] >= 15;
+    if (p.top > 15) {
         int best = kNoTable;
         for (int first : {16, 24}) {
             int t = first;
-            while (t < first + 7 && 15 + (1 << kPairTables[t].linbits) - 1 < top)
+            while (t < first + 7 && 15 + (1 << kPairTables[t].linbits) - 1 < p.top)
                 ++t;
-            const PairTable escape{kPairTables[first].codes, 16, 0, 0};
-            int bits = kPairTables[t].linbits * escapes;
-            for (int i = from; i < to; i += 2)
-                bits += pair_bits(escape, ix[i], ix[i + 1]);
-            best = bits < best ? bits : best;
+            best = std::min(best, table_bits(p, t));
         }
         return best;
     }
@@ -199,13 +214,10 @@ int region_bits(const int32_t* ix, int from, int to) {
         {10, 11, 12}, {10, 11, 12}, {13, 15, 0}, {13, 15, 0}, {13, 15, 0}, {13, 15, 0},
         {13, 15, 0},  {13, 15, 0},  {13, 15, 0}, {13, 15, 0}};
     int best = kNoTable;
-    for (int t : kCandidates[top]) {
+    for (int t : kCandidates[p.top]) {
         if (t == 0)
             break;
-        int bits = 0;
-        for (int i = from; i < to; i += 2)
-            bits += pair_bits(kPairTables[t], ix[i], ix[i + 1]);
-        best = bits < best ? bits : best;
+        best = std::min(best, table_bits(p, t));
     }
     return best;
 }
