@@ -107,17 +107,24 @@ class Encoder {
     }
 
     // Input samples n .. n + count - 1 of channel ch (the down-mix in mono mode), 0 outside the
-    // input.
-    void read(long n, int ch, int count, int16_t* out) const {
+    // input, and the stride between them: straight from the input where it holds them all,
+    // else copied into `out`.
+    const int16_t* read(long n, int ch, int count, int16_t* out, int& stride) const {
+        const bool downMix = nch_ == 1 && pcm_.channels == 2;
+        if (!downMix && n >= 0 && n + count <= long(samples())) {
+            stride = pcm_.channels;
+            return &pcm_.samples[std::size_t(n) * std::size_t(pcm_.channels) + std::size_t(ch)];
+        }
+        stride = 1;
         for (int i = 0; i < count; ++i, ++n) {
             if (n < 0 || n >= long(samples())) {
                 out[i] = 0;
                 continue;
             }
             const int16_t* frame = &pcm_.samples[std::size_t(n) * std::size_t(pcm_.channels)];
-            out[i] =
-                nch_ == 1 && pcm_.channels == 2 ? int16_t((frame[0] + frame[1]) / 2) : frame[ch];
+            out[i] = downMix ? int16_t((frame[0] + frame[1]) / 2) : frame[ch];
         }
+        return out;
     }
 
     // The model for spectral granule g, centred where its transform window is: its 576
@@ -126,10 +133,11 @@ class Encoder {
     void model(long g) {
         bool attack = false;
         for (int ch = 0; ch < nch_; ++ch) {
-            read(576 * g - 752, ch, 1024, window_);
+            int stride = 1;
+            const int16_t* x = read(576 * g - 752, ch, 1024, window_, stride);
             Channel& c = channels_[std::size_t(ch)];
             c.current = c.ahead;
-            zemsPsychoacousticModelTwo_MP3_16s(window_, 1, &header_, c.psy.get(), &c.ahead,
+            zemsPsychoacousticModelTwo_MP3_16s(x, stride, &header_, c.psy.get(), &c.ahead,
                                                work_.data());
             attack |= c.ahead.attack != 0;
         }
@@ -153,9 +161,10 @@ class Encoder {
     // Sub-band samples of spectral granule g (slots 18 g .. 18 g + 17): each slot's 512-sample
     // window ends with its 32 new samples.
     void analyse(long g, int ch, int32_t* sub) {
-        read(32 * 18 * g - 480, ch, 576 + 480, window_);
+        int stride = 1;
+        const int16_t* x = read(32 * 18 * g - 480, ch, 576 + 480, window_, stride);
         for (int t = 0; t < 18; ++t)
-            zemsAnalysisPQMF_MP3_16s32s(window_ + 32 * t, sub + 32 * t, 1);
+            zemsAnalysisPQMF_MP3_16s32s(x + 32 * t * stride, sub + 32 * t, stride);
     }
 
     void frame(long f) {
