@@ -256,18 +256,26 @@ Coding count_bits(const int32_t* ix, bool windowSwitching, const int16_t* longEd
         c.bits += b0 + b1;
         return c;
     }
+    // Region 0 depends only on where it ends and region 2 only on where it starts.
+    int first[16][2], last[23][2];
+    for (int r0 = 0; r0 < 16; ++r0)
+        costs.choose(0, r0 + 1, first[r0][0], first[r0][1]);
+    for (int from = 2; from <= 22; ++from)
+        costs.choose(from, 22, last[from][0], last[from][1]);
     int best = 1 << 30;
     for (int r0 = 0; r0 < 16; ++r0)
         for (int r1 = 0; r1 < 8 && r0 + r1 + 2 <= 22; ++r1) {
-            int t[3], bits[3];
-            costs.choose(0, r0 + 1, t[0], bits[0]);
-            costs.choose(r0 + 1, r0 + r1 + 2, t[1], bits[1]);
-            costs.choose(r0 + r1 + 2, 22, t[2], bits[2]);
-            if (bits[0] + bits[1] + bits[2] < best) {
-                best = bits[0] + bits[1] + bits[2];
+            int middle, middleBits;
+            costs.choose(r0 + 1, r0 + r1 + 2, middle, middleBits);
+            const int* end = last[r0 + r1 + 2];
+            const int bits = first[r0][1] + middleBits + end[1];
+            if (bits < best) {
+                best = bits;
                 c.region0 = r0;
                 c.region1 = r1;
-                std::memcpy(c.table, t, sizeof t);
+                c.table[0] = first[r0][0];
+                c.table[1] = middle;
+                c.table[2] = end[0];
             }
         }
     c.bits += best;
