@@ -60,6 +60,12 @@ class PairBits {
             n_ += 32;
         }
     }
+    // The same while a four-byte read stays within the bound (one refill per step suffices when
+    // a step takes at most 32 bits).
+    void refill_within_bound() {
+        if (q_ <= safe_)
+            refill();
+    }
     uint32_t window() const { return uint32_t(acc_ >> 32); }
     // The next k bits (1 <= k <= 32), straight from the register.
     uint32_t peek(int k) const { return uint32_t(acc_ >> (64 - k)); }
@@ -256,19 +262,16 @@ ZemStatus decode_granule(uint8_t** ppStream, int32_t* pBitPos, int32_t* out, int
     int end = bv2;
     const SignedQuadLookup& quads = kSignedQuadLookups[g.count1table_select];
     if (end < kLines - 2 && remaining > 0) {
+        // All from the register: past the last refill the read bound allows, it still holds
+        // every bit of the budget, and a quadruple that reaches past them runs past the budget
+        // with any bits that follow.
         PairBits b(bs, start, startPos, hufSize);
-        for (; end < kLines - 2 && remaining > 0 && b.room(); end += 4) {
-            b.refill();
+        for (; end < kLines - 2 && remaining > 0; end += 4) {
+            b.refill_within_bound();
             const int used = quad_from(b.peek(kSignedQuadBits), out + end, quads);
             b.skip(used);
             remaining -= used;
         }
-        bs = b.cursor();
-    }
-    for (; end < kLines - 2 && remaining > 0; end += 4) {
-        const int used = quad_from(bs.window() >> (32 - kSignedQuadBits), out + end, quads);
-        bs.skip(used);
-        remaining -= used;
     }
     if (remaining < 0) { // the last quadruple ran past the budget: it was not coded
         end -= 4;
