@@ -124,10 +124,11 @@ ZEM_AVX2 void dct32_avx2(const int32_t* s, int32_t* a) {
     // r[k] = (even[2k], even[2k + 1], odd[2k], odd[2k + 1]) of the 16-point halves.
     F64x4 r[8];
 #pragma GCC unroll 16
-    for (int k = 0; k < 8; ++k)
+    for (int k = 0; k < 8; ++k) {
         r[k] = k < 7 ? out[k] + keep<0, 1, 0, 1>(out[k + 1]) : out[k];
-        // Outputs 4k .. 4k + 3: even[2k], odd[2k] + odd[2k + 1], even[2k + 1] and
-        // odd[2k + 1] + odd[2k + 2].
+    }
+    // Outputs 4k .. 4k + 3: even[2k], odd[2k] + odd[2k + 1], even[2k + 1] and
+    // odd[2k + 1] + odd[2k + 2].
 #pragma GCC unroll 16
     for (int k = 0; k < 8; ++k) {
         const F64x4 sums = r[k] + upper_pair_across(r[k], k < 7 ? r[k + 1] : constant<F64x4>(0.0));
