@@ -266,6 +266,32 @@ TEST(Mp3SynthesisKernels, HybridQuadSimdMatchesScalar) {
     }
 }
 
+// The SSE2 and AVX2 conversion of the windowed sums to samples against the scalar one: rounding,
+// wrapping at the top, saturation at both ends, at both strides and every alignment, with the
+// samples between the strided ones untouched.
+TEST(Mp3SynthesisKernels, PolyphasePcmSimdMatchesScalar) {
+    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
+    std::mt19937 rng(zemtest::seed());
+    constexpr int32_t kEdges[8] = {INT32_MIN, INT32_MAX, INT32_MAX - 63, -4194368, 4194239, 4194240,
+                                   -64,       63};
+    for (int trial = 0; trial < 64; ++trial) {
+        const int stride = 1 + trial % 2, offset = trial / 2 % 8;
+        int32_t sum[32];
+        for (int32_t& x : sum)
+            x = trial < 16 ? int32_t(rng()) : trial < 48 ? int32_t(rng()) >> 8 : kEdges[rng() % 8];
+        std::vector<int16_t> want(64 + 8), got;
+        for (int16_t& x : want)
+            x = int16_t(rng());
+        got = want;
+        zem::mp3::kPolyphaseScalar.pcm(sum, want.data() + offset, stride);
+        for (std::size_t k = 0; k < simd.size(); ++k) {
+            std::vector<int16_t> out = got;
+            simd[k].pcm(sum, out.data() + offset, stride);
+            ASSERT_EQ(out, want) << "trial " << trial << " kernel " << k;
+        }
+    }
+}
+
 // The SSE2 and AVX2 matrixing against the scalar one, up to full scale (saturating outputs), on
 // inputs at every alignment of the vector loads.
 TEST(Mp3SynthesisKernels, MatrixingSimdMatchesScalar) {

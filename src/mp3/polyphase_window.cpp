@@ -281,6 +281,41 @@ ZEM_AVX2 void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum) {
 }
 #endif
 
+void polyphase_pcm_scalar(const int32_t* sum, int16_t* out, int stride) {
+    for (int j = 0; j < 32; ++j) {
+        const int32_t v = wrap_add(sum[j], 64) >> 7;
+        out[stride * j] = int16_t(v < -32768 ? -32768 : v > 32767 ? 32767 : v);
+    }
+}
+
+namespace {
+
+// Compiled into each kernel with that kernel's instruction set (the AVX2 one stores the strided
+// samples straight from the vector).
+[[gnu::always_inline]] inline void write_pcm(const int32_t* sum, int16_t* out, int stride) {
+    using namespace simd;
+    for (int j = 0; j < 32; j += 8) {
+        const I32x4 a = sar(load(sum + j) + splat(64), 7);
+        const I32x4 b = sar(load(sum + j + 4) + splat(64), 7);
+        if (stride == 1)
+            store_sat16(out + j, a, b);
+        else
+            store_sat16_stride2(out + 2 * j, a, b);
+    }
+}
+
+} // namespace
+
+void polyphase_pcm_sse2(const int32_t* sum, int16_t* out, int stride) {
+    write_pcm(sum, out, stride);
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+ZEM_AVX2 void polyphase_pcm_avx2(const int32_t* sum, int16_t* out, int stride) {
+    write_pcm(sum, out, stride);
+}
+#endif
+
 const PolyphaseKernels& polyphase_kernels() {
     return ZEM_CHOSEN_KERNELS(kPolyphaseSse2, kPolyphaseAvx2);
 }

@@ -13,17 +13,27 @@ namespace zem::mp3 {
 void polyphase_window_scalar(const int32_t* v, int pos, int32_t* sum);
 void polyphase_window_sse2(const int32_t* v, int pos, int32_t* sum);
 
-// The polyphase synthesis kernels (matrixing and windowing) side by side.
+// The 32 sums to samples, (sum + 64) >> 7 with wrapping addition, saturated to 16 bits, at
+// out[stride j] (stride 1 or 2; the samples between are neither read nor written).
+void polyphase_pcm_scalar(const int32_t* sum, int16_t* out, int stride);
+void polyphase_pcm_sse2(const int32_t* sum, int16_t* out, int stride);
+
+// The polyphase synthesis kernels (matrixing, windowing, samples) side by side.
 struct PolyphaseKernels {
     void (*dct32)(const int32_t* s, int32_t* a);
     void (*window)(const int32_t* v, int pos, int32_t* sum);
+    void (*pcm)(const int32_t* sum, int16_t* out, int stride);
 };
-inline constexpr PolyphaseKernels kPolyphaseScalar = {dct32_scalar, polyphase_window_scalar};
-inline constexpr PolyphaseKernels kPolyphaseSse2 = {dct32_sse2, polyphase_window_sse2};
+inline constexpr PolyphaseKernels kPolyphaseScalar = {dct32_scalar, polyphase_window_scalar,
+                                                      polyphase_pcm_scalar};
+inline constexpr PolyphaseKernels kPolyphaseSse2 = {dct32_sse2, polyphase_window_sse2,
+                                                    polyphase_pcm_sse2};
 #if defined(__x86_64__)
-// The AVX2 matrixing and windowing (x86-64).
+// The AVX2 matrixing, windowing and samples (x86-64).
 void polyphase_window_avx2(const int32_t* v, int pos, int32_t* sum);
-inline constexpr PolyphaseKernels kPolyphaseAvx2 = {dct32_avx2, polyphase_window_avx2};
+void polyphase_pcm_avx2(const int32_t* sum, int16_t* out, int stride);
+inline constexpr PolyphaseKernels kPolyphaseAvx2 = {dct32_avx2, polyphase_window_avx2,
+                                                    polyphase_pcm_avx2};
 #endif
 // The kernels this process runs (core/cpu.hpp).
 const PolyphaseKernels& polyphase_kernels();

@@ -5,7 +5,6 @@
 
 #include "core/checks.hpp"
 #include "core/fixed.hpp"
-#include "core/simd.hpp"
 #include "mp3/imdct.hpp"
 #include "mp3/matrixing.hpp"
 #include "mp3/polyphase_window.hpp"
@@ -116,15 +115,6 @@ ZEM_API ZemStatus zemsSynthPQMF_MP3_32s16s(const int32_t* pSrcY, int16_t* pDstAu
     kernels.dct32(pSrcY, pVBuffer + 32 * pos);
     int32_t sum[32];
     kernels.window(pVBuffer, pos, sum);
-    // (sum + 64) >> 7 with wrapping addition, saturated to 16 bits, into every sample or every
-    // second one.
-    for (int j = 0; j < 32; j += 8) {
-        const simd::I32x4 a = simd::sar(simd::load(sum + j) + simd::splat(64), 7);
-        const simd::I32x4 b = simd::sar(simd::load(sum + j + 4) + simd::splat(64), 7);
-        if (mode == 1)
-            simd::store_sat16(pDstAudioOut + j, a, b);
-        else
-            simd::store_sat16_stride2(pDstAudioOut + 2 * j, a, b);
-    }
+    kernels.pcm(sum, pDstAudioOut, mode);
     return zemStatusOk;
 }
