@@ -30,6 +30,13 @@ inline uint32_t decode_code(uint32_t win, PairDecoder d, int& used) {
     return symbol | uint32_t(used) << 16;
 }
 
+// The symbol and length of the code at the start of the window, as walk_code gives them: from
+// the code lookup where the code fits its ten bits, from the tree otherwise.
+inline uint32_t open_code(uint32_t win, const PairCodeLookup& codes, PairDecoder d) {
+    const uint32_t e = codes.entry[win >> (32 - kSignedPairBits)];
+    return e != 0 ? (e & 0xFF) | (e >> 8) << 16 : walk_code(win, d);
+}
+
 // The sign bit at `used` of the window applied to a magnitude that has one.
 inline int32_t signed_from(uint32_t win, int32_t magnitude, int& used) {
     if (magnitude == 0)
@@ -123,8 +130,10 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
     if (i < to) {
         PairBits b(bs, start, startPos, budget);
         bool over = false;
-        // Most pairs come out of the pre-signed lookup whole; the rest walk the tree.
+        // Most pairs come out of the pre-signed lookup whole; most of the rest from the code
+        // lookup, with their signs and escapes read after it; the longest codes walk the tree.
         const SignedPairLookup& s = kSignedPairLookups[t.decoder];
+        const PairCodeLookup& codes = kPairCodeLookups[t.decoder];
         if (t.linbits == 0) {
             for (; i < to && b.room() && !over; i += 2) {
                 b.refill();
@@ -135,7 +144,7 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     b.skip(int(e & 63)); // bits 4-5 are clear: one shift by the entry itself
                 } else {
                     const uint32_t win = b.window();
-                    const uint32_t walked = walk_code(win, d);
+                    const uint32_t walked = open_code(win, codes, d);
                     int used = int(walked >> 16);
                     out[i] = signed_from(win, symbol_x(walked & 0xFF), used);
                     out[i + 1] = signed_from(win, symbol_y(walked), used);
@@ -152,7 +161,7 @@ bool decode_pairs(BitCursor& bs, int32_t* out, int from, int to, const PairTable
                     out[i + 1] = signed_pair_y(e);
                     b.skip(int(e & 63));
                 } else {
-                    const uint32_t walked = walk_code(b.window(), d);
+                    const uint32_t walked = open_code(b.window(), codes, d);
                     b.skip(int(walked >> 16));
                     out[i] = escaped_value(b, symbol_x(walked & 0xFF), t.linbits);
                     out[i + 1] = escaped_value(b, symbol_y(walked), t.linbits);

@@ -100,6 +100,40 @@ inline constexpr SignedPairLookup kSignedPairLookups[15] = {
     signed_pair_lookup(kPairCodes[14], true),
 };
 
+// The codes alone by the next ten bits, for the pairs the pre-signed lookup leaves open (escaped
+// values, or signs past the ten bits): the symbol 16x + y in bits 0-7 and the code's length in
+// bits 8-11, or 0 where the code is longer.
+struct PairCodeLookup {
+    uint16_t entry[1 << kSignedPairBits];
+};
+
+constexpr PairCodeLookup pair_code_lookup(const HuffSource& codes) {
+    PairCodeLookup t{};
+    const int width = pair_width(codes.count);
+    for (int i = 0; i < codes.count; ++i) {
+        const HuffCode c = codes.codes[i];
+        if (c.length > kSignedPairBits)
+            continue;
+        const uint16_t e = uint16_t((i / width) << 4 | (i % width) | c.length << 8);
+        const unsigned base = c.code << (kSignedPairBits - c.length);
+        for (unsigned k = 0; k < (1u << (kSignedPairBits - c.length)); ++k)
+            t.entry[base + k] = e;
+    }
+    return t;
+}
+
+// Indexed like kPairCodes.
+inline constexpr PairCodeLookup kPairCodeLookups[15] = {
+    pair_code_lookup(kPairCodes[0]),  pair_code_lookup(kPairCodes[1]),
+    pair_code_lookup(kPairCodes[2]),  pair_code_lookup(kPairCodes[3]),
+    pair_code_lookup(kPairCodes[4]),  pair_code_lookup(kPairCodes[5]),
+    pair_code_lookup(kPairCodes[6]),  pair_code_lookup(kPairCodes[7]),
+    pair_code_lookup(kPairCodes[8]),  pair_code_lookup(kPairCodes[9]),
+    pair_code_lookup(kPairCodes[10]), pair_code_lookup(kPairCodes[11]),
+    pair_code_lookup(kPairCodes[12]), pair_code_lookup(kPairCodes[13]),
+    pair_code_lookup(kPairCodes[14]),
+};
+
 // Count1 quadruples by their next ten bits (the longest code of table A, six bits, with four
 // signs): the bits used in bits 0-3, then v, w, x, y as two-bit two's complement fields in
 // bits 4-5, 6-7, 8-9 and 10-11. Table B's code is 15 minus the magnitudes' index, in four bits.
