@@ -164,12 +164,22 @@ ZemStatus requantise(Channel& c, const Frame& f) {
     const int base = 210 - g.global_gain;
     const RequantiseKernels& kernels = requantise_kernels();
     auto sf_mag = [&](int i) { return c.sf[i] < 0 ? -c.sf[i] : c.sf[i]; };
+    auto long_exponent = [&](int b) {
+        return (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
+    };
     if (!c.isShort) {
-        for (int b = 0; b < 22 && f.longB[b] < *c.bound; ++b) {
-            const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
+        // Neighbouring bands with the same exponent as one run (the values of a run do not
+        // depend on each other, and a run stops where its bands would have).
+        for (int b = 0; b < 22 && f.longB[b] < *c.bound;) {
+            const int e = long_exponent(b);
+            int end = b + 1;
+            while (end < 22 && f.longB[end] < *c.bound && f.longB[end] >= f.longB[end - 1] &&
+                   f.longB[end + 1] >= f.longB[end] && long_exponent(end) == e)
+                ++end;
             const int start = f.longB[b];
-            if (!kernels.run(c.spec + start, c.spec + start, f.longB[b + 1] - start, e))
+            if (!kernels.run(c.spec + start, c.spec + start, f.longB[end] - start, e))
                 return zemStatusFailed;
+            b = end;
         }
         return zemStatusOk;
     }
@@ -177,7 +187,7 @@ ZemStatus requantise(Channel& c, const Frame& f) {
         c.scratch[i] = 0;
     if (c.mixed)
         for (int b = 0; f.longB[b] < 36; ++b) {
-            const int e = (kPretab[b] * g.preflag + sf_mag(b)) * mul + c.mk[b] + base;
+            const int e = long_exponent(b);
             if (!kernels.run(c.spec + f.longB[b], c.scratch + f.longB[b],
                              f.longB[b + 1] - f.longB[b], e))
                 return zemStatusFailed;
