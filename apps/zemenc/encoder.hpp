@@ -39,6 +39,9 @@ bool encode(const Pcm& pcm, const Settings& settings, std::vector<uint8_t>& mp3,
 // Samples of delay from the input to zemdec's or any standard decoder's output.
 constexpr int kEncoderDelay = 576 + 481;
 
+// The cut-off of the encoder's low-pass filter in Hz for these settings and channels.
+double low_pass_hz(const Settings& s, int channels);
+
 // The first long band (0..20) and short band (0..11) coded with intensity stereo at a
 // constant bit rate in joint stereo, or -1 when the rate codes both channels fully.
 struct IntensityStart {
