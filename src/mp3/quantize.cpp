@@ -167,16 +167,15 @@ struct BandCosts {
 
 // The count1 region (quadruples of values up to 1 after the big values) and its cheaper table.
 Coding count1_part(const int32_t* ix) {
+    using namespace simd;
     Coding c{};
-    int n = kLines;
-    while (n > 0 && ix[n - 1] == 0)
-        --n;
-    int end = (n + 3) & ~3;
-    if (end > kLines)
-        end = kLines;
+    // The coded lines end with the last quadruple holding a value; the big values end before
+    // the run of quadruples whose values are all 0 or 1 ahead of that.
+    int end = kLines;
+    while (end >= 4 && all_zero(load(ix + end - 4)))
+        end -= 4;
     int start1 = end;
-    while (start1 >= 4 && ix[start1 - 1] <= 1 && ix[start1 - 2] <= 1 && ix[start1 - 3] <= 1 &&
-           ix[start1 - 4] <= 1)
+    while (start1 >= 4 && sign_mask(greater(load(ix + start1 - 4), splat(1))) == 0)
         start1 -= 4;
     c.bigValues = start1 / 2;
     c.count1Len = end - start1;
