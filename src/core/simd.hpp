@@ -141,6 +141,8 @@ inline I32x4 widen_lo16(I32x4 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v
 inline I32x4 widen_hi16(I32x4 a) { return {_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
 // Eight 16-bit lanes added, wrapping.
 inline I32x4 add16(I32x4 a, I32x4 b) { return {_mm_add_epi16(a.v, b.v)}; }
+// Products of the eight 16-bit values of a and b, adjacent pairs summed into the four lanes.
+inline I32x4 madd16(I32x4 a, I32x4 b) { return {_mm_madd_epi16(a.v, b.v)}; }
 // The even (low) and odd (high) 16-bit halves of a then b, eight values each.
 inline I32x4 even_words(I32x4 a, I32x4 b) {
     return {_mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(a.v, 16), 16),

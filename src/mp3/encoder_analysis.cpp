@@ -30,19 +30,29 @@ constexpr CosinesByInput make_cosines_by_input() {
 }
 constexpr CosinesByInput kCosByInput = make_cosines_by_input();
 
-// The analysis window C = D / 32 in Q30 (D's units of 2^-16 shifted left by 9), reversed
-// (c[m] = C[511 - m], so that it meets the slot's samples in their order), as doubles: its
-// products with 16-bit samples and their sums of eight stay below 2^53, so they are exact.
-struct AnalysisWindow {
-    double c[512];
+// The analysis window C = D / 32 in Q30 (D's units of 2^-16 shifted left by 9), below 2^26 in
+// magnitude, reversed (c[m] = C[511 - m], so that it meets the slot's samples in their order)
+// and split for 16-bit multiply-adds: c = hi 2^13 + lo with lo in [0, 2^13). Sums of eight
+// products of either half with 16-bit samples fit 32 bits, so the windowing stays exact. Rows
+// of 64 come in pairs: pair p interleaves rows 2p and 2p + 1, value by value.
+struct SplitWindow {
+    alignas(16) int16_t hi[4][128];
+    alignas(16) int16_t lo[4][128];
 };
-constexpr AnalysisWindow make_analysis_window() {
-    AnalysisWindow w{};
-    for (int m = 0; m < 512; ++m)
-        w.c[m] = double(kSynthesisWindow16[511 - m] * 512);
+constexpr SplitWindow make_split_window() {
+    SplitWindow w{};
+    for (int p = 0; p < 4; ++p)
+        for (int r = 0; r < 64; ++r)
+            for (int k = 0; k < 2; ++k) {
+                const int32_t c = kSynthesisWindow16[511 - (64 * (2 * p + k) + r)] * 512;
+                const int32_t hi = c >= 0 ? c / 8192 : -((-c + 8191) / 8192);
+                w.hi[p][2 * r + k] = int16_t(hi);
+                w.lo[p][2 * r + k] = int16_t(c - hi * 8192);
+            }
     return w;
 }
-constexpr AnalysisWindow kAnalysisWindow = make_analysis_window();
+constexpr SplitWindow kSplitWindow = make_split_window();
+static_assert(kSplitWindow.lo[0][0] >= 0 && kSplitWindow.lo[0][0] < 8192);
 
 // Forward transforms with their gains and windows folded in: 4/9 of the 36-point MDCT for the
 // long types 0, 1 and 3 (rows 0, 1, 2), 4/3 of the 12-point one for short windows.
@@ -140,26 +150,37 @@ ZEM_API ZemStatus zemsAnalysisPQMF_MP3_16s32s(const int16_t* pSrc, int32_t* pDst
         return zemStatusNullPointer;
     if (numCh != 1 && numCh != 2)
         return zemStatusBadArgument;
-    // X[n] is the window's sample 511 - n, so Y[i] = sum over j of C[i + 64 j] X[i + 64 j] sums the
-    // products c[m] s[m] over m = 511 - i - 64 j; the Q30 sums (exact in double) rounded to Q25.
-    using simd::F64x2;
-    alignas(16) double q[64] = {};
-    for (int m = 0; m < 512; m += 8) {
-        const simd::I32x4 words = numCh == 1 ? simd::load_words(pSrc + m)
-                                             : simd::even_words(simd::load_words(pSrc + 2 * m),
-                                                                simd::load_words(pSrc + 2 * m + 8));
-        const simd::I32x4 lo = simd::widen_lo16(words), hi = simd::widen_hi16(words);
-        const F64x2 x[4] = {simd::to_f64_lo(lo), simd::to_f64_hi(lo), simd::to_f64_lo(hi),
-                            simd::to_f64_hi(hi)};
-        double* sum = q + (m & 63);
-        for (int k = 0; k < 4; ++k)
-            simd::store_aligned(sum + 2 * k,
-                                simd::load_aligned(sum + 2 * k) +
-                                    simd::load_aligned(kAnalysisWindow.c + m + 2 * k) * x[k]);
+    // X[n] is the window's sample 511 - n, so Y[i] = sum over j of C[i + 64 j] X[i + 64 j] sums
+    // the products c[m] s[m] over m = 511 - i - 64 j, the rows' r = 63 - i; the Q30 sums
+    // rounded to Q25.
+    using namespace simd;
+    const int16_t* s = pSrc;
+    alignas(16) int16_t own[512];
+    if (numCh == 2) {
+        for (int m = 0; m < 512; m += 8)
+            store_words(own + m,
+                        even_words(load_words(pSrc + 2 * m), load_words(pSrc + 2 * m + 8)));
+        s = own;
     }
     int32_t y[64];
-    for (int i = 0; i < 64; ++i)
-        y[i] = int32_t(std::floor((q[63 - i] + 524288.0) / 1048576.0));
+    for (int r = 0; r < 64; r += 8) {
+        I32x4 hiLow = splat(0), hiHigh = hiLow, loLow = hiLow, loHigh = hiLow;
+        for (int p = 0; p < 4; ++p) {
+            const I32x4 even = load_words(s + 128 * p + r), odd = load_words(s + 128 * p + 64 + r);
+            const I32x4 first = zip_lo16(even, odd), second = zip_hi16(even, odd);
+            hiLow = hiLow + madd16(first, load_words(kSplitWindow.hi[p] + 2 * r));
+            hiHigh = hiHigh + madd16(second, load_words(kSplitWindow.hi[p] + 2 * r + 8));
+            loLow = loLow + madd16(first, load_words(kSplitWindow.lo[p] + 2 * r));
+            loHigh = loHigh + madd16(second, load_words(kSplitWindow.lo[p] + 2 * r + 8));
+        }
+        alignas(16) int32_t hi[8], lo[8];
+        store(hi, hiLow);
+        store(hi + 4, hiHigh);
+        store(lo, loLow);
+        store(lo + 4, loHigh);
+        for (int k = 0; k < 8; ++k)
+            y[63 - r - k] = int32_t((int64_t(hi[k]) * 8192 + lo[k] + (int64_t(1) << 19)) >> 20);
+    }
     int32_t a[32];
     fold_window_sums(y, a);
     // The cosine sums sixteen outputs at a time, each over n in order (eight chains of additions
