@@ -13,6 +13,7 @@
 
 #include "core/checks.hpp"
 #include "core/constexpr_math.hpp"
+#include "core/simd.hpp"
 #include "core/state.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 #include "transform/fft.hpp"
@@ -38,7 +39,7 @@ struct Partitions {
     float quiet[kMaxParts];             // threshold in quiet, energy of the partition
     float norm[kMaxParts];              // 1 / sum of the spreading into the partition
     float quietShort[13];               // threshold in quiet of the short bands, one window
-    float spread[kMaxParts][kMaxParts]; // [from][to]
+    float spread[kMaxParts][kMaxParts]; // [to][from], 0 past the count
 };
 
 // What the state record holds: two FFT specs, the partitions of the sampling frequency in use,
@@ -125,11 +126,12 @@ void build_partitions(Partitions& p, int rateIndex) {
         line = end;
     }
     p.first[p.count] = kLongLines;
+    std::memset(p.spread, 0, sizeof p.spread);
     for (int j = 0; j < p.count; ++j) {
         double sum = 0.0;
         for (int i = 0; i < p.count; ++i) {
-            p.spread[i][j] = float(spreading(p.bval[i], p.bval[j]));
-            sum += p.spread[i][j];
+            p.spread[j][i] = float(spreading(p.bval[i], p.bval[j]));
+            sum += p.spread[j][i];
         }
         p.norm[j] = float(sum > 0.0 ? 1.0 / sum : 0.0);
     }
@@ -225,18 +227,31 @@ double long_block(const int16_t* src, int stride, State& s, Work& w, float* thrL
         w.energy[line] = float(r * r);
     }
     double eb[kMaxParts] = {}, cw[kMaxParts] = {};
-    for (int b = 0; b < p.count; ++b)
+    alignas(16) float ebf[kMaxParts] = {}, cwf[kMaxParts] = {};
+    for (int b = 0; b < p.count; ++b) {
         for (int line = p.first[b]; line < p.first[b + 1]; ++line) {
             eb[b] += w.energy[line];
             cw[b] += double(w.energy[line]) * unpredictability[line];
         }
+        ebf[b] = float(eb[b]);
+        cwf[b] = float(cw[b]);
+    }
     double pe = 0.0;
+    const int padded = (p.count + 3) & ~3;
     for (int b = 0; b < p.count; ++b) {
-        double ecb = 0.0, ct = 0.0;
-        for (int i = 0; i < p.count; ++i) {
-            ecb += eb[i] * p.spread[i][b];
-            ct += cw[i] * p.spread[i][b];
+        // The spread energy and weighted unpredictability, four partitions at a time.
+        using simd::F32x4;
+        F32x4 e4 = simd::splat(0.0f), c4 = e4;
+        for (int i = 0; i < padded; i += 4) {
+            const F32x4 f = simd::load(p.spread[b] + i);
+            e4 = e4 + simd::load_aligned(ebf + i) * f;
+            c4 = c4 + simd::load_aligned(cwf + i) * f;
         }
+        alignas(16) float e[4], c[4];
+        simd::store_aligned(e, e4);
+        simd::store_aligned(c, c4);
+        const double ecb = double(e[0]) + e[1] + e[2] + e[3],
+                     ct = double(c[0]) + c[1] + c[2] + c[3];
         // Tonality from the spread unpredictability, then the partition's masking level.
         const double cb = ecb > 0.0 ? ct / ecb : 1.0;
         const double tb =
