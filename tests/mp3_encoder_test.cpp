@@ -562,6 +562,30 @@ TEST(Mp3Quantize, NoiseWithinTheAllowedDistortion) {
     }
 }
 
+// Upper bands far below the lower ones need more amplification than their 3-bit factors hold
+// even in coarse steps: the pre-emphasis is switched on, and the decoder reads what was meant.
+TEST(Mp3Quantize, PreEmphasisWhenTheUpperBandsNeedIt) {
+    std::vector<int32_t> x = music_spectrum(zemtest::seed(), 1.0);
+    for (int i = 110; i < 418; ++i) // long bands 13-20 at 44.1 kHz, 60 dB down
+        x[std::size_t(i)] /= 1000;
+    Quantised q(x, 0);
+    ASSERT_EQ(q.run(std::vector<float>(39, 0.01f), 2500), zemStatusOk);
+    EXPECT_EQ(q.g.preflag, 1);
+    EXPECT_EQ(q.g.scalefac_scale, 1);
+    std::vector<int32_t> y;
+    EXPECT_EQ(q.round_trip(y), q.g.part2_3_length);
+    // The decoder's reconstruction is the quantiser's: its noise in the emphasised bands is
+    // what the pre-emphasis made room for, within the allowance where it could be met.
+    const int16_t* edges = zem::mp3::kSfbLong[3];
+    double noise = 0.0, energy = 0.0;
+    for (int i = edges[13]; i < edges[21]; ++i) {
+        const double xi = x[std::size_t(i)] / 67108864.0;
+        energy += xi * xi;
+        noise += std::pow(xi - y[std::size_t(i)] / 67108864.0, 2);
+    }
+    EXPECT_LT(noise, 0.1 * energy);
+}
+
 // Under intensity stereo the right channel's intensity bands carry their positions, and bands
 // below the start that quantise to nothing carry 7.
 TEST(Mp3Quantize, IntensityPositionsAsScaleFactors) {

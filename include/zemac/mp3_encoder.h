@@ -120,24 +120,26 @@ ZEM_API ZemStatus zemsPsychoacousticModelTwo_MP3_16s(const int16_t* pSrc, int32_
    kept, magnitudes up to 8206). The rate loop takes the smallest global gain whose Huffman bits
    fit the budget left by the scale factors; the distortion loop amplifies by one scale-factor
    step each band whose noise (the energy of x minus its reconstruction) exceeds pRatio times
-   its energy, switches to scalefac_scale 1 when the widths run out, and keeps the result with
-   the fewest bands over and the smallest excess. pRatio: allowed noise over energy per band,
-   long blocks 22 (band), short blocks 39 (3 band + window); the last band, which has no scale
-   factor, is not judged. With pIsPos and pIsStart (the right channel under intensity stereo, as
-   zemsJointStereoEncode_MP3_32s_I leaves them) the intensity bands take their positions as
-   scale factors, and bands below the start that quantise to nothing take 7, the illegal
-   position, since the decoder starts intensity after the last non-zero line. Output: the scale
-   factors in the unpacker's layout (22 or 39 entries, unused ones 0), and in *pGranule (whose
-   block_type and window_switching_flag are read) global_gain, scalefac_compress,
-   scalefac_scale, preflag and subblock_gain (0), big_values, table_select, region counts (the
-   cheapest split for long blocks), count1table_select and part2_3_length (at most maxBits and
-   4095); *pCount1Len and *pHufSize as zemsHuffmanEncode_MP3_32s1u takes them. No allocation;
-   pWorkBuf holds ZEM_MP3_QUANTIZE_WORK_BYTES. A budget too small for anything gives a silent
-   granule at global gain 255. Statuses, in check order: zemStatusNullPointer (also for only one
-   of pIsPos, pIsStart); zemStatusMp3BadFrameHeader (id not 1, sampling_frequency outside
-   0..2); zemStatusMp3BadSideInfo (block_type outside 0..3, window_switching_flag not matching
-   it, mixed blocks); zemStatusBadArgument (maxBits negative, an intensity start outside 0..22
-   or 0..13). */
+   its energy, switches to scalefac_scale 1 when the widths run out (then to the pre-emphasis),
+   and keeps the result with the fewest bands over and the smallest excess. pRatio: allowed
+   noise over energy per band, long blocks 22 (band), short blocks 39 (3 band + window); the
+   last band, which has no scale factor, is not judged. With pIsPos and pIsStart (the right
+   channel under intensity stereo, as zemsJointStereoEncode_MP3_32s_I leaves them) the intensity
+   bands take their positions as scale factors, and bands below the start that quantise to
+   nothing take 7, the illegal position, since the decoder starts intensity after the last
+   non-zero line. Output: the scale factors in the unpacker's layout (22 or 39 entries, unused
+   ones 0), and in *pGranule (whose block_type and window_switching_flag are read) global_gain,
+   scalefac_compress, scalefac_scale, preflag (set, for long blocks without intensity positions,
+   when the upper bands need more amplification than their factors' widths hold even at
+   scalefac_scale 1), subblock_gain (0), big_values, table_select, region counts (the cheapest
+   split for long blocks), count1table_select and part2_3_length (at most maxBits and 4095);
+   *pCount1Len and *pHufSize as zemsHuffmanEncode_MP3_32s1u takes them. No allocation; pWorkBuf
+   holds ZEM_MP3_QUANTIZE_WORK_BYTES. A budget too small for anything gives a silent granule at
+   global gain 255. Statuses, in check order: zemStatusNullPointer (also for only one of pIsPos,
+   pIsStart); zemStatusMp3BadFrameHeader (id not 1, sampling_frequency outside 0..2);
+   zemStatusMp3BadSideInfo (block_type outside 0..3, window_switching_flag not matching it,
+   mixed blocks); zemStatusBadArgument (maxBits negative, an intensity start outside 0..22 or
+   0..13). */
 ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
                                          ZemMp3GranuleRec* pGranule, int32_t* pCount1Len,
                                          int32_t* pHufSize, const float* pRatio,

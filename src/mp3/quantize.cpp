@@ -287,6 +287,12 @@ struct Gains {
     int globalGain;
     double sfStep; // 0.5 or 1: the amplification of one scale-factor step, in powers of two
     int sf[kMaxUnits];
+    bool preflag = false; // long blocks: the pre-emphasis adds to the upper bands' factors
+
+    // A unit's amplification in scale-factor steps.
+    int steps(const Layout& L, int u) const {
+        return sf[u] + (preflag && !L.isShort && u < 22 ? kPretab[u] : 0);
+    }
 };
 
 // 2^(k/16) for k = 0..15: the steps of the gains' 3/4 powers.
@@ -309,7 +315,7 @@ float power16(int k) { return std::ldexp(kSixteenths.v[k & 15], k >> 4); }
 void amplify(Work& w, const Layout& L, const Gains& g) {
     const int perStep = g.sfStep == 1.0 ? 12 : 6; // sixteenths of 3/4 of the step
     for (int u = 0; u < L.units(); ++u) {
-        const float scale = power16(perStep * g.sf[u]);
+        const float scale = power16(perStep * g.steps(L, u));
         for (int i = L.from(u); i < L.to(u); ++i)
             w.scaled[i] = w.xr34[i] * scale;
     }
@@ -332,7 +338,7 @@ bool quantise(Work& w, const Gains& g) {
 
 // Noise of one unit: the energy of the difference between x and its reconstruction.
 double unit_noise(const Work& w, const Layout& L, const Gains& g, int u) {
-    const double step = std::exp2((g.globalGain - 210) / 4.0 - g.sfStep * g.sf[u]);
+    const double step = std::exp2((g.globalGain - 210) / 4.0 - g.sfStep * g.steps(L, u));
     double noise = 0.0;
     for (int i = L.from(u); i < L.to(u); ++i) {
         const double d = w.xr[i] - kPow43Table.v[w.ix[i]] * step;
@@ -519,6 +525,12 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
             for (int u = 0; u < L.units(); ++u)
                 if (!intensity[u])
                     g.sf[u] = (g.sf[u] + 1) / 2;
+        } else if (exhausted && !g.preflag && !L.isShort && pIsStart == nullptr) {
+            // The pre-emphasis takes over part of the upper bands' amplification, which frees
+            // the room their narrower factors lack.
+            g.preflag = true;
+            for (int u = 0; u < 21; ++u)
+                g.sf[u] = std::max(0, g.sf[u] - kPretab[u]);
         } else if (exhausted || allAmplified) {
             break;
         }
@@ -571,7 +583,7 @@ ZEM_API ZemStatus zemsQuantize_MP3_32s_I(int32_t* pSrcDst, int8_t* pScaleFactor,
     out.global_gain = best.globalGain;
     out.scalefac_compress = p2.compress;
     out.scalefac_scale = best.sfStep == 1.0;
-    out.preflag = 0;
+    out.preflag = best.preflag ? 1 : 0;
     out.subblock_gain[0] = out.subblock_gain[1] = out.subblock_gain[2] = 0;
     out.big_values = c.bigValues;
     out.table_select[0] = c.table[0];

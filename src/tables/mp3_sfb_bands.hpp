@@ -27,6 +27,10 @@ constexpr int16_t kSfbLong[kSfbRows][kLongBoundaries] = {
      82, 102, 126, 156, 194, 240, 296, 364, 448, 550, 576},
 };
 
+// The long bands' pre-emphasis (ISO/IEC 11172-3 Table 3-B.6), added to the scale factors when
+// preflag is set.
+constexpr int kPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
+
 constexpr int16_t kSfbShort[kSfbRows][kShortBoundaries] = {
     {0, 4, 8, 12, 18, 24, 32, 42, 56, 74, 100, 132, 174, 192},
     {0, 4, 8, 12, 18, 26, 36, 48, 62, 80, 104, 136, 180, 192},
