@@ -10,6 +10,7 @@
 #include "core/fixed.hpp"
 #include "core/simd.hpp"
 #include "core/simd_avx2.hpp"
+#include "mp3/pow43.hpp"
 #include "mp3/requantize.hpp"
 #include "tables/mp3_sfb_bands.hpp"
 
@@ -18,20 +19,15 @@ using namespace zem::mp3;
 
 namespace {
 
-constexpr int kMaxQuantised = 8206;
-
-// round(n^(4/3) 2^14) for n = 0..8206, each cube root refined by Newton's method from the last.
+// round(n^(4/3) 2^14) for n = 0..8206.
 struct Pow43 {
     uint32_t v[kMaxQuantised + 1];
 };
 
 constexpr Pow43 make_pow43() {
     Pow43 t{};
-    double root = 1.0;
-    for (int n = 1; n <= kMaxQuantised; ++n) {
-        root = cmath::cbrt_from(n, root, 8);
-        t.v[n] = uint32_t(n * root * 16384.0 + 0.5);
-    }
+    for (int n = 1; n <= kMaxQuantised; ++n)
+        t.v[n] = uint32_t(kPow43Table.v[n] * 16384.0 + 0.5);
     return t;
 }
 
@@ -44,7 +40,6 @@ using cmath::Rounding;
 // 2^(k/4), k = 0..3, in Q30, truncated.
 constexpr QuarterPowers<4> kQuarter = cmath::quarter_powers<4>(0, 1, 30, Rounding::Down);
 static_assert(kQuarter == QuarterPowers<4>{{1073741824, 1276901416, 1518500249, 1805811301}});
-constexpr int kPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
 // MPEG-1 intensity ratios tan(p pi/12) / (1 + tan(p pi/12)) and MPEG-2 factors 2^(-k/4), Q31.
 constexpr int32_t kIsRatio[7] = {0,          453816693,  786033569, 1073741824,
                                  1361450079, 1693666955, 2147483647};
