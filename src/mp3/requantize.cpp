@@ -96,6 +96,11 @@ constexpr UnsaturatedLimits make_unsaturated_limits() {
 constexpr UnsaturatedLimits kUnsaturated = make_unsaturated_limits();
 static_assert(kUnsaturated.v[kLimitCount - 1] == kMaxQuantised);
 
+// The largest magnitude a run at exponent e (kLimitFrom or more) requantises without saturating.
+constexpr int32_t unsaturated_limit(int e) {
+    return e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+}
+
 // hi(2v c): a value scaled by a Q31 constant, the doubling wrapping in 32 bits.
 int32_t scale_q31(int32_t v, int32_t c) { return hi32(int64_t(wrap_shl(v, 1)) * c); }
 
@@ -527,8 +532,7 @@ bool requantise_run_sse2(const int32_t* src, int32_t* dst, int count, int e) {
     if (e < kLimitFrom)
         return requantise_run_scalar(src, dst, count, e);
     const RunScale r = run_scale(e);
-    const int32_t limit =
-        e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+    const int32_t limit = unsaturated_limit(e);
     const I32x4 m = splat(int32_t(r.m)), top = splat(limit), bottom = splat(-limit);
     auto in_range = [&](I32x4 x) { return sign_mask(greater(x, top) | greater(bottom, x)) == 0; };
     auto requantise4 = [&](I32x4 x) {
@@ -569,8 +573,7 @@ ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, i
     if (e < kLimitFrom)
         return requantise_run_scalar(src, dst, count, e);
     const RunScale r = run_scale(e);
-    const int32_t limit =
-        e < kLimitFrom + kLimitCount ? kUnsaturated.v[e - kLimitFrom] : kMaxQuantised;
+    const int32_t limit = unsaturated_limit(e);
     const I32x8 m = splat8(int32_t(r.m)), top = splat8(limit), bottom = splat8(-limit);
     const I32x8 seven = splat8(7), fifteen = splat8(15);
     const int32_t* table = reinterpret_cast<const int32_t*>(kPow43.v);
