@@ -241,4 +241,31 @@ TEST(SbrFixedBanks, WindowKernelsAgree) {
     }
 }
 
+// Inputs over the whole int32 range (the extremes included), factors up to +-2^30, every
+// count of pairs up to a vector and a half past the blocks, each start alignment, and both the
+// banks' shifts and the limits.
+TEST(SbrFixedBanks, RotationKernelsAgree) {
+    std::vector<int32_t> in = signal(2 * 80, 2147483647.0, false, 21);
+    std::vector<int32_t> pq = signal(2 * 80, 1073741824.0, false, 22);
+    std::vector<int32_t> rt = signal(2 * 80, 1073741824.0, false, 23);
+    in[0] = INT32_MIN;
+    in[3] = INT32_MAX;
+    pq[0] = -1073741824;
+    pq[1] = 1073741824;
+    rt[2] = -1073741824;
+    for (const auto& k :
+         ZEMTEST_SIMD_KERNELS(zem::sbr::kFixedRotationSse2, zem::sbr::kFixedRotationAvx2))
+        for (int shift : {1, 30, 34, 62})
+            for (int start : {0, 1, 2, 3})
+                for (int32_t n : {0, 1, 3, 5, 32, 67}) {
+                    std::vector<int32_t> a(2 * 80, 7), b = a;
+                    zem::sbr::kFixedRotationScalar.rotate(a.data() + start, in.data() + start,
+                                                          pq.data() + start, rt.data() + start, n,
+                                                          shift);
+                    k.rotate(b.data() + start, in.data() + start, pq.data() + start,
+                             rt.data() + start, n, shift);
+                    EXPECT_EQ(a, b) << shift << ' ' << start << ' ' << n;
+                }
+}
+
 } // namespace

@@ -90,6 +90,22 @@ inline I32x4 low_words(U64x2 even, U64x2 odd) {
                          _mm_slli_epi64(odd.v, 32))};
 }
 
+// The same 64-bit value in both lanes.
+inline U64x2 splat64(int64_t x) { return {_mm_set1_epi64x(x)}; }
+// a0 w0 + a1 w1 and a2 w2 + a3 w3, the products signed, in the two lanes modulo 2^64: the
+// unsigned products, less w where a is negative and a where w is negative in the upper words.
+inline U64x2 dot_pairs(I32x4 a, I32x4 w) {
+    const __m128i even = _mm_mul_epu32(a.v, w.v);
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a.v, 32), _mm_srli_epi64(w.v, 32));
+    const __m128i fix = ((sar(a, 31) & w) + (sar(w, 31) & a)).v;
+    const __m128i high = _mm_set_epi32(-1, 0, -1, 0);
+    const __m128i fixes = _mm_add_epi32(_mm_slli_epi64(fix, 32), _mm_and_si128(fix, high));
+    return {_mm_sub_epi64(_mm_add_epi64(even, odd), fixes)};
+}
+// Lanes shifted by a count known only at run time (0 to 31).
+inline I32x4 shl_by(I32x4 a, int s) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(s))}; }
+inline I32x4 sar_by(I32x4 a, int s) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(s))}; }
+
 // Signed upper 32 bits of the 64-bit products a * b per lane: the unsigned products corrected
 // by b where a is negative and by a where b is negative.
 inline I32x4 mul_hi(I32x4 a, I32x4 b) {

@@ -33,7 +33,10 @@ ZEM_AVX2 inline I32x8 operator-(I32x8 a, I32x8 b) { return {_mm256_sub_epi32(a.v
 ZEM_AVX2 inline I32x8 operator&(I32x8 a, I32x8 b) { return {_mm256_and_si256(a.v, b.v)}; }
 ZEM_AVX2 inline I32x8 sar(I32x8 a, int s) { return {_mm256_srai_epi32(a.v, s)}; }
 ZEM_AVX2 inline I32x8 shl(I32x8 a, int s) { return {_mm256_slli_epi32(a.v, s)}; }
-// Arithmetic shift by a count known only at run time (0 to 31).
+// Shifts by a count known only at run time (0 to 31).
+ZEM_AVX2 inline I32x8 shl_by(I32x8 a, int s) {
+    return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(s))};
+}
 ZEM_AVX2 inline I32x8 sar_by(I32x8 a, int s) {
     return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(s))};
 }
@@ -72,11 +75,17 @@ ZEM_AVX2 inline I64x4 mul_even(I32x8 a, I32x8 b) { return {_mm256_mul_epi32(a.v,
 ZEM_AVX2 inline I64x4 operator+(I64x4 a, I64x4 b) { return {_mm256_add_epi64(a.v, b.v)}; }
 ZEM_AVX2 inline I64x4 operator-(I64x4 a, I64x4 b) { return {_mm256_sub_epi64(a.v, b.v)}; }
 ZEM_AVX2 inline I64x4 zero64x4() { return {_mm256_setzero_si256()}; }
+ZEM_AVX2 inline I64x4 splat64x4(int64_t x) { return {_mm256_set1_epi64x(x)}; }
+// a0 w0 + a1 w1, ..., a6 w6 + a7 w7, the products signed, in the four lanes modulo 2^64.
+ZEM_AVX2 inline I64x4 dot_pairs(I32x8 a, I32x8 w) {
+    return mul_even(a, w) + mul_even(odd_words(a), odd_words(w));
+}
 // The upper words of re and im interleaved: hi(re0), hi(im0), ..., hi(re3), hi(im3).
 ZEM_AVX2 inline I32x8 high_words(I64x4 re, I64x4 im) {
     return {_mm256_blend_epi32(_mm256_srli_epi64(re.v, 32), im.v, 0xAA)};
 }
-// The low words of a >> s (0 <= s <= 32; a logical shift, which gives the same low words).
+// The low words of a >> s (0 <= s <= 63; a logical shift, which for s <= 32 gives the low words
+// of the arithmetic one).
 ZEM_AVX2 inline I64x4 shr(I64x4 a, int s) { return {_mm256_srl_epi64(a.v, _mm_cvtsi32_si128(s))}; }
 // Low words of a and b interleaved: lo(a0), lo(b0), ..., lo(a3), lo(b3).
 ZEM_AVX2 inline I32x8 low_words(I64x4 a, I64x4 b) {

@@ -82,6 +82,37 @@ constexpr FixedRotations make_fixed_rotations() {
 }
 inline constexpr FixedRotations kFixedRotations = make_fixed_rotations();
 
+// Rotations of n pairs (a, b) = (in[2i], in[2i + 1]) by per-pair factors stored as pairs too:
+//   out[2i]     = (a pq[2i] + b pq[2i + 1] + 2^(shift - 1)) >> shift,
+//   out[2i + 1] = (a rt[2i] + b rt[2i + 1] + 2^(shift - 1)) >> shift,
+// the sums exact in 64 bits (factors within +-2^30) and the results wrapped to int32, for
+// 1 <= shift <= 62. Every sign
+// sits in the factors, so that no input needs negating. Scalar, SSE2 and AVX2 give the same
+// integers.
+struct FixedRotationKernels {
+    void (*rotate)(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt, int32_t n,
+                   int shift);
+};
+extern const FixedRotationKernels kFixedRotationScalar;
+extern const FixedRotationKernels kFixedRotationSse2;
+#if defined(__x86_64__)
+extern const FixedRotationKernels kFixedRotationAvx2;
+#endif
+const FixedRotationKernels& fixed_rotation_kernels();
+
+// The factors of n rotations in the kernels' layout.
+template <int N> struct FixedTurns {
+    int32_t pq[2 * N];
+    int32_t rt[2 * N];
+};
+template <int N>
+constexpr void set_turn(FixedTurns<N>& t, int i, int32_t p, int32_t q, int32_t r, int32_t s) {
+    t.pq[2 * i] = p;
+    t.pq[2 * i + 1] = q;
+    t.rt[2 * i] = r;
+    t.rt[2 * i + 1] = s;
+}
+
 // acc[i] += hi32(w[i] x[i]) for i < n, wrapping: the window stages' only loop. Scalar and SSE2
 // give the same integers.
 struct FixedWindowKernels {

@@ -22,6 +22,56 @@ namespace {
 
 const FixedRotations& R = kFixedRotations;
 
+// The complex value k of an analysis slot sits at pair analysis_pair(k) of the post-rotation's
+// output: the even values at the front, the odd ones from the back.
+constexpr int analysis_pair(int k) { return k % 2 == 0 ? k / 2 : 31 - k / 2; }
+
+struct AnalysisTurns {
+    FixedTurns<32> pre;  // of the pairs (u[32 - i], u[64 - i])
+    FixedTurns<32> post; // of the FFT's outputs in place
+    FixedTurns<32> real; // the real bank's turn of the same outputs
+};
+constexpr AnalysisTurns make_analysis_turns() {
+    AnalysisTurns t{};
+    for (int i = 0; i < 32; ++i) {
+        const Q30Pair q = R.quarter[i];
+        set_turn(t.pre, i, q.s, -q.c, q.c, q.s);
+        if (i < 16) {
+            const Q30Pair w = R.step[i];
+            set_turn(t.post, i, w.c, w.s, -w.s, w.c);
+        } else {
+            const Q30Pair w = R.step[32 - i];
+            set_turn(t.post, i, w.c, -w.s, -w.s, -w.c);
+        }
+        const Q30Pair l = R.lowPower[i];
+        set_turn(t.real, analysis_pair(i), l.c, l.s, -l.s, l.c);
+    }
+    return t;
+}
+constexpr AnalysisTurns kAnalysisTurns = make_analysis_turns();
+
+struct SynthesisTurns {
+    FixedTurns<64> quarter;  // the pre-rotation of both folds, twice pi (4i + 1)/256
+    FixedTurns<64> step;     // their post-rotation, twice pi r/64
+    FixedTurns<32> downPre;  // turned and conjugated
+    FixedTurns<64> downPost; // of which only the real parts count
+};
+constexpr SynthesisTurns make_synthesis_turns() {
+    SynthesisTurns t{};
+    for (int i = 0; i < 64; ++i) {
+        const Q30Pair q = R.quarter[i % 32], w = R.step[i % 32], d = R.downPost[i];
+        set_turn(t.quarter, i, q.c, q.s, -q.s, q.c);
+        set_turn(t.step, i, w.c, w.s, -w.s, w.c);
+        set_turn(t.downPost, i, d.c, d.s, -d.s, d.c);
+    }
+    for (int i = 0; i < 32; ++i) {
+        const Q30Pair d = R.downPre[i];
+        set_turn(t.downPre, i, d.c, d.s, d.s, -d.c);
+    }
+    return t;
+}
+constexpr SynthesisTurns kSynthesisTurns = make_synthesis_turns();
+
 // (re + i im)(c - i s) >> shift, rounded; the int32 results wrap.
 inline void rotate(int64_t re, int64_t im, Q30Pair w, int shift, int32_t* out) {
     const int64_t half = int64_t(1) << (shift - 1);
@@ -29,7 +79,7 @@ inline void rotate(int64_t re, int64_t im, Q30Pair w, int shift, int32_t* out) {
     out[1] = int32_t(uint32_t(uint64_t((im * w.c - re * w.s + half) >> shift)));
 }
 
-// 64 interleaved complex values X/128 of one analysis slot.
+// 32 complex values X/128 of one analysis slot, value k at pair analysis_pair(k).
 void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
     int32_t* d = fixed_delay(r);
     const int32_t index = line_index(r->index, 320, 32);
@@ -42,15 +92,15 @@ void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
                                           d + wrap_line(index + 32 * b, 320), 32);
     }
     u[64] = wrap_neg(u[0]);
-    int32_t z[64];
-    for (int i = 0; i < 32; ++i)
-        rotate(-int64_t(u[64 - i]), u[32 - i], R.quarter[i], 34, z + 2 * i);
-    fixed_fft_kernels().forward(z, 5, kFixedFft32.twiddle, kFixedFft32.swap);
-    for (int j = 0; j < 16; ++j) {
-        rotate(z[2 * j], z[2 * j + 1], R.step[j], 30, x + 4 * j);
-        const int32_t* o = z + 2 * (31 - j);
-        rotate(o[0], -int64_t(o[1]), R.step[j + 1], 30, x + 4 * j + 2);
+    int32_t pairs[64], z[64];
+    for (int i = 0; i < 32; ++i) {
+        pairs[2 * i] = u[32 - i];
+        pairs[2 * i + 1] = u[64 - i];
     }
+    const FixedRotationKernels& k = fixed_rotation_kernels();
+    k.rotate(z, pairs, kAnalysisTurns.pre.pq, kAnalysisTurns.pre.rt, 32, 34);
+    fixed_fft_kernels().forward(z, 5, kFixedFft32.twiddle, kFixedFft32.swap);
+    k.rotate(x, z, kAnalysisTurns.post.pq, kAnalysisTurns.post.rt, 32, 30);
     r->index = index == 0 ? 288 : index - 32;
 }
 
@@ -63,19 +113,23 @@ ZemStatus check_analysis(const void* pSrc, const void* pDst, int32_t numBands, v
     return numBands < 0 || numBands > 32 ? zemStatusBadSize : zemStatusOk;
 }
 
-// V (128 values) of the 64-band complex bank from a row of real and imaginary parts.
-void full_values(const int32_t* re, const int32_t* im, int32_t* v) {
-    int32_t c[64], s[64];
+// V (128 values) of the 64-band complex bank from a row of interleaved complex values.
+void full_values(const int32_t* row, int32_t* v) {
+    int32_t pairs[128], cs[128], p[128];
     for (int j = 0; j < 32; ++j) {
-        rotate(re[2 * j], re[63 - 2 * j], R.quarter[j], 34, c + 2 * j);
-        rotate(im[63 - 2 * j], im[2 * j], R.quarter[j], 34, s + 2 * j);
+        pairs[2 * j] = row[4 * j];
+        pairs[2 * j + 1] = row[2 * (63 - 2 * j)];
+        pairs[64 + 2 * j] = row[2 * (63 - 2 * j) + 1];
+        pairs[64 + 2 * j + 1] = row[4 * j + 1];
     }
-    fixed_fft_kernels().forward(c, 5, kFixedFft32.twiddle, kFixedFft32.swap);
-    fixed_fft_kernels().forward(s, 5, kFixedFft32.twiddle, kFixedFft32.swap);
+    const FixedRotationKernels& k = fixed_rotation_kernels();
+    k.rotate(cs, pairs, kSynthesisTurns.quarter.pq, kSynthesisTurns.quarter.rt, 64, 34);
+    fixed_fft_kernels().forward(cs, 5, kFixedFft32.twiddle, kFixedFft32.swap);
+    fixed_fft_kernels().forward(cs + 64, 5, kFixedFft32.twiddle, kFixedFft32.swap);
+    k.rotate(p, cs, kSynthesisTurns.step.pq, kSynthesisTurns.step.rt, 64, 30);
     for (int m = 0; m < 32; ++m) {
-        int32_t pc[2], ps[2];
-        rotate(c[2 * m], c[2 * m + 1], R.step[m], 30, pc);
-        rotate(s[2 * m], s[2 * m + 1], R.step[m], 30, ps);
+        const int32_t* pc = p + 2 * m;
+        const int32_t* ps = p + 64 + 2 * m;
         // C[2m] = Re Pc, C[63 - 2m] = -Im Pc; the DST-IV's odd outputs change sign.
         v[2 * m] = wrap_sub(ps[0], pc[0]);
         v[127 - 2 * m] = wrap_add(pc[0], ps[0]);
@@ -84,37 +138,26 @@ void full_values(const int32_t* re, const int32_t* im, int32_t* v) {
     }
 }
 
-// V (64 values) of the 32-band complex bank.
-void down_values(const int32_t* re, const int32_t* im, int32_t* v) {
-    int32_t z[128] = {};
-    for (int k = 0; k < 32; ++k) {
-        rotate(re[k], im[k], R.downPre[k], 34, z + 2 * k);
-        z[2 * k + 1] = wrap_neg(z[2 * k + 1]);
-    }
+// V (64 values) of the 32-band complex bank from a row of interleaved complex values.
+void down_values(const int32_t* row, int32_t* v) {
+    int32_t z[128] = {}, p[128];
+    const FixedRotationKernels& k = fixed_rotation_kernels();
+    k.rotate(z, row, kSynthesisTurns.downPre.pq, kSynthesisTurns.downPre.rt, 32, 34);
     fixed_fft_kernels().forward(z, 6, kFixedFft64.twiddle, kFixedFft64.swap);
-    for (int n = 0; n < 64; ++n) {
-        const Q30Pair w = R.downPost[n];
-        v[n] = int32_t(uint32_t(
-            uint64_t((int64_t(z[2 * n]) * w.c + int64_t(z[2 * n + 1]) * w.s + (1 << 29)) >> 30)));
-    }
+    k.rotate(p, z, kSynthesisTurns.downPost.pq, kSynthesisTurns.downPost.rt, 64, 30);
+    for (int n = 0; n < 64; ++n)
+        v[n] = p[2 * n];
 }
 
-// A complex row as separate real and imaginary parts.
-void split_row(const Zem32sc* x, int bands, int32_t* re, int32_t* im) {
-    for (int k = 0; k < bands; ++k) {
-        re[k] = x[k].re;
-        im[k] = x[k].im;
-    }
-}
+// A complex row as interleaved parts.
+static_assert(sizeof(Zem32sc) == 8);
+const int32_t* row_words(const Zem32sc* x) { return reinterpret_cast<const int32_t*>(x); }
 
-// A real row turned into the complex one whose complex bank gives the real bank's values.
-void low_power_row(const int32_t* x, int bands, int32_t* re, int32_t* im) {
-    for (int k = 0; k < bands; ++k) {
-        int32_t t[2];
-        rotate(x[k], 0, {R.lowPower[k].c, -R.lowPower[k].s}, 30, t);
-        re[k] = t[0];
-        im[k] = t[1];
-    }
+// A real row turned into the interleaved complex one whose complex bank gives the real bank's
+// values.
+void low_power_row(const int32_t* x, int bands, int32_t* row) {
+    for (int k = 0; k < bands; ++k)
+        rotate(x[k], 0, {R.lowPower[k].c, -R.lowPower[k].s}, 30, row + 2 * k);
 }
 
 // Enters V into the line of `line` values at the write position and sums the window's ten
@@ -160,8 +203,10 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBRHQ_32s32sc(const int32_t* pSrc, Zem32sc*
         return st;
     int32_t x[64];
     analysis_slot(pSrc, fixed_record(pSpec), x);
-    for (int k = 0; k < 32; ++k)
-        pDst[k] = k < numBands ? Zem32sc{x[2 * k], x[2 * k + 1]} : Zem32sc{0, 0};
+    for (int k = 0; k < 32; ++k) {
+        const int32_t* c = x + 2 * analysis_pair(k);
+        pDst[k] = k < numBands ? Zem32sc{c[0], c[1]} : Zem32sc{0, 0};
+    }
     return zemStatusOk;
 }
 
@@ -169,13 +214,11 @@ ZEM_API ZemStatus zemsAnalysisFilter_SBRLP_32s(const int32_t* pSrc, int32_t* pDs
                                                ZemSbrAnalysisSpec_32s* pSpec) {
     if (const ZemStatus st = check_analysis(pSrc, pDst, numBands, pSpec, Tag::SbrLpAnalysis))
         return st;
-    int32_t x[64];
+    int32_t x[64], t[64];
     analysis_slot(pSrc, fixed_record(pSpec), x);
-    for (int k = 0; k < 32; ++k) {
-        int32_t t[2];
-        rotate(x[2 * k], x[2 * k + 1], R.lowPower[k], 30, t);
-        pDst[k] = k < numBands ? t[0] : 0;
-    }
+    fixed_rotation_kernels().rotate(t, x, kAnalysisTurns.real.pq, kAnalysisTurns.real.rt, 32, 30);
+    for (int k = 0; k < 32; ++k)
+        pDst[k] = k < numBands ? t[2 * analysis_pair(k)] : 0;
     return zemStatusOk;
 }
 
@@ -184,9 +227,8 @@ ZEM_API ZemStatus zemsSynthesisFilter_SBRHQ_32sc32s(const Zem32sc* pSrc, int32_t
     if (const ZemStatus st =
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrHqSynthesis, Tag::SbrHqSynthesis))
         return st;
-    int32_t re[64], im[64], v[128];
-    split_row(pSrc, 64, re, im);
-    full_values(re, im, v);
+    int32_t v[128];
+    full_values(row_words(pSrc), v);
     synthesis_output(fixed_record(pSpec), v, 64, pDst);
     return zemStatusOk;
 }
@@ -196,9 +238,9 @@ ZEM_API ZemStatus zemsSynthesisFilter_SBRLP_32s(const int32_t* pSrc, int32_t* pD
     if (const ZemStatus st =
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrLpSynthesis, Tag::SbrLpSynthesis))
         return st;
-    int32_t re[64], im[64], v[128];
-    low_power_row(pSrc, 64, re, im);
-    full_values(re, im, v);
+    int32_t row[128], v[128];
+    low_power_row(pSrc, 64, row);
+    full_values(row, v);
     synthesis_output(fixed_record(pSpec), v, 64, pDst);
     return zemStatusOk;
 }
@@ -208,9 +250,8 @@ ZEM_API ZemStatus zemsSynthesisDownFilter_SBRHQ_32sc32s(const Zem32sc* pSrc, int
     if (const ZemStatus st =
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrHqSynthesisDown, Tag::SbrHqSynthesis))
         return st;
-    int32_t re[32], im[32], v[64];
-    split_row(pSrc, 32, re, im);
-    down_values(re, im, v);
+    int32_t v[64];
+    down_values(row_words(pSrc), v);
     synthesis_output(fixed_record(pSpec), v, 32, pDst);
     return zemStatusOk;
 }
@@ -220,9 +261,9 @@ ZEM_API ZemStatus zemsSynthesisDownFilter_SBRLP_32s(const int32_t* pSrc, int32_t
     if (const ZemStatus st =
             check_synthesis(pSrc, pDst, pSpec, Tag::SbrLpSynthesisDown, Tag::SbrLpSynthesis))
         return st;
-    int32_t re[32], im[32], v[64];
-    low_power_row(pSrc, 32, re, im);
-    down_values(re, im, v);
+    int32_t row[64], v[64];
+    low_power_row(pSrc, 32, row);
+    down_values(row, v);
     synthesis_output(fixed_record(pSpec), v, 32, pDst);
     return zemStatusOk;
 }

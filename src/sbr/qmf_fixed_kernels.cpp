@@ -30,7 +30,63 @@ ZEM_AVX2 void accumulate_avx2(int32_t* acc, const int32_t* w, const int32_t* x, 
 }
 #endif
 
+void rotate_scalar(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt, int32_t n,
+                   int shift) {
+    const int64_t half = int64_t(1) << (shift - 1);
+    for (int32_t i = 0; i < n; ++i) {
+        const int64_t a = in[2 * i], b = in[2 * i + 1];
+        out[2 * i] =
+            int32_t(uint32_t(uint64_t((a * pq[2 * i] + b * pq[2 * i + 1] + half) >> shift)));
+        out[2 * i + 1] =
+            int32_t(uint32_t(uint64_t((a * rt[2 * i] + b * rt[2 * i + 1] + half) >> shift)));
+    }
+}
+
+// The low words of the 64-bit sums shifted right are their bits from `shift` up, with zeros
+// above bit 63 where shift > 32; shifting up and back sign-extends those.
+void rotate_sse2(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt, int32_t n,
+                 int shift) {
+    const simd::U64x2 half = simd::splat64(int64_t(1) << (shift - 1));
+    const int extra = shift > 32 ? shift - 32 : 0;
+    int32_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        const simd::I32x4 x = simd::load(in + 2 * i);
+        const simd::U64x2 re = simd::dot_pairs(x, simd::load(pq + 2 * i)) + half;
+        const simd::U64x2 im = simd::dot_pairs(x, simd::load(rt + 2 * i)) + half;
+        const simd::I32x4 y = simd::low_words(simd::shr_by(re, shift), simd::shr_by(im, shift));
+        simd::store(out + 2 * i, simd::sar_by(simd::shl_by(y, extra), extra));
+    }
+    rotate_scalar(out + 2 * i, in + 2 * i, pq + 2 * i, rt + 2 * i, n - i, shift);
+}
+
+#if ZEM_HAS_AVX2_KERNELS
+ZEM_AVX2 void rotate_avx2(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt,
+                          int32_t n, int shift) {
+    const simd::I64x4 half = simd::splat64x4(int64_t(1) << (shift - 1));
+    const int extra = shift > 32 ? shift - 32 : 0;
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const simd::I32x8 x = simd::load8(in + 2 * i);
+        const simd::I64x4 re = simd::dot_pairs(x, simd::load8(pq + 2 * i)) + half;
+        const simd::I64x4 im = simd::dot_pairs(x, simd::load8(rt + 2 * i)) + half;
+        const simd::I32x8 y = simd::low_words(simd::shr(re, shift), simd::shr(im, shift));
+        simd::store(out + 2 * i, simd::sar_by(simd::shl_by(y, extra), extra));
+    }
+    rotate_sse2(out + 2 * i, in + 2 * i, pq + 2 * i, rt + 2 * i, n - i, shift);
+}
+#endif
+
 } // namespace
+
+const FixedRotationKernels kFixedRotationScalar = {rotate_scalar};
+const FixedRotationKernels kFixedRotationSse2 = {rotate_sse2};
+#if ZEM_HAS_AVX2_KERNELS
+const FixedRotationKernels kFixedRotationAvx2 = {rotate_avx2};
+#endif
+
+const FixedRotationKernels& fixed_rotation_kernels() {
+    return ZEM_CHOSEN_KERNELS(kFixedRotationSse2, kFixedRotationAvx2);
+}
 
 const FixedWindowKernels kFixedWindowScalar = {accumulate_scalar};
 const FixedWindowKernels kFixedWindowSse2 = {accumulate_sse2};
