@@ -238,6 +238,22 @@ TEST(SbrFixedBanks, WindowKernelsAgree) {
             k.accumulate(b.data(), w.data(), x.data(), n);
             EXPECT_EQ(a, b) << n;
         }
+        // Ten blocks of 67 at their own places, summed over 0, 1, 5 and 10 of them.
+        const std::vector<int32_t> wl = signal(670, 2e9, false, 14),
+                                   xl = signal(670, 2e9, false, 15);
+        const int32_t* wb[10];
+        const int32_t* xb[10];
+        for (int b = 0; b < 10; ++b) {
+            wb[b] = wl.data() + 67 * b;
+            xb[b] = xl.data() + 67 * ((3 * b + 1) % 10) + b % 3;
+        }
+        for (int32_t blocks : {0, 1, 5, 10})
+            for (int32_t n : {0, 3, 7, 32, 64}) {
+                std::vector<int32_t> a = signal(67, 2e9, false, 16), b = a;
+                zem::sbr::kFixedWindowScalar.accumulate_blocks(a.data(), wb, xb, blocks, n);
+                k.accumulate_blocks(b.data(), wb, xb, blocks, n);
+                EXPECT_EQ(a, b) << blocks << ' ' << n;
+            }
     }
 }
 

@@ -85,12 +85,18 @@ void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
     const int32_t index = line_index(r->index, 320, 32);
     for (int j = 0; j < 32; ++j)
         d[index + j] = src[31 - j];
-    // Blocks of 32 from multiples of 32 never straddle the line's end.
-    int32_t u[65] = {};
+    // Blocks of 32 from multiples of 32 never straddle the line's end; the even blocks sum
+    // into u[0, 32), the odd ones into u[32, 64).
+    const int32_t* wb[10];
+    const int32_t* xb[10];
     for (int b = 0; b < 10; ++b) {
-        fixed_window_kernels().accumulate(u + 32 * (b & 1), kFixedWindows.even + 32 * b,
-                                          d + wrap_line(index + 32 * b, 320), 32);
+        wb[b / 2 + 5 * (b & 1)] = kFixedWindows.even + 32 * b;
+        xb[b / 2 + 5 * (b & 1)] = d + wrap_line(index + 32 * b, 320);
     }
+    int32_t u[65] = {};
+    const FixedWindowKernels& windows = fixed_window_kernels();
+    windows.accumulate_blocks(u, wb, xb, 5, 32);
+    windows.accumulate_blocks(u + 32, wb + 5, xb + 5, 5, 32);
     u[64] = wrap_neg(u[0]);
     int32_t pairs[64], z[64];
     for (int i = 0; i < 32; ++i) {
@@ -172,14 +178,24 @@ void synthesis_output(FixedRecord* r, const int32_t* v, int bands, int32_t* y) {
     const int32_t* w = bands == 64 ? kFixedWindows.full : kFixedWindows.even;
     for (int n = 0; n < bands; ++n)
         y[n] = 0;
+    // At most one block straddles the line's end; the others go together.
+    const FixedWindowKernels& k = fixed_window_kernels();
+    const int32_t* wb[10];
+    const int32_t* xb[10];
+    int32_t whole = 0;
     for (int i = 0; i < 10; ++i) {
         const int32_t start = wrap_line(index + output_offset(i, bands), line);
-        const int32_t before = line - start < bands ? line - start : bands; // up to the line's end
         const int32_t* wi = w + bands * i;
-        fixed_window_kernels().accumulate(y, wi, d + start, before);
-        fixed_window_kernels().accumulate(y + before, wi + before, d + start + before - line,
-                                          bands - before);
+        if (line - start >= bands) {
+            wb[whole] = wi;
+            xb[whole++] = d + start;
+            continue;
+        }
+        const int32_t before = line - start; // up to the line's end
+        k.accumulate(y, wi, d + start, before);
+        k.accumulate(y + before, wi + before, d + start + before - line, bands - before);
     }
+    k.accumulate_blocks(y, wb, xb, whole, bands);
     r->index = index - 2 * bands < 0 ? index - 2 * bands + line : index - 2 * bands;
 }
 

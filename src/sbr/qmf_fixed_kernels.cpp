@@ -20,7 +20,45 @@ void accumulate_sse2(int32_t* acc, const int32_t* w, const int32_t* x, int32_t n
     accumulate_scalar(acc + i, w + i, x + i, n - i);
 }
 
+void accumulate_blocks_scalar(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                              int32_t blocks, int32_t n) {
+    for (int32_t b = 0; b < blocks; ++b)
+        accumulate_scalar(acc, w[b], x[b], n);
+}
+
+void accumulate_blocks_sse2(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                            int32_t blocks, int32_t n) {
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        simd::I32x4 s = simd::load(acc + i);
+        for (int32_t b = 0; b < blocks; ++b)
+            s = s + simd::mul_hi(simd::load(w[b] + i), simd::load(x[b] + i));
+        simd::store(acc + i, s);
+    }
+    for (int32_t b = 0; b < blocks; ++b)
+        accumulate_scalar(acc + i, w[b] + i, x[b] + i, n - i);
+}
+
 #if ZEM_HAS_AVX2_KERNELS
+ZEM_AVX2 void accumulate_blocks_avx2(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                                     int32_t blocks, int32_t n) {
+    int32_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        simd::I32x8 s = simd::load8(acc + i);
+        for (int32_t b = 0; b < blocks; ++b)
+            s = s + simd::mul_hi(simd::load8(w[b] + i), simd::load8(x[b] + i));
+        simd::store(acc + i, s);
+    }
+    for (; i + 4 <= n; i += 4) {
+        simd::I32x4 s = simd::load(acc + i);
+        for (int32_t b = 0; b < blocks; ++b)
+            s = s + simd::mul_hi(simd::load(w[b] + i), simd::load(x[b] + i));
+        simd::store(acc + i, s);
+    }
+    for (int32_t b = 0; b < blocks; ++b)
+        accumulate_scalar(acc + i, w[b] + i, x[b] + i, n - i);
+}
+
 ZEM_AVX2 void accumulate_avx2(int32_t* acc, const int32_t* w, const int32_t* x, int32_t n) {
     int32_t i = 0;
     for (; i + 8 <= n; i += 8)
@@ -88,10 +126,10 @@ const FixedRotationKernels& fixed_rotation_kernels() {
     return ZEM_CHOSEN_KERNELS(kFixedRotationSse2, kFixedRotationAvx2);
 }
 
-const FixedWindowKernels kFixedWindowScalar = {accumulate_scalar};
-const FixedWindowKernels kFixedWindowSse2 = {accumulate_sse2};
+const FixedWindowKernels kFixedWindowScalar = {accumulate_scalar, accumulate_blocks_scalar};
+const FixedWindowKernels kFixedWindowSse2 = {accumulate_sse2, accumulate_blocks_sse2};
 #if ZEM_HAS_AVX2_KERNELS
-const FixedWindowKernels kFixedWindowAvx2 = {accumulate_avx2};
+const FixedWindowKernels kFixedWindowAvx2 = {accumulate_avx2, accumulate_blocks_avx2};
 #endif
 
 const FixedWindowKernels& fixed_window_kernels() {
