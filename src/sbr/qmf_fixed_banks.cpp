@@ -55,6 +55,7 @@ struct SynthesisTurns {
     FixedTurns<64> step;     // their post-rotation, twice pi r/64
     FixedTurns<32> downPre;  // turned and conjugated
     FixedTurns<64> downPost; // of which only the real parts count
+    FixedTurns<64> lowPower; // of the real banks' rows, as pairs (x, 0)
 };
 constexpr SynthesisTurns make_synthesis_turns() {
     SynthesisTurns t{};
@@ -63,6 +64,7 @@ constexpr SynthesisTurns make_synthesis_turns() {
         set_turn(t.quarter, i, q.c, q.s, -q.s, q.c);
         set_turn(t.step, i, w.c, w.s, -w.s, w.c);
         set_turn(t.downPost, i, d.c, d.s, -d.s, d.c);
+        set_turn(t.lowPower, i, R.lowPower[i].c, 0, R.lowPower[i].s, 0);
     }
     for (int i = 0; i < 32; ++i) {
         const Q30Pair d = R.downPre[i];
@@ -71,13 +73,6 @@ constexpr SynthesisTurns make_synthesis_turns() {
     return t;
 }
 constexpr SynthesisTurns kSynthesisTurns = make_synthesis_turns();
-
-// (re + i im)(c - i s) >> shift, rounded; the int32 results wrap.
-inline void rotate(int64_t re, int64_t im, Q30Pair w, int shift, int32_t* out) {
-    const int64_t half = int64_t(1) << (shift - 1);
-    out[0] = int32_t(uint32_t(uint64_t((re * w.c + im * w.s + half) >> shift)));
-    out[1] = int32_t(uint32_t(uint64_t((im * w.c - re * w.s + half) >> shift)));
-}
 
 // 32 complex values X/128 of one analysis slot, value k at pair analysis_pair(k).
 void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
@@ -162,8 +157,13 @@ const int32_t* row_words(const Zem32sc* x) { return reinterpret_cast<const int32
 // A real row turned into the interleaved complex one whose complex bank gives the real bank's
 // values.
 void low_power_row(const int32_t* x, int bands, int32_t* row) {
-    for (int k = 0; k < bands; ++k)
-        rotate(x[k], 0, {R.lowPower[k].c, -R.lowPower[k].s}, 30, row + 2 * k);
+    int32_t pairs[128];
+    for (int k = 0; k < bands; ++k) {
+        pairs[2 * k] = x[k];
+        pairs[2 * k + 1] = 0;
+    }
+    fixed_rotation_kernels().rotate(row, pairs, kSynthesisTurns.lowPower.pq,
+                                    kSynthesisTurns.lowPower.rt, bands, 30);
 }
 
 // Enters V into the line of `line` values at the write position and sums the window's ten
