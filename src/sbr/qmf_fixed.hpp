@@ -114,12 +114,12 @@ constexpr void set_turn(FixedTurns<N>& t, int i, int32_t p, int32_t q, int32_t r
 }
 
 // The window stages' loops, all sums wrapping: accumulate adds hi32(w[i] x[i]) to acc[i] for
-// i < n; accumulate_blocks adds the sum over b < blocks of hi32(w[b][i] x[b][i]), with the sums
-// kept in registers. Scalar, SSE2 and AVX2 give the same integers.
+// i < n; sum_blocks sets acc[i] to the sum over b < blocks of hi32(w[b][i] x[b][i]), kept in
+// registers. Scalar, SSE2 and AVX2 give the same integers.
 struct FixedWindowKernels {
     void (*accumulate)(int32_t* acc, const int32_t* w, const int32_t* x, int32_t n);
-    void (*accumulate_blocks)(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
-                              int32_t blocks, int32_t n);
+    void (*sum_blocks)(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                       int32_t blocks, int32_t n);
 };
 extern const FixedWindowKernels kFixedWindowScalar;
 extern const FixedWindowKernels kFixedWindowSse2;

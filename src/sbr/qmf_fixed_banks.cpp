@@ -88,10 +88,10 @@ void analysis_slot(const int32_t* src, FixedRecord* r, int32_t* x) {
         wb[b / 2 + 5 * (b & 1)] = kFixedWindows.even + 32 * b;
         xb[b / 2 + 5 * (b & 1)] = d + wrap_line(index + 32 * b, 320);
     }
-    int32_t u[65] = {};
+    int32_t u[65];
     const FixedWindowKernels& windows = fixed_window_kernels();
-    windows.accumulate_blocks(u, wb, xb, 5, 32);
-    windows.accumulate_blocks(u + 32, wb + 5, xb + 5, 5, 32);
+    windows.sum_blocks(u, wb, xb, 5, 32);
+    windows.sum_blocks(u + 32, wb + 5, xb + 5, 5, 32);
     u[64] = wrap_neg(u[0]);
     int32_t pairs[64], z[64];
     for (int i = 0; i < 32; ++i) {
@@ -176,26 +176,28 @@ void synthesis_output(FixedRecord* r, const int32_t* v, int bands, int32_t* y) {
     std::copy(v, v + first, d + index);
     std::copy(v + first, v + 2 * bands, d);
     const int32_t* w = bands == 64 ? kFixedWindows.full : kFixedWindows.even;
-    for (int n = 0; n < bands; ++n)
-        y[n] = 0;
-    // At most one block straddles the line's end; the others go together.
-    const FixedWindowKernels& k = fixed_window_kernels();
+    // At most one block straddles the line's end; the others go together, and that one after.
     const int32_t* wb[10];
     const int32_t* xb[10];
-    int32_t whole = 0;
+    int32_t whole = 0, straddling = -1;
     for (int i = 0; i < 10; ++i) {
         const int32_t start = wrap_line(index + output_offset(i, bands), line);
-        const int32_t* wi = w + bands * i;
         if (line - start >= bands) {
-            wb[whole] = wi;
+            wb[whole] = w + bands * i;
             xb[whole++] = d + start;
-            continue;
+        } else {
+            straddling = i;
         }
+    }
+    const FixedWindowKernels& k = fixed_window_kernels();
+    k.sum_blocks(y, wb, xb, whole, bands);
+    if (straddling >= 0) {
+        const int32_t start = wrap_line(index + output_offset(straddling, bands), line);
         const int32_t before = line - start; // up to the line's end
+        const int32_t* wi = w + bands * straddling;
         k.accumulate(y, wi, d + start, before);
         k.accumulate(y + before, wi + before, d + start + before - line, bands - before);
     }
-    k.accumulate_blocks(y, wb, xb, whole, bands);
     r->index = index - 2 * bands < 0 ? index - 2 * bands + line : index - 2 * bands;
 }
 

@@ -20,43 +20,51 @@ void accumulate_sse2(int32_t* acc, const int32_t* w, const int32_t* x, int32_t n
     accumulate_scalar(acc + i, w + i, x + i, n - i);
 }
 
-void accumulate_blocks_scalar(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
-                              int32_t blocks, int32_t n) {
-    for (int32_t b = 0; b < blocks; ++b)
-        accumulate_scalar(acc, w[b], x[b], n);
+// Lanes `from` to n of sum_blocks, one at a time.
+void sum_blocks_scalar_from(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                            int32_t blocks, int32_t from, int32_t n) {
+    for (int32_t i = from; i < n; ++i) {
+        int32_t s = 0;
+        for (int32_t b = 0; b < blocks; ++b)
+            s = wrap_add(s, mul_hi32(w[b][i], x[b][i]));
+        acc[i] = s;
+    }
 }
 
-void accumulate_blocks_sse2(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
-                            int32_t blocks, int32_t n) {
-    int32_t i = 0;
+void sum_blocks_scalar(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                       int32_t blocks, int32_t n) {
+    sum_blocks_scalar_from(acc, w, x, blocks, 0, n);
+}
+
+// Lanes `from` to n in fours, then one at a time.
+void sum_blocks_sse2_from(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                          int32_t blocks, int32_t from, int32_t n) {
+    int32_t i = from;
     for (; i + 4 <= n; i += 4) {
-        simd::I32x4 s = simd::load(acc + i);
+        simd::I32x4 s = simd::splat(0);
         for (int32_t b = 0; b < blocks; ++b)
             s = s + simd::mul_hi(simd::load(w[b] + i), simd::load(x[b] + i));
         simd::store(acc + i, s);
     }
-    for (int32_t b = 0; b < blocks; ++b)
-        accumulate_scalar(acc + i, w[b] + i, x[b] + i, n - i);
+    sum_blocks_scalar_from(acc, w, x, blocks, i, n);
+}
+
+void sum_blocks_sse2(int32_t* acc, const int32_t* const* w, const int32_t* const* x, int32_t blocks,
+                     int32_t n) {
+    sum_blocks_sse2_from(acc, w, x, blocks, 0, n);
 }
 
 #if ZEM_HAS_AVX2_KERNELS
-ZEM_AVX2 void accumulate_blocks_avx2(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
-                                     int32_t blocks, int32_t n) {
+ZEM_AVX2 void sum_blocks_avx2(int32_t* acc, const int32_t* const* w, const int32_t* const* x,
+                              int32_t blocks, int32_t n) {
     int32_t i = 0;
     for (; i + 8 <= n; i += 8) {
-        simd::I32x8 s = simd::load8(acc + i);
+        simd::I32x8 s = simd::splat8(0);
         for (int32_t b = 0; b < blocks; ++b)
             s = s + simd::mul_hi(simd::load8(w[b] + i), simd::load8(x[b] + i));
         simd::store(acc + i, s);
     }
-    for (; i + 4 <= n; i += 4) {
-        simd::I32x4 s = simd::load(acc + i);
-        for (int32_t b = 0; b < blocks; ++b)
-            s = s + simd::mul_hi(simd::load(w[b] + i), simd::load(x[b] + i));
-        simd::store(acc + i, s);
-    }
-    for (int32_t b = 0; b < blocks; ++b)
-        accumulate_scalar(acc + i, w[b] + i, x[b] + i, n - i);
+    sum_blocks_sse2_from(acc, w, x, blocks, i, n);
 }
 
 ZEM_AVX2 void accumulate_avx2(int32_t* acc, const int32_t* w, const int32_t* x, int32_t n) {
@@ -126,10 +134,10 @@ const FixedRotationKernels& fixed_rotation_kernels() {
     return ZEM_CHOSEN_KERNELS(kFixedRotationSse2, kFixedRotationAvx2);
 }
 
-const FixedWindowKernels kFixedWindowScalar = {accumulate_scalar, accumulate_blocks_scalar};
-const FixedWindowKernels kFixedWindowSse2 = {accumulate_sse2, accumulate_blocks_sse2};
+const FixedWindowKernels kFixedWindowScalar = {accumulate_scalar, sum_blocks_scalar};
+const FixedWindowKernels kFixedWindowSse2 = {accumulate_sse2, sum_blocks_sse2};
 #if ZEM_HAS_AVX2_KERNELS
-const FixedWindowKernels kFixedWindowAvx2 = {accumulate_avx2, accumulate_blocks_avx2};
+const FixedWindowKernels kFixedWindowAvx2 = {accumulate_avx2, sum_blocks_avx2};
 #endif
 
 const FixedWindowKernels& fixed_window_kernels() {
