@@ -282,6 +282,14 @@ TEST(SbrFixedBanks, RotationKernelsAgree) {
                              rt.data() + start, n, shift);
                     EXPECT_EQ(a, b) << shift << ' ' << start << ' ' << n;
                 }
+    for (const auto& k :
+         ZEMTEST_SIMD_KERNELS(zem::sbr::kFixedRotationSse2, zem::sbr::kFixedRotationAvx2))
+        for (int start : {0, 1, 2, 3}) {
+            std::vector<int32_t> a(128, 7), b = a;
+            zem::sbr::kFixedRotationScalar.fold(a.data(), in.data() + start);
+            k.fold(b.data(), in.data() + start);
+            EXPECT_EQ(a, b) << start;
+        }
 }
 
 } // namespace

@@ -86,12 +86,14 @@ inline constexpr FixedRotations kFixedRotations = make_fixed_rotations();
 //   out[2i]     = (a pq[2i] + b pq[2i + 1] + 2^(shift - 1)) >> shift,
 //   out[2i + 1] = (a rt[2i] + b rt[2i + 1] + 2^(shift - 1)) >> shift,
 // the sums exact in 64 bits (factors within +-2^30) and the results wrapped to int32, for
-// 1 <= shift <= 62. Every sign
-// sits in the factors, so that no input needs negating. Scalar, SSE2 and AVX2 give the same
-// integers.
+// 1 <= shift <= 62. Every sign sits in the factors, so that no input needs negating. fold
+// gathers the 64-band synthesis' pairs from a row of 64 interleaved complex values:
+// (re[2j], re[63 - 2j]) to pairs[2j, 2j + 1] and (im[63 - 2j], im[2j]) to pairs[64 + 2j,
+// 65 + 2j], for j < 32. Scalar, SSE2 and AVX2 give the same integers.
 struct FixedRotationKernels {
     void (*rotate)(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt, int32_t n,
                    int shift);
+    void (*fold)(int32_t* pairs, const int32_t* row);
 };
 extern const FixedRotationKernels kFixedRotationScalar;
 extern const FixedRotationKernels kFixedRotationSse2;

@@ -117,13 +117,8 @@ ZemStatus check_analysis(const void* pSrc, const void* pDst, int32_t numBands, v
 // V (128 values) of the 64-band complex bank from a row of interleaved complex values.
 void full_values(const int32_t* row, int32_t* v) {
     int32_t pairs[128], cs[128], p[128];
-    for (int j = 0; j < 32; ++j) {
-        pairs[2 * j] = row[4 * j];
-        pairs[2 * j + 1] = row[2 * (63 - 2 * j)];
-        pairs[64 + 2 * j] = row[2 * (63 - 2 * j) + 1];
-        pairs[64 + 2 * j + 1] = row[4 * j + 1];
-    }
     const FixedRotationKernels& k = fixed_rotation_kernels();
+    k.fold(pairs, row);
     k.rotate(cs, pairs, kSynthesisTurns.quarter.pq, kSynthesisTurns.quarter.rt, 64, 34);
     fixed_fft_kernels().forward(cs, 5, kFixedFft32.twiddle, kFixedFft32.swap);
     fixed_fft_kernels().forward(cs + 64, 5, kFixedFft32.twiddle, kFixedFft32.swap);

@@ -88,6 +88,29 @@ void rotate_scalar(int32_t* out, const int32_t* in, const int32_t* pq, const int
     }
 }
 
+void fold_scalar(int32_t* pairs, const int32_t* row) {
+    for (int j = 0; j < 32; ++j) {
+        pairs[2 * j] = row[4 * j];
+        pairs[2 * j + 1] = row[2 * (63 - 2 * j)];
+        pairs[64 + 2 * j] = row[2 * (63 - 2 * j) + 1];
+        pairs[64 + 2 * j + 1] = row[4 * j + 1];
+    }
+}
+
+// Two j at a time: the complex values 2j and 2j + 2 from the front, 63 - 2j and 61 - 2j from
+// the back, their real parts paired one way and their imaginary parts the other.
+void fold_sse2(int32_t* pairs, const int32_t* row) {
+    for (int j = 0; j < 32; j += 2) {
+        const simd::I32x4 front =
+            simd::concat_lo(simd::load(row + 4 * j), simd::load(row + 4 * j + 4));
+        const simd::I32x4 back =
+            simd::concat_hi(simd::load(row + 124 - 4 * j), simd::load(row + 120 - 4 * j));
+        const simd::I32x4 e = simd::even_then_odd(front), o = simd::even_then_odd(back);
+        simd::store(pairs + 2 * j, simd::interleave_lo(e, o));
+        simd::store(pairs + 64 + 2 * j, simd::interleave_hi(o, e));
+    }
+}
+
 // The low words of the 64-bit sums shifted right are their bits from `shift` up, with zeros
 // above bit 63 where shift > 32; shifting up and back sign-extends those.
 void rotate_sse2(int32_t* out, const int32_t* in, const int32_t* pq, const int32_t* rt, int32_t n,
@@ -124,10 +147,10 @@ ZEM_AVX2 void rotate_avx2(int32_t* out, const int32_t* in, const int32_t* pq, co
 
 } // namespace
 
-const FixedRotationKernels kFixedRotationScalar = {rotate_scalar};
-const FixedRotationKernels kFixedRotationSse2 = {rotate_sse2};
+const FixedRotationKernels kFixedRotationScalar = {rotate_scalar, fold_scalar};
+const FixedRotationKernels kFixedRotationSse2 = {rotate_sse2, fold_sse2};
 #if ZEM_HAS_AVX2_KERNELS
-const FixedRotationKernels kFixedRotationAvx2 = {rotate_avx2};
+const FixedRotationKernels kFixedRotationAvx2 = {rotate_avx2, fold_sse2};
 #endif
 
 const FixedRotationKernels& fixed_rotation_kernels() {
