@@ -152,6 +152,7 @@ class Encoder {
     // busy music; this is the time-domain look that block switching needs against pre-echo.
     bool transient(long g, int ch) {
         constexpr int kBlock = 64, kHistory = 8, kBlocks = kHistory + 9;
+        static_assert(kBlocks * kBlock + 2 <= kWindowSamples);
         int stride = 1;
         const int16_t* x =
             read(576 * g - 240 - kHistory * kBlock - 2, ch, kBlocks * kBlock + 2, window_, stride);
@@ -424,7 +425,8 @@ class Encoder {
     ZemMp3HeaderRec header_{};
     std::unique_ptr<FrameWriter> writer_;
     std::vector<uint8_t> work_, main_;
-    int16_t window_[1056];
+    static constexpr int kWindowSamples = 1152; // the longest span read: the attack detector's
+    int16_t window_[kWindowSamples];
     int32_t sub_[576];
     Coded coded_[2][2];
     IntensityStart intensity_{-1, -1};
