@@ -156,10 +156,12 @@ ZEM_API ZemStatus zemsAnalysisPQMF_MP3_16s32s(const int16_t* pSrc, int32_t* pDst
     using namespace simd;
     const int16_t* s = pSrc;
     alignas(16) int16_t own[512];
-    if (numCh == 2) {
-        for (int m = 0; m < 512; m += 8)
+    if (numCh == 2) { // the last eight apart: a vector load would read past pSrc[1022]
+        for (int m = 0; m < 504; m += 8)
             store_words(own + m,
                         even_words(load_words(pSrc + 2 * m), load_words(pSrc + 2 * m + 8)));
+        for (int m = 504; m < 512; ++m)
+            own[m] = pSrc[2 * m];
         s = own;
     }
     int32_t y[64];
