@@ -4,6 +4,7 @@
 // stereo reconstruction (mono pass-through, IID level ratios, ICC coherence, IPD/OPD phases).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -19,13 +20,7 @@
 namespace zemdec {
 
 struct PsDecoderProbe {
-    static int num_env(const PsDecoder& d) { return d.cur_.numEnv; }
-    static int border(const PsDecoder& d, int e) { return d.cur_.border[e]; }
-    static int iid(const PsDecoder& d, int e, int b) { return d.cur_.iid[e][b]; }
-    static int icc(const PsDecoder& d, int e, int b) { return d.cur_.icc[e][b]; }
-    static int ipd(const PsDecoder& d, int e, int b) { return d.cur_.ipd[e][b]; }
-    static int opd(const PsDecoder& d, int e, int b) { return d.cur_.opd[e][b]; }
-    static bool ipd_opd(const PsDecoder& d) { return d.cur_.ipdOpd; }
+    static const auto& cur(const PsDecoder& d) { return d.cur_; }
     static bool same_state(const PsDecoder& a, const PsDecoder& b) {
         const auto &p = a.cur_, &q = b.cur_;
         const auto &g = a.header_, &h = b.header_;
@@ -46,10 +41,8 @@ struct PsDecoderProbe {
 namespace {
 
 using zemdec::BitReader;
-using zemdec::HuffmanCode;
 using zemdec::PsDecoder;
 using P = zemdec::PsDecoderProbe;
-using zemtest::Bits;
 using zemtest::Frame;
 using zemtest::Values;
 using zemtest::write;
@@ -63,62 +56,45 @@ Values random_values(std::mt19937& rng, int envs, int bands, int lo, int hi) {
     return v;
 }
 
+// Has ps read f as written, with `extra` bits more (or fewer) in the extension than the frame
+// takes and the payload cut to `cut` bytes (0: whole). A frame taken leaves the reader at its
+// end, one refused at the end of the extension.
+bool feed(PsDecoder& ps, const Frame& f, int extra = 0, int cut = 0) {
+    const zemtest::BitBuilder w = write(f);
+    std::vector<uint8_t> data = w.bytes();
+    if (cut)
+        data.resize(std::size_t(cut));
+    const int bits = int(w.bit_count()), left = bits + extra;
+    BitReader br(data.data(), int(data.size()));
+    const bool ok = ps.read(br, left);
+    EXPECT_EQ(br.position(), ok ? bits : left);
+    return ok;
+}
+
 struct ParseCase {
     const char* name;
     int iidMode, iccMode, frameClass, envIdx;
     std::vector<int> borders;
-    std::vector<bool> dt; // per envelope, for every parameter
+    const char* dt; // per envelope, for every parameter: '1' time, '0' frequency differences
     bool ipdOpd;
-    std::vector<int> expectBorders; // after the frame's end was filled in
+    std::vector<int> ends; // the envelopes' ends after the frame's end was filled in
 };
 
 TEST(PsParse, RoundTrips) {
     const ParseCase cases[] = {
-        {"20 bands, one envelope, df", 1, 1, 0, 1, {}, {false}, false, {-1, 31}},
-        {"10 bands, two fixed envelopes, dt", 0, 0, 0, 2, {}, {false, true}, false, {-1, 15, 31}},
-        {"34 bands, four fixed envelopes",
-         2,
-         2,
-         0,
-         3,
-         {},
-         {false, true, false, true},
-         false,
-         {-1, 7, 15, 23, 31}},
-        {"fine IID, 34 bands, variable borders, end appended",
-         5,
-         2,
-         1,
-         1,
-         {7, 20},
-         {false, true},
-         false,
-         {-1, 7, 20, 31}},
-        {"fine IID, 20 bands, mixing B, border at the end",
-         4,
-         4,
-         1,
-         2,
-         {0, 9, 31},
-         {true, false, true},
-         false,
-         {-1, 0, 9, 31}},
-        {"IPD/OPD, 11 bands", 1, 1, 1, 2, {3, 10, 31}, {false, true, true}, true, {-1, 3, 10, 31}},
-        {"IPD/OPD, 17 bands, escaped extension size",
-         2,
-         5,
-         0,
-         3,
-         {},
-         {false, true, true, true},
-         true,
-         {-1, 7, 15, 23, 31}},
-        {"IPD/OPD, 5 bands", 3, 0, 1, 0, {12}, {true}, true, {-1, 12, 31}},
+        {"20 bands, one envelope, df", 1, 1, 0, 1, {}, "0", false, {31}},
+        {"10 bands, two fixed envelopes, dt", 0, 0, 0, 2, {}, "01", false, {15, 31}},
+        {"34 bands, four fixed envelopes", 2, 2, 0, 3, {}, "0101", false, {7, 15, 23, 31}},
+        {"fine IID, 34, variable, end appended", 5, 2, 1, 1, {7, 20}, "01", false, {7, 20, 31}},
+        {"fine IID 20, mixing B, last border 31", 4, 4, 1, 2, {0, 9, 31}, "101", false, {0, 9, 31}},
+        {"IPD/OPD, 11 bands", 1, 1, 1, 2, {3, 10, 31}, "011", true, {3, 10, 31}},
+        {"IPD/OPD, 17 bands, escaped ext. size", 2, 5, 0, 3, {}, "0111", true, {7, 15, 23, 31}},
+        {"IPD/OPD, 5 bands", 3, 0, 1, 0, {12}, "1", true, {12, 31}},
     };
     std::mt19937 rng(2024);
     for (const ParseCase& c : cases) {
         SCOPED_TRACE(c.name);
-        const int envs = int(c.dt.size());
+        const int envs = int(std::strlen(c.dt));
         const int nIid = zemdec::ps::kNrParBands[c.iidMode];
         const int nIcc = zemdec::ps::kNrParBands[c.iccMode];
         const int nIpd = zemdec::ps::kNrIpdBands[c.iidMode];
@@ -131,31 +107,30 @@ TEST(PsParse, RoundTrips) {
         f.borders = c.borders;
         f.iidV = random_values(rng, envs, nIid, -lim, lim);
         f.iccV = random_values(rng, envs, nIcc, 0, 7);
-        f.iidDt = f.iccDt = f.ipdDt = f.opdDt = c.dt;
+        for (int e = 0; e < envs; ++e)
+            f.iidDt.push_back(c.dt[e] == '1');
+        f.iccDt = f.ipdDt = f.opdDt = f.iidDt;
         f.ext = c.ipdOpd;
         if (c.ipdOpd) {
             f.ipdV = random_values(rng, envs, nIpd, 0, 7);
             f.opdV = random_values(rng, envs, nIpd, 0, 7);
         }
-        const Bits w = write(f);
-        const std::vector<uint8_t> data = w.bytes();
         PsDecoder ps;
-        BitReader br(data.data(), int(data.size()));
-        ASSERT_TRUE(ps.read(br, int(w.v.size()) + 5));
-        EXPECT_EQ(br.position(), int(w.v.size()));
+        ASSERT_TRUE(feed(ps, f, 5));
         EXPECT_TRUE(ps.started());
-        ASSERT_EQ(P::num_env(ps), int(c.expectBorders.size()) - 1);
-        for (int e = 0; e < P::num_env(ps); ++e) {
-            EXPECT_EQ(P::border(ps, e + 1), c.expectBorders[std::size_t(e) + 1]);
-            const int src = std::min(e, envs - 1); // an appended envelope repeats the last
+        const auto& got = P::cur(ps);
+        ASSERT_EQ(got.numEnv, int(c.ends.size()));
+        EXPECT_EQ(got.ipdOpd, c.ipdOpd);
+        for (int e = 0; e < got.numEnv; ++e) {
+            EXPECT_EQ(got.border[e + 1], c.ends[std::size_t(e)]);
+            const auto src = std::size_t(std::min(e, envs - 1)); // an appended one repeats the last
             for (int b = 0; b < nIid; ++b)
-                ASSERT_EQ(P::iid(ps, e, b), f.iidV[std::size_t(src)][std::size_t(b)]) << e;
+                ASSERT_EQ(got.iid[e][b], f.iidV[src][std::size_t(b)]) << e;
             for (int b = 0; b < nIcc; ++b)
-                ASSERT_EQ(P::icc(ps, e, b), f.iccV[std::size_t(src)][std::size_t(b)]) << e;
-            EXPECT_EQ(P::ipd_opd(ps), c.ipdOpd);
+                ASSERT_EQ(got.icc[e][b], f.iccV[src][std::size_t(b)]) << e;
             for (int b = 0; c.ipdOpd && b < nIpd; ++b) {
-                ASSERT_EQ(P::ipd(ps, e, b), f.ipdV[std::size_t(src)][std::size_t(b)]) << e;
-                ASSERT_EQ(P::opd(ps, e, b), f.opdV[std::size_t(src)][std::size_t(b)]) << e;
+                ASSERT_EQ(got.ipd[e][b], f.ipdV[src][std::size_t(b)]) << e;
+                ASSERT_EQ(got.opd[e][b], f.opdV[src][std::size_t(b)]) << e;
             }
         }
     }
@@ -186,28 +161,17 @@ TEST(PsParse, FramesBuildOnThePreviousOne) {
     const Frame* frames[3] = {&a, &b, &c};
     const Frame* expect[3] = {&a, &b, &b};
     for (int i = 0; i < 3; ++i) {
-        const Bits w = write(*frames[i]);
-        const std::vector<uint8_t> data = w.bytes();
-        BitReader br(data.data(), int(data.size()));
-        ASSERT_TRUE(ps.read(br, int(w.v.size())));
-        EXPECT_EQ(br.position(), int(w.v.size()));
-        const int e = P::num_env(ps) - 1;
+        ASSERT_TRUE(feed(ps, *frames[i]));
+        const auto& got = P::cur(ps);
+        const int e = got.numEnv - 1;
         EXPECT_EQ(e, i == 0);
-        EXPECT_EQ(P::border(ps, e + 1), 31);
+        EXPECT_EQ(got.border[e + 1], 31);
         for (int band = 0; band < 20; ++band) {
-            EXPECT_EQ(P::iid(ps, e, band), expect[i]->iidV.back()[std::size_t(band)]) << i;
-            EXPECT_EQ(P::icc(ps, e, band), expect[i]->iccV.back()[std::size_t(band)]) << i;
+            EXPECT_EQ(got.iid[e][band], expect[i]->iidV.back()[std::size_t(band)]) << i;
+            EXPECT_EQ(got.icc[e][band], expect[i]->iccV.back()[std::size_t(band)]) << i;
         }
     }
 }
-
-struct DamageCase {
-    const char* name;
-    Frame frame;
-    int cutBytes;  // payload truncated to this many bytes (0: whole)
-    int bitsLeft;  // 0: exactly the frame's bits
-    bool fineHeld; // prime with fine IID values beyond the default grid
-};
 
 Frame valid_frame() {
     Frame f;
@@ -218,72 +182,54 @@ Frame valid_frame() {
     return f;
 }
 
+// A valid frame changed by `change` and fed as feed() does is refused, the rest of the extension
+// passed over, and the parameters of the frame before (fine IID values beyond the default grid
+// when `fineHeld`) kept.
 TEST(PsParse, DamagedDataKeepsThePreviousParameters) {
-    std::vector<DamageCase> cases;
-    auto add = [&](const char* name, auto change, int cut = 0, int left = 0, bool fine = false) {
+    const auto check = [](const char* name, auto change, int extra = 0, int cut = 0,
+                          bool fineHeld = false) {
+        SCOPED_TRACE(name);
+        PsDecoder ps, before;
+        Frame prime;
+        prime.iidMode = fineHeld ? 4 : 1;
+        prime.iidV = Values(1, std::vector<int>(20, fineHeld ? 12 : -3));
+        prime.iccV = Values(1, std::vector<int>(20, 4));
+        prime.iidDt = prime.iccDt = {false};
+        ASSERT_TRUE(feed(ps, prime) && feed(before, prime));
         Frame f = valid_frame();
         change(f);
-        cases.push_back({name, f, cut, left, fine});
+        EXPECT_FALSE(feed(ps, f, extra, cut));
+        EXPECT_TRUE(P::same_state(ps, before));
     };
-    add("reserved iid_mode", [](Frame& f) { f.iidMode = 6; });
-    add("reserved icc_mode", [](Frame& f) { f.iccMode = 7; });
-    add("IID beyond the grid", [](Frame& f) { f.iidV[0][3] = 8; });
-    add("ICC below 0", [](Frame& f) { f.iccV[1][19] = -1; });
-    add("borders going back", [](Frame& f) {
+    const auto unchanged = [](Frame&) {};
+    check("reserved iid_mode", [](Frame& f) { f.iidMode = 6; });
+    check("reserved icc_mode", [](Frame& f) { f.iccMode = 7; });
+    check("IID beyond the grid", [](Frame& f) { f.iidV[0][3] = 8; });
+    check("ICC below 0", [](Frame& f) { f.iccV[1][19] = -1; });
+    check("borders going back", [](Frame& f) {
         f.frameClass = 1;
         f.envIdx = 1;
         f.borders = {20, 10};
     });
-    add(
-        "truncated payload", [](Frame&) {}, 3);
-    add(
-        "ps_data longer than the extension", [](Frame&) {}, 0, 20);
-    add("extension size shorter than its data", [](Frame& f) {
+    check("truncated payload", unchanged, 0, 3);
+    check("ps_data longer than the extension", unchanged, -8);
+    check("extension size shorter than its data", [](Frame& f) {
         f.ext = true;
         f.ipdV = f.opdV = Values(2, std::vector<int>(11, 5));
         f.ipdDt = f.opdDt = {false, false};
         f.extBytes = 1;
     });
-    add(
-        "extension size beyond the payload",
-        [](Frame& f) {
-            f.ext = true;
-            f.extBytes = 200;
-        },
-        12);
-    add(
-        "held fine IID under a default grid",
-        [](Frame& f) {
-            f.envIdx = 0;
-            f.iidV.clear();
-            f.iccV.clear();
-        },
-        0, 0, true);
-
-    for (const DamageCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        PsDecoder ps, before;
-        Frame prime;
-        prime.iidMode = c.fineHeld ? 4 : 1;
-        prime.iidV = Values(1, std::vector<int>(20, c.fineHeld ? 12 : -3));
-        prime.iccV = Values(1, std::vector<int>(20, 4));
-        prime.iidDt = prime.iccDt = {false};
-        const Bits pw = write(prime);
-        const std::vector<uint8_t> pd = pw.bytes();
-        for (PsDecoder* d : {&ps, &before}) {
-            BitReader br(pd.data(), int(pd.size()));
-            ASSERT_TRUE(d->read(br, int(pw.v.size())));
-        }
-        const Bits w = write(c.frame);
-        std::vector<uint8_t> data = w.bytes();
-        if (c.cutBytes)
-            data.resize(std::size_t(c.cutBytes));
-        const int left = c.bitsLeft ? c.bitsLeft : int(w.v.size());
-        BitReader br(data.data(), int(data.size()));
-        EXPECT_FALSE(ps.read(br, left));
-        EXPECT_EQ(br.position(), left); // the rest of the extension is passed over
-        EXPECT_TRUE(P::same_state(ps, before));
-    }
+    const auto hugeExtension = [](Frame& f) {
+        f.ext = true;
+        f.extBytes = 200;
+    };
+    check("extension size beyond the payload", hugeExtension, 0, 12);
+    const auto noEnvelopes = [](Frame& f) {
+        f.envIdx = 0;
+        f.iidV.clear();
+        f.iccV.clear();
+    };
+    check("held fine IID under a default grid", noEnvelopes, 0, 0, true);
 }
 
 // ---- Stereo reconstruction ----
@@ -331,10 +277,7 @@ void read_constant(PsDecoder& ps, const PsSetup& s) {
         f.opdV = Values(1, std::vector<int>(std::size_t(k), s.opd));
         f.ipdDt = f.opdDt = {false};
     }
-    const Bits w = write(f);
-    const std::vector<uint8_t> data = w.bytes();
-    BitReader br(data.data(), int(data.size()));
-    ASSERT_TRUE(ps.read(br, int(w.v.size())));
+    ASSERT_TRUE(feed(ps, f));
 }
 
 // Runs `frames` frames of complex noise, or of source(slot, band), and calls
@@ -368,79 +311,52 @@ void run(PsDecoder& ps, const PsSetup& s, int frames, Check check, float amplitu
     }
 }
 
-// With IID 0 and ICC 1 both procedures give L = R = s: the hybrid filters sum to a pure delay.
-TEST(PsApply, MonoParametersPassTheSignalThrough) {
-    const PsSetup setups[] = {{1, 1, 0, 0}, {1, 4, 0, 0}, {2, 2, 0, 0}, {5, 5, 0, 0}, {0, 0, 0, 0}};
-    for (const PsSetup& s : setups) {
-        SCOPED_TRACE(testing::Message() << "iid_mode " << s.iidMode << " icc_mode " << s.iccMode);
-        PsDecoder ps;
-        float worst = 0;
-        run(ps, s, 4, [&](int f, const Signal& x, auto input) {
-            if (f < 2)
-                return; // the first parameters fade in from silence over frame 0
-            for (int n = 0; n < kSlots; ++n)
-                for (int q = 0; q < kBands; ++q) {
-                    worst = std::max(worst, std::abs(x.L(n, q) - input(n, q)));
-                    worst = std::max(worst, std::abs(x.R(n, q) - input(n, q)));
-                }
-        });
-        EXPECT_LT(worst, 2e-5f);
-    }
-}
-
-// ICC 1: the IID alone sets the level ratio, L/R = 10^(IID/20), and L^2 + R^2 = 2 s^2.
-TEST(PsApply, IidSetsTheLevelRatio) {
+// Constant parameters over noise, measured from frame 2 on (the first fade in from silence over
+// frame 0). ICC 1: the IID alone sets the level ratio, L/R = 10^(IID/20), and L^2 + R^2 = 2 s^2;
+// with IID 0 too, both procedures give L = R = s (the hybrid filters sum to a pure delay). IID 0:
+// the coherence of L and R follows the ICC (the decorrelated signal has the power of s and no
+// correlation with it).
+TEST(PsApply, IidSetsTheLevelsAndIccTheCoherence) {
     struct Case {
         PsSetup s;
-        double db;
+        double db, rho;
     };
-    const Case cases[] = {{{1, 1, 3, 0}, 7},
-                          {{4, 1, -10, 0}, -25},
-                          {{0, 3, -5, 0}, -14},
-                          {{2, 5, 7, 0}, 25},
-                          {{5, 2, 15, 0}, 50}};
+    const Case cases[] = {
+        {{1, 1, 0, 0}, 0, 1},       {{1, 4, 0, 0}, 0, 1},       {{2, 2, 0, 0}, 0, 1},
+        {{5, 5, 0, 0}, 0, 1},       {{0, 0, 0, 0}, 0, 1},       {{1, 1, 3, 0}, 7, 1},
+        {{4, 1, -10, 0}, -25, 1},   {{0, 3, -5, 0}, -14, 1},    {{2, 5, 7, 0}, 25, 1},
+        {{5, 2, 15, 0}, 50, 1},     {{1, 1, 0, 1}, 0, 0.937},   {{1, 1, 0, 3}, 0, 0.60092},
+        {{1, 1, 0, 5}, 0, 0},       {{1, 1, 0, 7}, 0, -1},      {{2, 2, 0, 2}, 0, 0.84118},
+        {{1, 4, 0, 4}, 0, 0.36764}, {{1, 4, 0, 3}, 0, 0.60092},
+    };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.db);
+        SCOPED_TRACE(testing::Message() << "modes " << c.s.iidMode << "/" << c.s.iccMode
+                                        << ", indices " << c.s.iid << "/" << c.s.icc);
+        const bool coherent = c.rho == 1, mono = coherent && c.db == 0;
         PsDecoder ps;
         double el = 0, er = 0, es = 0;
-        run(ps, c.s, 4, [&](int f, const Signal& x, auto input) {
-            if (f < 2)
-                return;
-            for (int n = 0; n < kSlots; ++n)
-                for (int q = 0; q < kBands; ++q) {
-                    el += std::norm(x.L(n, q));
-                    er += std::norm(x.R(n, q));
-                    es += std::norm(input(n, q));
-                }
-        });
-        EXPECT_NEAR(10 * std::log10(el / er), c.db, 0.01);
-        EXPECT_NEAR((el + er) / es, 2.0, 1e-4);
-    }
-}
-
-// IID 0: the coherence of L and R over noise follows the ICC (the decorrelated signal has the
-// power of s and no correlation with it).
-TEST(PsApply, IccSetsTheCoherence) {
-    const double rho[8] = {1, 0.937, 0.84118, 0.60092, 0.36764, 0, -0.589, -1};
-    const PsSetup setups[] = {{1, 1, 0, 1}, {1, 1, 0, 3}, {1, 1, 0, 5}, {1, 1, 0, 7},
-                              {2, 2, 0, 2}, {1, 4, 0, 4}, {1, 4, 0, 3}};
-    for (const PsSetup& s : setups) {
-        SCOPED_TRACE(testing::Message() << "icc_mode " << s.iccMode << " index " << s.icc);
-        PsDecoder ps;
         std::complex<double> cross = 0;
-        double el = 0, er = 0;
-        run(ps, s, 40, [&](int f, const Signal& x, auto) {
-            if (f < 2)
-                return;
-            for (int n = 0; n < kSlots; ++n)
-                for (int q = 0; q < 60; ++q) {
-                    cross += std::complex<double>(x.L(n, q) * std::conj(x.R(n, q)));
-                    el += std::norm(x.L(n, q));
-                    er += std::norm(x.R(n, q));
+        float worst = 0; // of |L - s| and |R - s| under mono parameters
+        run(ps, c.s, coherent ? 4 : 40, [&](int f, const Signal& x, auto input) {
+            for (int n = 0; f >= 2 && n < kSlots; ++n)
+                for (int q = 0; q < (coherent ? kBands : 60); ++q) {
+                    const cf l = x.L(n, q), r = x.R(n, q), s = input(n, q);
+                    el += std::norm(l);
+                    er += std::norm(r);
+                    es += std::norm(s);
+                    cross += std::complex<double>(l * std::conj(r));
+                    if (mono)
+                        worst = std::max({worst, std::abs(l - s), std::abs(r - s)});
                 }
         });
-        EXPECT_NEAR(cross.real() / std::sqrt(el * er), rho[s.icc], 0.06);
-        EXPECT_NEAR(el / er, 1.0, 0.1);
+        if (coherent) {
+            EXPECT_NEAR(10 * std::log10(el / er), c.db, 0.01);
+            EXPECT_NEAR((el + er) / es, 2.0, 1e-4);
+        } else {
+            EXPECT_NEAR(cross.real() / std::sqrt(el * er), c.rho, 0.06);
+            EXPECT_NEAR(el / er, 1.0, 0.1);
+        }
+        EXPECT_LT(worst, 2e-5f);
     }
 }
 

@@ -16,8 +16,8 @@ using zemtest::SbrFrameSpec;
 
 std::vector<int> table(const uint8_t* f, int n) { return std::vector<int>(f, f + n + 1); }
 
-zemdec::SbrHeader header(int start, int stop, int xover, int scale, int alter, int noise) {
-    return zemtest::sbr_header(start, stop, xover, scale, alter, noise);
+SbrHeader header(int start, int stop, int xover, int scale, int alter, int noise) {
+    return {0, start, stop, xover, scale, alter, noise};
 }
 
 // Worked through by hand from the standard's formulas.

@@ -9,6 +9,7 @@
 // the same. usage: heaac_syntax_streams OUTDIR (also writes OUTDIR/MANIFEST.tsv)
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -155,8 +156,7 @@ std::vector<int> random_ps(std::mt19937& rng, PsState& ps, int maxEnvIdx) {
     const int numEnv = f.frameClass == 0 ? (1 << f.envIdx) >> 1 : f.envIdx + 1;
     if (f.frameClass == 1) {
         std::vector<int> all(31);
-        for (int i = 0; i < 31; ++i)
-            all[std::size_t(i)] = i + 1;
+        std::iota(all.begin(), all.end(), 1);
         std::shuffle(all.begin(), all.end(), rng);
         f.borders.assign(all.begin(), all.begin() + numEnv);
         std::sort(f.borders.begin(), f.borders.end());
@@ -205,10 +205,12 @@ std::vector<int> random_ps(std::mt19937& rng, PsState& ps, int maxEnvIdx) {
         }
     }
     ps.started = true;
-    zemtest::Bits bits;
-    bits.put(2, 2); // the extension id of parametric stereo
-    bits.append(zemtest::write(f));
-    return bits.v;
+    const zemtest::BitBuilder data = zemtest::write(f);
+    const std::vector<uint8_t> bytes = data.bytes();
+    std::vector<int> bits = {1, 0}; // the extension id of parametric stereo
+    for (std::size_t i = 0; i < data.bit_count(); ++i)
+        bits.push_back(int(zemtest::bit_at(bytes.data(), i)));
+    return bits;
 }
 
 // The SBR state of one element: its channels' grids and the writer's delta references.
@@ -316,64 +318,23 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string dir = argv[1];
+    // Headers by their fields: ampRes, startFreq, stopFreq, xoverBand, freqScale, alterScale,
+    // noiseBands, limiterBands, limiterGains, interpolFreq, smoothingMode.
+    const zemdec::SbrHeader h44{1, 5, 9, 1, 2, 0, 2, 2, 2, 1, 1};
+    const zemdec::SbrHeader h48{0, 7, 8, 0, 1, 1, 3, 3, 1, 0, 0};
+    const zemdec::SbrHeader h32{1, 10, 12, 2, 3, 0, 1, 1, 0, 1, 0};
+    const zemdec::SbrHeader h51{1, 7, 8, 0, 1, 1, 3, 2, 2, 1, 1};
+    const std::vector<zemdec::SbrHeader> h24 = {{1, 4, 10, 0, 0, 0, 2, 0, 3, 1, 1},
+                                                {0, 8, 14, 1, 2, 1, 2, 2, 2, 0, 0},
+                                                {1, 2, 15, 3, 1, 0, 0, 3, 2, 1, 0}};
     const std::vector<StreamPlan> plans = {
-        {"sbr_grids_mono_44k",
-         7,
-         1,
-         {0},
-         {zemtest::sbr_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
-         1000,
-         80},
-        {"sbr_smoothing_crc_mono_48k",
-         6,
-         1,
-         {0},
-         {zemtest::sbr_header(7, 8, 0, 1, 1, 3, 0, 3, 1, 0, 0)},
-         1000,
-         80,
-         true},
-        {"sbr_pairs_stereo_32k",
-         8,
-         2,
-         {1},
-         {zemtest::sbr_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
-         1000,
-         80},
-        {"sbr_headers_mono_24k",
-         9,
-         1,
-         {0},
-         {zemtest::sbr_header(4, 10, 0, 0, 0, 2, 1, 0, 3, 1, 1),
-          zemtest::sbr_header(8, 14, 1, 2, 1, 2, 0, 2, 2, 0, 0),
-          zemtest::sbr_header(2, 15, 3, 1, 0, 0, 1, 3, 2, 1, 0)},
-         12,
-         84},
-        {"ps20_syntax_mono_44k",
-         7,
-         1,
-         {0},
-         {zemtest::sbr_header(5, 9, 1, 2, 0, 2, 1, 2, 2, 1, 1)},
-         1000,
-         80,
-         false,
-         true},
-        {"ps34_syntax_mono_32k",
-         8,
-         1,
-         {0},
-         {zemtest::sbr_header(10, 12, 2, 3, 0, 1, 1, 1, 0, 1, 0)},
-         1000,
-         80,
-         false,
-         true,
-         true},
-        {"sbr_surround_51_48k",
-         6,
-         6,
-         {0, 1, 1, 3},
-         {zemtest::sbr_header(7, 8, 0, 1, 1, 3, 1, 2, 2, 1, 1)},
-         1000,
-         48},
+        {"sbr_grids_mono_44k", 7, 1, {0}, {h44}, 1000, 80},
+        {"sbr_smoothing_crc_mono_48k", 6, 1, {0}, {h48}, 1000, 80, true},
+        {"sbr_pairs_stereo_32k", 8, 2, {1}, {h32}, 1000, 80},
+        {"sbr_headers_mono_24k", 9, 1, {0}, h24, 12, 84},
+        {"ps20_syntax_mono_44k", 7, 1, {0}, {h44}, 1000, 80, false, true},
+        {"ps34_syntax_mono_32k", 8, 1, {0}, {h32}, 1000, 80, false, true, true},
+        {"sbr_surround_51_48k", 6, 6, {0, 1, 1, 3}, {h51}, 1000, 48},
     };
     std::mt19937 rng(20261124);
     std::FILE* manifest = std::fopen((dir + "/MANIFEST.tsv").c_str(), "w");

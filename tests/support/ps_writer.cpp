@@ -6,9 +6,11 @@
 
 namespace zemtest {
 
+namespace {
+
 // One parameter: per envelope a dt flag and the values; deltas are coded against the previous
 // band (df) or the previous envelope (dt, `last` for the first).
-void put_parameter(Bits& w, const zemdec::HuffmanCode* df, const zemdec::HuffmanCode* dt,
+void put_parameter(BitBuilder& w, const zemdec::HuffmanCode* df, const zemdec::HuffmanCode* dt,
                    int offset, bool wrap, const Values& v, const std::vector<bool>& useDt,
                    std::vector<int> last) {
     for (std::size_t e = 0; e < v.size(); ++e) {
@@ -25,9 +27,11 @@ void put_parameter(Bits& w, const zemdec::HuffmanCode* df, const zemdec::Huffman
     }
 }
 
-Bits write(const Frame& f) {
+} // namespace
+
+BitBuilder write(const Frame& f) {
     using namespace zemdec;
-    Bits w;
+    BitBuilder w;
     w.put(f.header, 1);
     if (f.header) {
         w.put(f.iid, 1);
@@ -49,7 +53,7 @@ Bits write(const Frame& f) {
     if (!f.iccV.empty())
         put_parameter(w, kIccDf, kIccDt, 7, false, f.iccV, f.iccDt, f.lastIcc);
     if (f.ext) {
-        Bits x;
+        BitBuilder x;
         x.put(0, 2); // ps_extension_id 0
         x.put(!f.ipdV.empty(), 1);
         for (std::size_t e = 0; e < f.ipdV.size(); ++e) {
@@ -59,12 +63,13 @@ Bits write(const Frame& f) {
                           e ? f.opdV[e - 1] : f.lastOpd);
         }
         x.put(0, 1); // reserved_ps
-        const int bytes = f.extBytes >= 0 ? f.extBytes : int(x.v.size() + 7) / 8;
+        const int bytes = f.extBytes >= 0 ? f.extBytes : int(x.bit_count() + 7) / 8;
         w.put(uint32_t(std::min(bytes, 15)), 4);
         if (bytes >= 15)
             w.put(uint32_t(bytes - 15), 8);
-        x.v.resize(std::size_t(8 * bytes), 0);
-        w.append(x);
+        const std::vector<uint8_t> data = x.bytes(); // cut or zero-filled to `bytes`
+        for (std::size_t i = 0; i < std::size_t(8 * bytes); ++i)
+            w.put(i < x.bit_count() ? bit_at(data.data(), i) : 0u, 1);
     }
     return w;
 }

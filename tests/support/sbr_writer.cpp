@@ -20,39 +20,32 @@ int bits_for(int values) {
     return n;
 }
 
+// A variable border leads (VARFIX, VARVAR) and/or trails (FIXVAR, VARVAR); the fields of the
+// leading one come first.
 void write_grid(BitBuilder& b, const SbrFrameSpec& s) {
     b.put(unsigned(s.frameClass), 2);
     const int n = s.envelopes();
-    switch (s.frameClass) {
-    case 0:
+    if (s.frameClass == 0) {
         b.put(n == 1 ? 0u : n == 2 ? 1u : n == 4 ? 2u : 3u, 2);
         b.put(unsigned(s.freqRes[0]), 1);
         return;
-    case 1:
-        b.put(unsigned(s.varBord1), 2).put(s.rel1.size(), 2);
-        for (int r : s.rel1)
-            b.put(unsigned(r - 2) / 2, 2);
-        b.put(unsigned(s.pointer), bits_for(n + 1));
-        for (int l = n - 1; l >= 0; --l)
-            b.put(unsigned(s.freqRes[std::size_t(l)]), 1);
-        return;
-    case 2:
-        b.put(unsigned(s.varBord0), 2).put(s.rel0.size(), 2);
-        for (int r : s.rel0)
-            b.put(unsigned(r - 2) / 2, 2);
-        break;
-    default:
-        b.put(unsigned(s.varBord0), 2).put(unsigned(s.varBord1), 2);
-        b.put(s.rel0.size(), 2).put(s.rel1.size(), 2);
-        for (int r : s.rel0)
-            b.put(unsigned(r - 2) / 2, 2);
-        for (int r : s.rel1)
-            b.put(unsigned(r - 2) / 2, 2);
-        break;
     }
+    const bool lead = s.frameClass >= 2, trail = s.frameClass & 1;
+    if (lead)
+        b.put(unsigned(s.varBord0), 2);
+    if (trail)
+        b.put(unsigned(s.varBord1), 2);
+    if (lead)
+        b.put(s.rel0.size(), 2);
+    if (trail)
+        b.put(s.rel1.size(), 2);
+    for (int r : lead ? s.rel0 : std::vector<int>{})
+        b.put(unsigned(r - 2) / 2, 2);
+    for (int r : trail ? s.rel1 : std::vector<int>{})
+        b.put(unsigned(r - 2) / 2, 2);
     b.put(unsigned(s.pointer), bits_for(n + 1));
-    for (int l = 0; l < n; ++l)
-        b.put(unsigned(s.freqRes[std::size_t(l)]), 1);
+    for (int l = 0; l < n; ++l) // FIXVAR lists the resolutions backwards in time
+        b.put(unsigned(s.freqRes[std::size_t(s.frameClass == 1 ? n - 1 - l : l)]), 1);
 }
 
 void write_dtdf(BitBuilder& b, const SbrFrameSpec& s) {
@@ -137,23 +130,6 @@ void write_harmonics(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFram
 
 } // namespace
 
-zemdec::SbrHeader sbr_header(int start, int stop, int xover, int scale, int alter, int noise,
-                             int amp, int limBands, int limGains, int interpol, int smoothing) {
-    zemdec::SbrHeader h;
-    h.startFreq = start;
-    h.stopFreq = stop;
-    h.xoverBand = xover;
-    h.freqScale = scale;
-    h.alterScale = alter;
-    h.noiseBands = noise;
-    h.ampRes = amp;
-    h.limiterBands = limBands;
-    h.limiterGains = limGains;
-    h.interpolFreq = interpol;
-    h.smoothingMode = smoothing;
-    return h;
-}
-
 int SbrFrameSpec::envelopes() const {
     switch (frameClass) {
     case 0:
@@ -185,36 +161,24 @@ void write_sbr_payload(BitBuilder& b, const zemdec::SbrHeader* header, int heade
     b.put(0, 1); // bs_data_extra
     if (channels == 2)
         b.put(coupling ? 1u : 0u, 1);
-    const int amp0 = ch[0].amp_res(headerAmpRes);
-    if (channels == 1) {
-        write_grid(b, ch[0]);
-        write_dtdf(b, ch[0]);
-        for (int v : ch[0].invf)
+    const int grids = coupling ? 1 : channels; // a coupled pair shares the grid and invf modes
+    for (int c = 0; c < grids; ++c)
+        write_grid(b, ch[c]);
+    for (int c = 0; c < channels; ++c)
+        write_dtdf(b, ch[c]);
+    for (int c = 0; c < grids; ++c)
+        for (int v : ch[c].invf)
             b.put(unsigned(v), 2);
-        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
-        write_noise(b, bands, ch[0], false, state[0]);
-    } else if (coupling) {
-        write_grid(b, ch[0]);
-        write_dtdf(b, ch[0]);
-        write_dtdf(b, ch[1]);
-        for (int v : ch[0].invf)
-            b.put(unsigned(v), 2);
-        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
-        write_noise(b, bands, ch[0], false, state[0]);
-        write_envelopes(b, bands, ch[1], amp0, true, state[1]);
-        write_noise(b, bands, ch[1], true, state[1]);
+    if (coupling) { // levels then balances, each with its noise
+        for (int c = 0; c < 2; ++c) {
+            write_envelopes(b, bands, ch[c], ch[0].amp_res(headerAmpRes), c == 1, state[c]);
+            write_noise(b, bands, ch[c], c == 1, state[c]);
+        }
     } else {
-        write_grid(b, ch[0]);
-        write_grid(b, ch[1]);
-        write_dtdf(b, ch[0]);
-        write_dtdf(b, ch[1]);
-        for (int c = 0; c < 2; ++c)
-            for (int v : ch[c].invf)
-                b.put(unsigned(v), 2);
-        write_envelopes(b, bands, ch[0], amp0, false, state[0]);
-        write_envelopes(b, bands, ch[1], ch[1].amp_res(headerAmpRes), false, state[1]);
-        write_noise(b, bands, ch[0], false, state[0]);
-        write_noise(b, bands, ch[1], false, state[1]);
+        for (int c = 0; c < channels; ++c)
+            write_envelopes(b, bands, ch[c], ch[c].amp_res(headerAmpRes), false, state[c]);
+        for (int c = 0; c < channels; ++c)
+            write_noise(b, bands, ch[c], false, state[c]);
     }
     for (int c = 0; c < channels; ++c)
         write_harmonics(b, bands, ch[c]);

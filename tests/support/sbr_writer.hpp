@@ -12,11 +12,6 @@
 
 namespace zemtest {
 
-// A header from its fields (the ones after noiseBands at their defaults unless given).
-zemdec::SbrHeader sbr_header(int start, int stop, int xover, int scale, int alter, int noise,
-                             int amp = 0, int limBands = 2, int limGains = 2, int interpol = 1,
-                             int smoothing = 1);
-
 // One channel's frame in bit-stream terms.
 struct SbrFrameSpec {
     int frameClass = 0;   // 0 FIXFIX, 1 FIXVAR, 2 VARFIX, 3 VARVAR
