@@ -22,18 +22,29 @@ struct Arena {
     int32_t size;
 };
 
+template <class Fn> struct Named {
+    const char* name;
+    Fn fn;
+};
+
 template <class T> int64_t addr(const T* p) { return int64_t(reinterpret_cast<intptr_t>(p)); }
 
 TEST(ArgumentSweep, SbrQmfFixed) {
     auto owned = std::make_unique<Arena>();
     Arena& a = *owned;
     std::memset(&a, 0, sizeof a);
-    ASSERT_EQ(zemsAnalysisFilterInit_SBRHQ_32s32sc(a.analysis[0]), zemStatusOk);
-    ASSERT_EQ(zemsAnalysisFilterInit_SBRLP_32s(a.analysis[1]), zemStatusOk);
-    ASSERT_EQ(zemsSynthesisFilterInit_SBRHQ_32sc32s(a.synthesis[0]), zemStatusOk);
-    ASSERT_EQ(zemsSynthesisFilterInit_SBRLP_32s(a.synthesis[1]), zemStatusOk);
-    ASSERT_EQ(zemsSynthesisDownFilterInit_SBRHQ_32sc32s(a.down[0]), zemStatusOk);
-    ASSERT_EQ(zemsSynthesisDownFilterInit_SBRLP_32s(a.down[1]), zemStatusOk);
+    // Analysis, synthesis and down-sampled synthesis, each high quality then low power.
+    uint8_t* const mems[6] = {a.analysis[0],  a.analysis[1], a.synthesis[0],
+                              a.synthesis[1], a.down[0],     a.down[1]};
+    const Named<ZemStatus (*)(uint8_t*)> inits[6] = {
+        {"zemsAnalysisFilterInit_SBRHQ_32s32sc", zemsAnalysisFilterInit_SBRHQ_32s32sc},
+        {"zemsAnalysisFilterInit_SBRLP_32s", zemsAnalysisFilterInit_SBRLP_32s},
+        {"zemsSynthesisFilterInit_SBRHQ_32sc32s", zemsSynthesisFilterInit_SBRHQ_32sc32s},
+        {"zemsSynthesisFilterInit_SBRLP_32s", zemsSynthesisFilterInit_SBRLP_32s},
+        {"zemsSynthesisDownFilterInit_SBRHQ_32sc32s", zemsSynthesisDownFilterInit_SBRHQ_32sc32s},
+        {"zemsSynthesisDownFilterInit_SBRLP_32s", zemsSynthesisDownFilterInit_SBRLP_32s}};
+    for (int i = 0; i < 6; ++i)
+        ASSERT_EQ(inits[i].fn(mems[i]), zemStatusOk);
     auto* aHq = reinterpret_cast<ZemSbrAnalysisSpec_32s*>(a.analysis[0]);
     auto* aLp = reinterpret_cast<ZemSbrAnalysisSpec_32s*>(a.analysis[1]);
     auto* sHq = reinterpret_cast<ZemSbrSynthesisSpec_32s*>(a.synthesis[0]);
@@ -48,31 +59,18 @@ TEST(ArgumentSweep, SbrQmfFixed) {
     zemtest::Sweep<Arena> sweep(a, zemStatusBadArgument);
     constexpr ZemStatus kNoValidCall = zemtest::Sweep<Arena>::kNoValidCall;
 
-    sweep("zemsAnalysisFilterGetSize_SBRHQ_32s32sc", zemsAnalysisFilterGetSize_SBRHQ_32s32sc,
-          std::tuple{&a.size}, {});
-    sweep("zemsAnalysisFilterGetSize_SBRLP_32s", zemsAnalysisFilterGetSize_SBRLP_32s,
-          std::tuple{&a.size}, {});
-    sweep("zemsSynthesisFilterGetSize_SBRHQ_32sc32s", zemsSynthesisFilterGetSize_SBRHQ_32sc32s,
-          std::tuple{&a.size}, {});
-    sweep("zemsSynthesisFilterGetSize_SBRLP_32s", zemsSynthesisFilterGetSize_SBRLP_32s,
-          std::tuple{&a.size}, {});
-    sweep("zemsSynthesisDownFilterGetSize_SBRHQ_32sc32s",
-          zemsSynthesisDownFilterGetSize_SBRHQ_32sc32s, std::tuple{&a.size}, {});
-    sweep("zemsSynthesisDownFilterGetSize_SBRLP_32s", zemsSynthesisDownFilterGetSize_SBRLP_32s,
-          std::tuple{&a.size}, {});
-
-    sweep("zemsAnalysisFilterInit_SBRHQ_32s32sc", zemsAnalysisFilterInit_SBRHQ_32s32sc,
-          std::tuple{a.analysis[0]}, {});
-    sweep("zemsAnalysisFilterInit_SBRLP_32s", zemsAnalysisFilterInit_SBRLP_32s,
-          std::tuple{a.analysis[1]}, {});
-    sweep("zemsSynthesisFilterInit_SBRHQ_32sc32s", zemsSynthesisFilterInit_SBRHQ_32sc32s,
-          std::tuple{a.synthesis[0]}, {});
-    sweep("zemsSynthesisFilterInit_SBRLP_32s", zemsSynthesisFilterInit_SBRLP_32s,
-          std::tuple{a.synthesis[1]}, {});
-    sweep("zemsSynthesisDownFilterInit_SBRHQ_32sc32s", zemsSynthesisDownFilterInit_SBRHQ_32sc32s,
-          std::tuple{a.down[0]}, {});
-    sweep("zemsSynthesisDownFilterInit_SBRLP_32s", zemsSynthesisDownFilterInit_SBRLP_32s,
-          std::tuple{a.down[1]}, {});
+    const Named<ZemStatus (*)(int32_t*)> sizes[6] = {
+        {"zemsAnalysisFilterGetSize_SBRHQ_32s32sc", zemsAnalysisFilterGetSize_SBRHQ_32s32sc},
+        {"zemsAnalysisFilterGetSize_SBRLP_32s", zemsAnalysisFilterGetSize_SBRLP_32s},
+        {"zemsSynthesisFilterGetSize_SBRHQ_32sc32s", zemsSynthesisFilterGetSize_SBRHQ_32sc32s},
+        {"zemsSynthesisFilterGetSize_SBRLP_32s", zemsSynthesisFilterGetSize_SBRLP_32s},
+        {"zemsSynthesisDownFilterGetSize_SBRHQ_32sc32s",
+         zemsSynthesisDownFilterGetSize_SBRHQ_32sc32s},
+        {"zemsSynthesisDownFilterGetSize_SBRLP_32s", zemsSynthesisDownFilterGetSize_SBRLP_32s}};
+    for (int i = 0; i < 6; ++i) {
+        sweep(sizes[i].name, sizes[i].fn, std::tuple{&a.size}, {});
+        sweep(inits[i].name, inits[i].fn, std::tuple{mems[i]}, {});
+    }
 
     ZemSbrAnalysisSpec_32s* an = nullptr;
     ZemSbrSynthesisSpec_32s* sy = nullptr;

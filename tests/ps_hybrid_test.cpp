@@ -1,6 +1,6 @@
 // The PS hybrid analysis against direct convolution with the prototypes (read from the standard's
-// listing) in double precision for every configuration, its impulse answer, the columns it must
-// leave alone, and the SSE2 filter against the scalar one.
+// listing) in double precision for every configuration, the columns it must leave alone, the
+// prototype's sums, and the SSE2 filter against the scalar one.
 #include <gtest/gtest.h>
 
 #include <complex>
@@ -54,15 +54,6 @@ cplx tap(int config, const std::vector<double>& g, int q, int n) {
     return gn * std::polar(1.0, 2 * std::numbers::pi / kBands[config] * (q + 0.5) * (n - 6));
 }
 
-TEST(PsHybridAnalysis, PrototypesAreTheStandardsListing) {
-    for (int c = 0; c < 5; ++c) {
-        const std::vector<double> g = prototype(c);
-        ASSERT_GE(g.size(), 7u) << c;
-        const auto& h = zem::ps::hybrid_config(c);
-        EXPECT_NEAR(h.centre, g.back(), 1e-7) << c;
-    }
-}
-
 TEST(PsHybridAnalysis, DirectConvolutionForEveryConfiguration) {
     std::mt19937 rng(zemtest::seed());
     std::uniform_real_distribution<float> d(-1.0f, 1.0f);
@@ -90,30 +81,12 @@ TEST(PsHybridAnalysis, DirectConvolutionForEveryConfiguration) {
     }
 }
 
-TEST(PsHybridAnalysis, ImpulseConstantAndBadConfigurations) {
-    // x[20] = 1: slot k = 8 + n carries G_q(n).
-    std::vector<Zem32fc> x(44, Zem32fc{0, 0}), y(32 * 12);
-    x[20] = {1.0f, 0.0f};
-    for (int config = 0; config < 5; ++config) {
-        const std::vector<double> g = prototype(config);
-        ASSERT_EQ(zemsAnalysisFilter_PS_32fc_D2(x.data(), y.data(), config), zemStatusOk);
-        for (int k = 0; k < 32; ++k)
-            for (int q = 0; q < kBands[config]; ++q) {
-                const int n = k - 8;
-                const cplx want = n >= 0 && n < 13 ? tap(config, g, q, n) : cplx(0);
-                EXPECT_NEAR(y[12 * k + q].re, want.real(), 1e-7) << config << " " << k;
-                EXPECT_NEAR(y[12 * k + q].im, want.imag(), 1e-7) << config << " " << k;
-            }
-    }
-    // Constant 1 into the two-band filter: the sum of the taps and the alternating sum.
-    std::vector<Zem32fc> ones(44, Zem32fc{1.0f, 0.0f});
+// Constant 1 into the two-band filter: the sum of the taps and the alternating sum.
+TEST(PsHybridAnalysis, TwoBandFilterOnAConstant) {
+    std::vector<Zem32fc> ones(44, Zem32fc{1.0f, 0.0f}), y(32 * 12);
     ASSERT_EQ(zemsAnalysisFilter_PS_32fc_D2(ones.data(), y.data(), 0), zemStatusOk);
     EXPECT_NEAR(y[12 * 5].re, 1.0040596, 1e-6);
     EXPECT_NEAR(y[12 * 5 + 1].re, -0.0040596, 1e-6);
-    const std::vector<Zem32fc> before = y;
-    EXPECT_EQ(zemsAnalysisFilter_PS_32fc_D2(ones.data(), y.data(), 5), zemStatusBadArgument);
-    EXPECT_EQ(zemsAnalysisFilter_PS_32fc_D2(ones.data(), y.data(), -1), zemStatusBadArgument);
-    EXPECT_EQ(0, std::memcmp(before.data(), y.data(), y.size() * sizeof(Zem32fc)));
 }
 
 TEST(PsHybridAnalysis, Sse2AgreesWithScalarToTheBit) {
