@@ -18,7 +18,6 @@
 #include "tools/dts_kernels.hpp"
 #include "transform/fft.hpp"
 #include "zemac.h"
-#include "zemcore_testing.h"
 
 namespace {
 
@@ -173,15 +172,6 @@ TEST(DtsSynthesis, StateAndRejects) {
     EXPECT_EQ(zemsSynthesisFilter_DTS_32f(in, out, 0, none), zemStatusContextMismatch);
     EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(none), zemStatusContextMismatch);
     EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(bank.spec), zemStatusOk);
-    const long blocks = zemcoreOutstandingBlocks();
-    ZemDtsSynthesisSpec_32f* owned = nullptr;
-    zemcoreFailAllocation(1);
-    EXPECT_EQ(zemsSynthesisFilterInitAlloc_DTS_32f(&owned), zemStatusNoMemory);
-    zemcoreFailAllocation(0);
-    ASSERT_EQ(zemsSynthesisFilterInitAlloc_DTS_32f(&owned), zemStatusOk);
-    EXPECT_EQ(zemsSynthesisFilter_DTS_32f(in, out, 1, owned), zemStatusOk);
-    EXPECT_EQ(zemsSynthesisFilterFree_DTS_32f(owned), zemStatusOk);
-    EXPECT_EQ(zemcoreOutstandingBlocks(), blocks);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ std::vector<AnyTable> all_tables() {
             any(kOrder6), any(kOrder7), any(kOrder8), any(kOrder9)};
 }
 
-TEST(FixedFftTables, DocumentedValues) {
+TEST(FixedFftTables, TwiddleAndSwapAnchors) {
     EXPECT_EQ(kOrder5.twiddle[0], 1053110175);
     EXPECT_EQ(kOrder5.twiddle[1], 992008094);
     EXPECT_EQ(kOrder5.twiddle[2], 892783698);
