@@ -149,6 +149,97 @@ struct ForwardScale {
     int32_t operator()(int64_t p) const { return int32_t(uint32_t(uint64_t(p >> 29))); }
 };
 
+// The inverse cores' steps with four lanes, giving the same bits as the scalar ones above.
+// SSE2 multiplies only unsigned lanes, so the signed factors go in biased: a + 2^31, which is
+// a with its sign bit flipped, and the twiddle factors C, S are not negative. Then
+// C a + S b = C (a + 2^31) + S (b + 2^31) - 2^31 (C + S) and C b - S a the same way, exact
+// modulo 2^64 and so exact.
+struct RotatedSse2 {
+    simd::U64x2 a, b; // C re + S im, C im - S re, for the pairs in lanes 0 and 2
+};
+
+// re, im: lanes 0 and 2; pairs: (C, S) of the two rotations.
+inline RotatedSse2 rotate_sse2(simd::I32x4 re, simd::I32x4 im, simd::I32x4 pairs) {
+    using namespace simd;
+    const I32x4 bias = splat(INT32_MIN);
+    const I32x4 ub = re ^ bias, vb = im ^ bias, s = odd_lanes(pairs);
+    const U64x2 kc = mul_even_u32(pairs, bias), ks = mul_even_u32(s, bias);
+    return {mul_even_u32(ub, pairs) + mul_even_u32(vb, s) - (kc + ks),
+            mul_even_u32(vb, pairs) - mul_even_u32(ub, s) - (kc - ks)};
+}
+
+// Pre-twiddle of two m at a time with their mirrors (as inverse_pre_twiddle_avx2 with four),
+// returning the 64-bit sum of the magnitudes of its outputs for normalise_sse2.
+uint64_t inverse_pre_twiddle_sse2(int32_t* X, int N, const int32_t* cs) {
+    using namespace simd;
+    const int M = N / 2;
+    U64x2 even = zero64(), odd = zero64();
+    auto rotate = [&](I32x4 a, I32x4 b, const int32_t* pairs) {
+        const RotatedSse2 r = rotate_sse2(a, b, load(pairs));
+        const I32x4 z = high_words(r.a, r.b), m = abs(z);
+        even = even + even_u64(m);
+        odd = odd + odd_u64(m);
+        return z;
+    };
+    for (int m0 = 0; m0 < M / 2; m0 += 2) {
+        int32_t* front = X + 2 * m0;
+        int32_t* back = X + N - 4 - 2 * m0;
+        const I32x4 f = load(front), b = load(back);
+        store(front, rotate(f, reverse(b), cs + 2 * m0));
+        store(back, rotate(b, reverse(f), cs + 2 * (M - 2 - m0)));
+    }
+    return sum(even + odd);
+}
+
+// normalise() given the sum of magnitudes: the rounding shift as (x >> s) plus bit s-1 of x.
+int normalise_sse2(int32_t* X, int N, uint64_t total) {
+    using namespace simd;
+    int s = 0;
+    while ((total >> s) >= 0x20000000)
+        ++s;
+    if (s > 0) {
+        const I32x4 one = splat(1);
+        for (int i = 0; i < N; i += 4) {
+            const I32x4 x = load(X + i);
+            store(X + i, sar_by(x, s) + (sar_by(x, s - 1) & one));
+        }
+    }
+    return s;
+}
+
+// Post-twiddle, two i at a time (as inverse_post_twiddle_avx2 with four), with the rounding of
+// PostScale(r).
+void inverse_post_twiddle_sse2(int32_t* X, int N, const int32_t* cs, int r) {
+    using namespace simd;
+    const int M = N / 2, Q = N / 4;
+    const U64x2 half = splat64(r >= 1 ? int64_t(1) << (31 + r) : 0);
+    const I32x4 odd = set(0, -1, 0, -1);
+    auto pairs_rotated = [](I32x4 z, I32x4 pairs) { return rotate_sse2(z, odd_lanes(z), pairs); };
+    // (R(x_j), -R(y_j)) pairs.
+    auto scale = [&](U64x2 x, U64x2 y) {
+        const I32x4 v = r >= 1 ? sar_by(high_words(x + half, y + half), r)
+                               : low_words(shr_by(x, 32 + r), shr_by(y, 32 + r));
+        return negate_where(v, odd);
+    };
+    auto swapped = [](I32x4 v) { return shuffle<2, 3, 0, 1>(v); };
+    for (int i0 = 0; i0 < N / 8; i0 += 2) {
+        int32_t* p0 = X + 2 * i0;
+        int32_t* p1 = X + M + 2 * i0;
+        int32_t* p2 = X + M - 4 - 2 * i0;
+        int32_t* p3 = X + N - 4 - 2 * i0;
+        const RotatedSse2 A = pairs_rotated(load(p1), load(cs + 2 * (Q + i0)));
+        const RotatedSse2 B = pairs_rotated(load(p0), load(cs + 2 * i0));
+        const RotatedSse2 C =
+            pairs_rotated(swapped(load(p3)), swapped(load(cs + 2 * (M - 2 - i0))));
+        const RotatedSse2 D =
+            pairs_rotated(swapped(load(p2)), swapped(load(cs + 2 * (Q - 2 - i0))));
+        store(p0, scale(A.a, D.b));
+        store(p1, scale(A.b, D.a));
+        store(p2, swapped(scale(C.a, B.b)));
+        store(p3, swapped(scale(C.b, B.a)));
+    }
+}
+
 #if ZEM_HAS_AVX2_KERNELS
 // The inverse cores' own steps with eight lanes, giving the same bits as the scalar ones above.
 
@@ -276,19 +367,33 @@ ZEM_AVX2 void inverse_core_avx2(int32_t* X, int N, bool normalised) {
 void aac_imdct_norm_32s(int32_t* X, int N) { inverse_cores().norm(X, N); }
 void aac_imdct_32s(int32_t* X, int N) { inverse_cores().plain(X, N); }
 
-void aac_imdct_norm_32s_sse2(int32_t* X, int N) {
+void aac_imdct_norm_32s_scalar(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
     inverse_pre_twiddle(X, N, t.cs);
     const int s = normalise(X, N);
-    fixed_fft_kernels().forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    kFixedFftScalar.forward(X, t.order, t.fftTwiddle, t.fftSwap);
     inverse_post_twiddle(X, N, t.cs, PostScale(t.order - s - 3));
+}
+
+void aac_imdct_32s_scalar(int32_t* X, int N) {
+    const CoreTables t = tables_for(N);
+    inverse_pre_twiddle(X, N, t.cs);
+    kFixedFftScalar.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    inverse_post_twiddle(X, N, t.cs, PlainScale{});
+}
+
+void aac_imdct_norm_32s_sse2(int32_t* X, int N) {
+    const CoreTables t = tables_for(N);
+    const int s = normalise_sse2(X, N, inverse_pre_twiddle_sse2(X, N, t.cs));
+    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    inverse_post_twiddle_sse2(X, N, t.cs, t.order - s - 3);
 }
 
 void aac_imdct_32s_sse2(int32_t* X, int N) {
     const CoreTables t = tables_for(N);
-    inverse_pre_twiddle(X, N, t.cs);
-    fixed_fft_kernels().forward(X, t.order, t.fftTwiddle, t.fftSwap);
-    inverse_post_twiddle(X, N, t.cs, PlainScale{});
+    inverse_pre_twiddle_sse2(X, N, t.cs);
+    kFixedFftSse2.forward(X, t.order, t.fftTwiddle, t.fftSwap);
+    inverse_post_twiddle_sse2(X, N, t.cs, 0);
 }
 
 void aac_mdct_32s(int32_t* x, int N) { forward_cores().plain(x, N); }

@@ -16,8 +16,10 @@ namespace zem::aac {
 void aac_imdct_norm_32s(int32_t* X, int N);
 void aac_imdct_32s(int32_t* X, int N);
 
-// The same cores by instruction set, with identical results: the twiddles in scalar code
-// around the SSE2 FFT, or everything in AVX2 (x86-64). The two above run inverse_cores().
+// The same cores by instruction set, with identical results: scalar code throughout, SSE2
+// or AVX2 (x86-64). The two above run inverse_cores().
+void aac_imdct_norm_32s_scalar(int32_t* X, int N);
+void aac_imdct_32s_scalar(int32_t* X, int N);
 void aac_imdct_norm_32s_sse2(int32_t* X, int N);
 void aac_imdct_32s_sse2(int32_t* X, int N);
 void aac_imdct_norm_32s_avx2(int32_t* X, int N);
@@ -26,6 +28,8 @@ struct InverseCores {
     void (*norm)(int32_t* X, int N);
     void (*plain)(int32_t* X, int N);
 };
+inline constexpr InverseCores kInverseCoresScalar = {aac_imdct_norm_32s_scalar,
+                                                     aac_imdct_32s_scalar};
 inline constexpr InverseCores kInverseCoresSse2 = {aac_imdct_norm_32s_sse2, aac_imdct_32s_sse2};
 #if defined(__x86_64__)
 inline constexpr InverseCores kInverseCoresAvx2 = {aac_imdct_norm_32s_avx2, aac_imdct_32s_avx2};

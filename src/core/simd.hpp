@@ -68,6 +68,16 @@ struct U64x2 {
 };
 inline U64x2 zero64() { return {_mm_setzero_si128()}; }
 inline U64x2 operator+(U64x2 a, U64x2 b) { return {_mm_add_epi64(a.v, b.v)}; }
+inline U64x2 operator-(U64x2 a, U64x2 b) { return {_mm_sub_epi64(a.v, b.v)}; }
+// Lanes 0 and 2, or 1 and 3, widened without sign to the two 64-bit lanes.
+inline U64x2 even_u64(I32x4 a) { return {_mm_and_si128(a.v, _mm_set_epi32(0, -1, 0, -1))}; }
+inline U64x2 odd_u64(I32x4 a) { return {_mm_srli_epi64(a.v, 32)}; }
+// The two lanes added (modulo 2^64).
+inline uint64_t sum(U64x2 a) {
+    uint64_t lanes[2];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), a.v);
+    return lanes[0] + lanes[1];
+}
 inline U64x2 shr(U64x2 a, int s) { return {_mm_srli_epi64(a.v, s)}; }
 // The same by a count known only at run time (0 to 63).
 inline U64x2 shr_by(U64x2 a, int s) { return {_mm_srl_epi64(a.v, _mm_cvtsi32_si128(s))}; }
@@ -90,6 +100,11 @@ inline I32x4 low_words(U64x2 even, U64x2 odd) {
                          _mm_slli_epi64(odd.v, 32))};
 }
 
+// The upper words of the 64-bit lanes of a and b: a0, b0, a1, b1.
+inline I32x4 high_words(U64x2 a, U64x2 b) {
+    return {_mm_or_si128(_mm_srli_epi64(a.v, 32), _mm_and_si128(b.v, _mm_set_epi32(-1, 0, -1, 0)))};
+}
+
 // The same 64-bit value in both lanes.
 inline U64x2 splat64(int64_t x) { return {_mm_set1_epi64x(x)}; }
 // a0 w0 + a1 w1 and a2 w2 + a3 w3, the products signed, in the two lanes modulo 2^64: the
@@ -103,6 +118,8 @@ inline U64x2 dot_pairs(I32x4 a, I32x4 w) {
     return {_mm_sub_epi64(_mm_add_epi64(even, odd), fixes)};
 }
 // Lanes shifted by a count known only at run time (0 to 31).
+// |a| per lane; INT32_MIN stays, which read as unsigned is 2^31.
+inline I32x4 abs(I32x4 a) { return negate_where(a, sar(a, 31)); }
 inline I32x4 shl_by(I32x4 a, int s) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(s))}; }
 inline I32x4 sar_by(I32x4 a, int s) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(s))}; }
 
