@@ -64,6 +64,7 @@ ZEM_AVX2 void sum_blocks_avx2(int32_t* acc, const int32_t* const* w, const int32
             s = s + simd::mul_hi(simd::load8(w[b] + i), simd::load8(x[b] + i));
         simd::store(acc + i, s);
     }
+    simd::clear_upper_halves();
     sum_blocks_sse2_from(acc, w, x, blocks, i, n);
 }
 
@@ -72,6 +73,7 @@ ZEM_AVX2 void accumulate_avx2(int32_t* acc, const int32_t* w, const int32_t* x, 
     for (; i + 8 <= n; i += 8)
         simd::store(acc + i,
                     simd::load8(acc + i) + simd::mul_hi(simd::load8(w + i), simd::load8(x + i)));
+    simd::clear_upper_halves();
     accumulate_sse2(acc + i, w + i, x + i, n - i);
 }
 #endif
@@ -141,6 +143,7 @@ ZEM_AVX2 void rotate_avx2(int32_t* out, const int32_t* in, const int32_t* pq, co
         const simd::I32x8 y = simd::low_words(simd::shr(re, shift), simd::shr(im, shift));
         simd::store(out + 2 * i, simd::sar_by(simd::shl_by(y, extra), extra));
     }
+    simd::clear_upper_halves();
     rotate_sse2(out + 2 * i, in + 2 * i, pq + 2 * i, rt + 2 * i, n - i, shift);
 }
 #endif
