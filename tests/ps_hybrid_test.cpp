@@ -1,5 +1,5 @@
-// The PS hybrid analysis against direct convolution with the prototypes (read from the standard's
-// listing) in double precision for every configuration, the columns it must leave alone, the
+// The PS hybrid analysis against direct convolution with the prototypes (read from the listing in
+// tests/data) in double precision for every configuration, the columns it must leave alone, the
 // prototype's sums, and the SSE2 filter against the scalar one.
 #include <gtest/gtest.h>
 

@@ -136,43 +136,6 @@ TEST(PsParse, RoundTrips) {
     }
 }
 
-// The header and the last envelope carry over: a header-less frame with time differences, then
-// one without envelopes, which holds the last values for the whole frame.
-TEST(PsParse, FramesBuildOnThePreviousOne) {
-    std::mt19937 rng(7);
-    Frame a;
-    a.iidMode = 4;
-    a.envIdx = 2;
-    a.iidV = random_values(rng, 2, 20, -15, 15);
-    a.iccV = random_values(rng, 2, 20, 0, 7);
-    a.iidDt = a.iccDt = {false, false};
-    Frame b = a;
-    b.header = false;
-    b.envIdx = 1;
-    b.iidV = random_values(rng, 1, 20, -15, 15);
-    b.iccV = random_values(rng, 1, 20, 0, 7);
-    b.iidDt = b.iccDt = {true};
-    b.lastIid = a.iidV[1];
-    b.lastIcc = a.iccV[1];
-    Frame c;
-    c.header = false;
-    c.envIdx = 0; // no envelopes
-    PsDecoder ps;
-    const Frame* frames[3] = {&a, &b, &c};
-    const Frame* expect[3] = {&a, &b, &b};
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(feed(ps, *frames[i]));
-        const auto& got = P::cur(ps);
-        const int e = got.numEnv - 1;
-        EXPECT_EQ(e, i == 0);
-        EXPECT_EQ(got.border[e + 1], 31);
-        for (int band = 0; band < 20; ++band) {
-            EXPECT_EQ(got.iid[e][band], expect[i]->iidV.back()[std::size_t(band)]) << i;
-            EXPECT_EQ(got.icc[e][band], expect[i]->iccV.back()[std::size_t(band)]) << i;
-        }
-    }
-}
-
 Frame valid_frame() {
     Frame f;
     f.envIdx = 2;

@@ -95,7 +95,7 @@ void random_data(std::mt19937& rng, const zemdec::SbrBands& b, int ampRes, bool 
     for (int k = 0; k < b.nQ; ++k)
         s.invf.push_back(pick(rng, 0, 3));
     // No sinusoids in a frame whose transient sits at its end (l_A = L_E): whether they start
-    // with the next frame is where FFmpeg, the reference here, reads the standard otherwise.
+    // with the next frame is where FFmpeg, the reference here, departs from the other decoders.
     const bool transientAtEnd = ((s.frameClass & 1) && s.pointer == 1) ||
                                 (s.frameClass == 2 && s.pointer == s.envelopes() + 1);
     s.harmonics = pick(rng, 0, 2) != 0 && !transientAtEnd;
