@@ -541,11 +541,11 @@ void SbrChannel::synthesise_low_power(Zem32fc* const* rows, float* out) {
     constexpr float kHeadroom = 8.0f;
     int32_t x[64], y[64];
     for (int l = 0; l < kQmfSlots; ++l) {
+        // Without branches: the signs of the values are as good as random.
         for (int k = 0; k < 64; ++k) {
             const float v = 2.0f * kHeadroom * rows[l][k].re;
-            const float low = v > -kLimit ? v : -kLimit; // NaN too
-            const float c = low < kLimit ? low : kLimit;
-            x[k] = int32_t(c + (c < 0.0f ? -0.5f : 0.5f)); // to nearest, halves away from 0
+            const float c = std::min(kLimit, std::max(-kLimit, v)); // NaN to -kLimit
+            x[k] = int32_t(c + std::copysign(0.5f, c)); // to nearest, halves away from 0
         }
         zemsSynthesisFilter_SBRLP_32s(
             x, y, reinterpret_cast<ZemSbrSynthesisSpec_32s*>(synthesisMem_.data()));
