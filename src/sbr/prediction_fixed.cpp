@@ -79,21 +79,30 @@ struct Band {
     int64_t peak; // the range shifted: no magnitude exceeds it by more than 1
 };
 
-// Rows 0 .. rows - 1 of one band shifted to two bits of headroom; false when all are zero.
-template <class Get> bool load_band(Get get, int32_t rows, Band& b) {
+// Rows 0 .. rows - 1 of one band shifted to two bits of headroom; false when all are zero. A
+// real band (Complex false) leaves the imaginary parts unset: nothing reads them.
+template <bool Complex, class Get> bool load_band(Get get, int32_t rows, Band& b) {
     int64_t hi = 0, lo = 0;
     for (int32_t m = 0; m < rows; ++m) {
         const auto [re, im] = get(m);
-        b.re[m] = re, b.im[m] = im;
-        hi = std::max({hi, int64_t(re), int64_t(im)});
-        lo = std::min({lo, int64_t(re), int64_t(im)});
+        b.re[m] = re;
+        hi = std::max(hi, int64_t(re));
+        lo = std::min(lo, int64_t(re));
+        if constexpr (Complex) {
+            b.im[m] = im;
+            hi = std::max(hi, int64_t(im));
+            lo = std::min(lo, int64_t(im));
+        }
     }
     const int64_t range = std::max(hi, -lo);
     if (range == 0)
         return false;
     const int32_t shift = headroom_shift(range);
-    for (int32_t m = 0; m < rows; ++m)
-        b.re[m] >>= shift, b.im[m] >>= shift;
+    for (int32_t m = 0; m < rows; ++m) {
+        b.re[m] >>= shift;
+        if constexpr (Complex)
+            b.im[m] >>= shift;
+    }
     b.rows = rows;
     b.peak = range >> shift;
     return true;
@@ -105,14 +114,20 @@ int64_t magnitude(int64_t v) { return v < 0 ? -v : v; }
 // of samples from 2^28 up lose their two lowest bits first, far below what survives the scaling
 // (below, magnitudes of 2^28 + 1 at most keep 38 products under 2^63).
 // The sums being exact, phi(2,2) and phi(0,1) follow from phi(1,1) and phi(1,2) by their end
-// terms.
-FixedCovariance covariance(const Band& b) {
+// terms. Real bands have no imaginary terms: their sums are those of the complex code on zero
+// imaginary parts.
+template <bool Complex> FixedCovariance covariance(const Band& b) {
     const int32_t p = b.peak >= (int64_t(1) << 28) ? 2 : 0;
     auto re = [&](int32_t a, int32_t c) {
-        return (int64_t(b.re[a]) * b.re[c] + int64_t(b.im[a]) * b.im[c]) >> p;
+        int64_t sum = int64_t(b.re[a]) * b.re[c];
+        if constexpr (Complex)
+            sum += int64_t(b.im[a]) * b.im[c];
+        return sum >> p;
     };
-    auto im = [&](int32_t a, int32_t c) {
-        return (int64_t(b.im[a]) * b.re[c] - int64_t(b.re[a]) * b.im[c]) >> p;
+    auto im = [&](int32_t a, int32_t c) -> int64_t {
+        if constexpr (Complex)
+            return (int64_t(b.im[a]) * b.re[c] - int64_t(b.re[a]) * b.im[c]) >> p;
+        return 0;
     };
     FixedCovariance s{};
     const int32_t last = b.rows - 1;
@@ -191,8 +206,8 @@ extern "C" ZemStatus zemsPredictOneCoef_SBRHQ_32sc_D2L(const Zem32sc* const* ppS
         return zemStatusOk;
     FixedAlphas a;
     Band b;
-    if (len >= 1 && load_band([&](int32_t m) { return ppSrc[m][band]; }, rows_for(len), b)) {
-        const FixedCovariance c = covariance(b);
+    if (len >= 1 && load_band<true>([&](int32_t m) { return ppSrc[m][band]; }, rows_for(len), b)) {
+        const FixedCovariance c = covariance<true>(b);
         const int64_t d = c.r22 * c.r11 - (c.r12 * c.r12 + c.i12 * c.i12);
         if (d > 0)
             alpha1_from(c, d, a);
@@ -216,13 +231,13 @@ extern "C" ZemStatus zemsPredictOneCoef_SBRLP_32s_D2L(const int32_t* const* ppSr
         return zemStatusOk;
     *pAlpha0 = *pAlpha1 = *pRefCoef = 0;
     Band b;
-    if (len < 1 || !load_band(
+    if (len < 1 || !load_band<false>(
                        [&](int32_t m) {
                            return Zem32sc{ppSrc[m][band], 0};
                        },
                        rows_for(len), b))
         return zemStatusOk;
-    const FixedCovariance c = covariance(b);
+    const FixedCovariance c = covariance<false>(b);
     if (c.r11 == 0)
         return zemStatusOk;
     const Reciprocal inv11 = reciprocal(c.r11);
