@@ -91,25 +91,11 @@ TEST(Mp3Synthesis, SubbandTransformMatchesDefinition) {
             for (int32_t& v : x)
                 v = int32_t(rng() % 200000001) - 100000000;
             ASSERT_EQ(zemsMDCTInvWindow_MP3_32s(x, z, type), zemStatusOk);
-            for (int i = 0; i < 36; ++i) {
-                double want = 0;
-                if (type != 2) {
-                    for (int k = 0; k < 18; ++k)
-                        want += x[k] * std::cos(M_PI / 72 * (2 * i + 19) * (2 * k + 1));
-                    want *= 0.25 * zemtest::mp3model::long_window(type, i);
-                } else {
-                    for (int w = 0; w < 3; ++w) {
-                        const int j = i - 6 - 6 * w;
-                        if (j < 0 || j >= 12)
-                            continue;
-                        double s = 0;
-                        for (int k = 0; k < 6; ++k)
-                            s += x[6 * w + k] * std::cos(M_PI / 24 * (2 * j + 7) * (2 * k + 1));
-                        want += 0.25 * std::sin(M_PI / 12 * (j + 0.5)) * s;
-                    }
-                }
-                ASSERT_NEAR(z[i], want, 1.0) << "type " << type << " i " << i;
-            }
+            double xd[18], want[36];
+            std::copy(x, x + 18, xd);
+            zemtest::mp3model::imdct(xd, type, want);
+            for (int i = 0; i < 36; ++i)
+                ASSERT_NEAR(z[i], 0.25 * want[i], 1.0) << "type " << type << " i " << i;
         }
 }
 
@@ -142,23 +128,55 @@ TEST(Mp3Synthesis, PolyphaseMatchesStandardProcedure) {
     EXPECT_LT(off, total / 2);
 }
 
-// The SSE2 and AVX2 windowing against the scalar reference on random slot values, the extremes
-// included.
-TEST(Mp3SynthesisKernels, PolyphaseWindowSimdMatchesScalar) {
+// What `call` writes with the scalar kernel set and with each SIMD set on the same inputs, which
+// must be the same.
+template <class Kernels, class Call>
+void expect_same(const Kernels& scalar, const std::vector<Kernels>& simd, Call call) {
+    const auto want = call(scalar);
+    for (std::size_t k = 0; k < simd.size(); ++k)
+        ASSERT_EQ(call(simd[k]), want) << "kernel " << k;
+}
+
+// The SSE2 and AVX2 polyphase kernels against the scalar ones on random values at every shift,
+// and extremes: the windowing at every position; the conversion of windowed sums to samples
+// (rounding, wrapping at the top, saturation at both ends) at both strides and every alignment,
+// the samples between the strided ones untouched; the matrixing up to full scale (saturating
+// outputs) at every alignment of its input and output.
+TEST(Mp3SynthesisKernels, PolyphaseSimdMatchesScalar) {
     const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
     std::mt19937 rng(zemtest::seed());
-    std::vector<int32_t> v(512);
-    constexpr int32_t kEdges[5] = {INT32_MIN, INT32_MAX, -1, 0, 1};
+    constexpr int32_t kWindowEdges[5] = {INT32_MIN, INT32_MAX, -1, 0, 1};
+    constexpr int32_t kPcmEdges[8] = {
+        INT32_MIN, INT32_MAX, INT32_MAX - 63, -4194368, 4194239, 4194240, -64, 63};
     for (int trial = 0; trial < 80; ++trial) {
+        SCOPED_TRACE(trial);
+        const int offset = trial % 8, stride = 1 + trial / 8 % 2,
+                  shift = trial < 16 ? 0 : trial % 24;
+        std::vector<int32_t> v(512), sum(32), s(40);
         for (int32_t& x : v)
-            x = trial < 32 ? int32_t(rng()) : trial < 64 ? int32_t(rng()) >> 6 : kEdges[rng() % 5];
-        int32_t a[32], b[32];
-        zem::mp3::kPolyphaseScalar.window(v.data(), trial % 16, a);
-        for (std::size_t k = 0; k < simd.size(); ++k) {
-            simd[k].window(v.data(), trial % 16, b);
-            for (int j = 0; j < 32; ++j)
-                ASSERT_EQ(a[j], b[j]) << "trial " << trial << " kernel " << k << " output " << j;
-        }
+            x = trial < 64 ? int32_t(rng()) >> shift : kWindowEdges[rng() % 5];
+        for (int32_t& x : sum)
+            x = trial < 64 ? int32_t(rng()) >> shift : kPcmEdges[rng() % 8];
+        for (int32_t& x : s)
+            x = int32_t(rng()) >> shift;
+        std::vector<int16_t> pcm(64 + 8);
+        for (int16_t& x : pcm)
+            x = int16_t(rng());
+        ASSERT_NO_FATAL_FAILURE(expect_same(zem::mp3::kPolyphaseScalar, simd, [&](const auto& k) {
+            std::vector<int32_t> out(32);
+            k.window(v.data(), trial % 16, out.data());
+            return out;
+        }));
+        ASSERT_NO_FATAL_FAILURE(expect_same(zem::mp3::kPolyphaseScalar, simd, [&](const auto& k) {
+            std::vector<int16_t> out = pcm;
+            k.pcm(sum.data(), out.data() + offset, stride);
+            return out;
+        }));
+        ASSERT_NO_FATAL_FAILURE(expect_same(zem::mp3::kPolyphaseScalar, simd, [&](const auto& k) {
+            std::vector<int32_t> out(40, 0x5A5A5A5A);
+            k.dct32(s.data() + offset, out.data() + offset);
+            return out;
+        }));
     }
 }
 
@@ -197,137 +215,53 @@ TEST(Mp3SynthesisKernels, RequantiseRunSimdMatchesScalar) {
     }
 }
 
-// The SSE2 overlap-add of a sub-band pair against the scalar one, wrapping sums included; the
-// sub-band samples between the pair's columns stay untouched.
-TEST(Mp3SynthesisKernels, OverlapPairSse2MatchesScalar) {
-    std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 16; ++trial) {
-        std::vector<int32_t> z(72), ov(36), out(576);
-        for (int32_t& x : z)
-            x = trial < 8 ? int32_t(rng()) : int32_t(rng()) >> 8;
-        for (int32_t& x : ov)
-            x = trial < 8 ? int32_t(rng()) : int32_t(rng()) >> 8;
-        for (int32_t& x : out)
-            x = int32_t(rng());
-        std::vector<int32_t> ovGot = ov, outGot = out;
-        zem::mp3::kHybridScalar.overlap_pair(z.data(), ov.data(), out.data() + 5);
-        zem::mp3::kHybridSse2.overlap_pair(z.data(), ovGot.data(), outGot.data() + 5);
-        ASSERT_EQ(outGot, out) << "trial " << trial;
-        ASSERT_EQ(ovGot, ov) << "trial " << trial;
-    }
-}
-
-// The SSE2 and AVX2 alias reduction against the scalar one at every sub-band boundary, lines
-// around the boundary untouched.
-TEST(Mp3SynthesisKernels, AliasReductionSimdMatchesScalar) {
-    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kHybridSse2, zem::mp3::kHybridAvx2);
-    std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 62; ++trial) {
-        std::vector<int32_t> want(576);
-        for (int32_t& x : want)
-            x = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
-        const std::vector<int32_t> in = want;
-        const int boundary = 18 * (1 + trial % 31);
-        zem::mp3::kHybridScalar.alias_reduce(want.data(), boundary);
-        for (std::size_t k = 0; k < simd.size(); ++k) {
-            std::vector<int32_t> got = in;
-            simd[k].alias_reduce(got.data(), boundary);
-            ASSERT_EQ(got, want) << "trial " << trial << " kernel " << k;
-        }
-    }
-}
-
-// The four-sub-band transform with overlap-add against the scalar one, for every block type, at
-// every alignment of lines, overlap and output, with wrapping sums and saturating transforms;
-// the output columns of other sub-bands stay untouched.
-TEST(Mp3SynthesisKernels, HybridQuadSimdMatchesScalar) {
+// The SSE2 and AVX2 hybrid kernels against the scalar ones, for every block type, on random
+// values at every shift (wrapping sums, saturating transforms) and on a lone full-scale line with
+// a silent partner: the alias reduction at every sub-band boundary, lines around it untouched;
+// the two-sub-band transform; the overlap-add of a pair, the sub-band samples between its columns
+// untouched; the four-sub-band transform with overlap-add at every alignment of lines, overlap
+// and output, the output columns of other sub-bands untouched.
+TEST(Mp3SynthesisKernels, HybridSimdMatchesScalar) {
     const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kHybridSse2, zem::mp3::kHybridAvx2);
     std::mt19937 rng(zemtest::seed());
     for (int trial = 0; trial < 96; ++trial) {
-        const int type = trial % 4, offset = trial / 4 % 8;
-        std::vector<int32_t> x(72 + 8), ov(72 + 8), out(576 + 8);
+        SCOPED_TRACE(trial);
+        const int type = trial % 4, offset = trial / 4 % 8, shift = trial < 16 ? 0 : trial % 24;
+        const bool spike = trial >= 80; // in sub-band trial / 4 % 4 of the four
+        std::vector<int32_t> lines(576), x(72 + 8), ov(72 + 8), out(576 + 8);
+        for (int32_t& v : lines)
+            v = int32_t(rng()) >> shift;
         for (int32_t& v : x)
-            v = trial < 32 ? int32_t(rng()) : trial < 88 ? int32_t(rng()) >> (trial % 20) : 0;
-        if (trial >= 88)
-            x[std::size_t(offset + rng() % 72)] = 1 << 26;
+            v = spike ? 0 : int32_t(rng()) >> shift;
+        if (spike)
+            x[std::size_t(offset + trial / 4 % 4 * 18) + rng() % 18] = 1 << 26;
         for (int32_t& v : ov)
-            v = trial % 3 == 0 ? int32_t(rng()) : int32_t(rng()) >> 8;
+            v = int32_t(rng()) >> (trial % 3 == 0 ? 0 : 8);
         for (int32_t& v : out)
             v = int32_t(rng());
-        std::vector<int32_t> ovWant = ov, outWant = out;
-        zem::mp3::kHybridScalar.quad(x.data() + offset, ovWant.data() + offset,
-                                     outWant.data() + offset, type);
-        for (std::size_t k = 0; k < simd.size(); ++k) {
+        const auto& scalar = zem::mp3::kHybridScalar;
+        ASSERT_NO_FATAL_FAILURE(expect_same(scalar, simd, [&](const auto& k) {
+            std::vector<int32_t> got = lines;
+            k.alias_reduce(got.data(), 18 * (1 + trial % 31));
+            return got;
+        }));
+        ASSERT_NO_FATAL_FAILURE(expect_same(scalar, simd, [&](const auto& k) {
+            std::vector<int32_t> z(72);
+            k.imdct_pair(x.data() + offset, x.data() + offset + 18, z.data(), type);
+            return z;
+        }));
+        ASSERT_NO_FATAL_FAILURE(expect_same(scalar, simd, [&](const auto& k) {
+            std::vector<int32_t> ovGot(ov.begin(), ov.begin() + 36), outGot = out;
+            k.overlap_pair(x.data(), ovGot.data(), outGot.data() + 5);
+            outGot.insert(outGot.end(), ovGot.begin(), ovGot.end());
+            return outGot;
+        }));
+        ASSERT_NO_FATAL_FAILURE(expect_same(scalar, simd, [&](const auto& k) {
             std::vector<int32_t> ovGot = ov, outGot = out;
-            simd[k].quad(x.data() + offset, ovGot.data() + offset, outGot.data() + offset, type);
-            ASSERT_EQ(outGot, outWant) << "trial " << trial << " kernel " << k;
-            ASSERT_EQ(ovGot, ovWant) << "trial " << trial << " kernel " << k;
-        }
-    }
-}
-
-// The SSE2 and AVX2 conversion of the windowed sums to samples against the scalar one: rounding,
-// wrapping at the top, saturation at both ends, at both strides and every alignment, with the
-// samples between the strided ones untouched.
-TEST(Mp3SynthesisKernels, PolyphasePcmSimdMatchesScalar) {
-    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
-    std::mt19937 rng(zemtest::seed());
-    constexpr int32_t kEdges[8] = {INT32_MIN, INT32_MAX, INT32_MAX - 63, -4194368, 4194239, 4194240,
-                                   -64,       63};
-    for (int trial = 0; trial < 64; ++trial) {
-        const int stride = 1 + trial % 2, offset = trial / 2 % 8;
-        int32_t sum[32];
-        for (int32_t& x : sum)
-            x = trial < 16 ? int32_t(rng()) : trial < 48 ? int32_t(rng()) >> 8 : kEdges[rng() % 8];
-        std::vector<int16_t> want(64 + 8), got;
-        for (int16_t& x : want)
-            x = int16_t(rng());
-        got = want;
-        zem::mp3::kPolyphaseScalar.pcm(sum, want.data() + offset, stride);
-        for (std::size_t k = 0; k < simd.size(); ++k) {
-            std::vector<int16_t> out = got;
-            simd[k].pcm(sum, out.data() + offset, stride);
-            ASSERT_EQ(out, want) << "trial " << trial << " kernel " << k;
-        }
-    }
-}
-
-// The SSE2 and AVX2 matrixing against the scalar one, up to full scale (saturating outputs), on
-// inputs at every alignment of the vector loads.
-TEST(Mp3SynthesisKernels, MatrixingSimdMatchesScalar) {
-    const auto simd = ZEMTEST_SIMD_KERNELS(zem::mp3::kPolyphaseSse2, zem::mp3::kPolyphaseAvx2);
-    std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 64; ++trial) {
-        int32_t buffer[40], want[32], got[40];
-        int32_t* s = buffer + trial % 8;
-        for (int m = 0; m < 32; ++m)
-            s[m] = trial < 16 ? int32_t(rng()) : int32_t(rng()) >> (trial % 24);
-        zem::mp3::kPolyphaseScalar.dct32(s, want);
-        for (std::size_t k = 0; k < simd.size(); ++k) {
-            simd[k].dct32(s, got + trial % 8);
-            for (int m = 0; m < 32; ++m)
-                ASSERT_EQ(got[trial % 8 + m], want[m])
-                    << "trial " << trial << " kernel " << k << " value " << m;
-        }
-    }
-}
-
-// The two-sub-band SSE2 transform against the scalar one, for every block type, on inputs up to
-// full scale (where the outputs saturate) and with a silent partner.
-TEST(Mp3SynthesisKernels, TransformPairSse2MatchesScalar) {
-    std::mt19937 rng(zemtest::seed());
-    for (int trial = 0; trial < 64; ++trial) {
-        const int type = trial % 4;
-        int32_t x[2][18], want[72], got[72];
-        for (auto& sb : x)
-            for (int32_t& v : sb)
-                v = trial < 16 ? int32_t(rng()) : trial < 60 ? int32_t(rng()) >> 5 : 0;
-        if (trial >= 60)
-            x[0][trial % 18] = 1 << 26;
-        zem::mp3::kHybridScalar.imdct_pair(x[0], x[1], want, type);
-        zem::mp3::kHybridSse2.imdct_pair(x[0], x[1], got, type);
-        for (int i = 0; i < 72; ++i)
-            ASSERT_EQ(got[i], want[i]) << "trial " << trial << " value " << i;
+            k.quad(x.data() + offset, ovGot.data() + offset, outGot.data() + offset, type);
+            outGot.insert(outGot.end(), ovGot.begin(), ovGot.end());
+            return outGot;
+        }));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "support/mp3_model.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -150,24 +151,14 @@ std::vector<Position> positions(const Granule& g, const Bands& b) {
     return at;
 }
 
-// Short-block lines into sub-band order: line j of window w to 18 (j / 6) + 6 w + j % 6.
-std::vector<double> reorder(const std::vector<double>& x, const Channel& c, const Bands& b) {
-    if (c.block_type != 2)
-        return x;
-    std::vector<double> out(576, 0.0);
-    if (c.mixed)
-        for (int i = 0; i < 36; ++i)
-            out[std::size_t(i)] = x[std::size_t(i)];
-    for (int band = c.mixed ? 3 : 0; band < 13; ++band) {
-        const int width = b.s[band + 1] - b.s[band];
-        for (int w = 0; w < 3; ++w)
-            for (int k = 0; k < width; ++k) {
-                const int j = b.s[band] + k;
-                out[std::size_t(18 * (j / 6) + 6 * w + j % 6)] =
-                    x[std::size_t(3 * b.s[band] + w * width + k)];
-            }
-    }
-    return out;
+// The 36-point window of block type 0, 1 or 3 (the normal window for any other type).
+double long_window(int type, int i) {
+    const double normal = std::sin(M_PI / 36 * (i + 0.5));
+    if (type == 1)
+        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
+    if (type == 3)
+        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
+    return normal;
 }
 
 struct Cosines {
@@ -210,8 +201,29 @@ void dequantise(const Granule& g, std::vector<double> xr[2]) {
             }
         }
     }
-    for (int c = 0; c < g.nch; ++c)
-        xr[c] = reorder(x[c], g.ch[c], b);
+    for (int c = 0; c < g.nch; ++c) {
+        xr[c] = x[c];
+        if (g.ch[c].block_type == 2)
+            to_subband_order(xr[c].data(), b.s, g.ch[c].mixed ? 3 : 0);
+    }
+}
+
+void imdct(const double* x, int block_type, double* z) {
+    const Cosines& t = cosines();
+    std::fill(z, z + 36, 0.0);
+    for (int w = 0; block_type == 2 && w < 3; ++w)
+        for (int i = 0; i < 12; ++i) {
+            double v = 0;
+            for (int k = 0; k < 6; ++k)
+                v += x[6 * w + k] * t.shortT[i][k];
+            z[6 + 6 * w + i] += std::sin(M_PI / 12 * (i + 0.5)) * v;
+        }
+    for (int i = 0; block_type != 2 && i < 36; ++i) {
+        double v = 0;
+        for (int k = 0; k < 18; ++k)
+            v += x[k] * t.longT[i][k];
+        z[i] = long_window(block_type, i) * v;
+    }
 }
 
 void Synthesis::hybrid(std::vector<double>& xr, int block_type, bool mixed,
@@ -229,28 +241,10 @@ void Synthesis::hybrid(std::vector<double>& xr, int block_type, bool mixed,
             bu = u * cs - d * ca;
             bd = d * cs + u * ca;
         }
-    const Cosines& t = cosines();
     y.assign(576, 0.0);
     for (int sb = 0; sb < 32; ++sb) {
-        const double* x = xr.data() + 18 * sb;
-        const int type = mixed && sb < 2 ? 0 : block_type;
-        double z[36] = {};
-        if (type == 2) {
-            for (int w = 0; w < 3; ++w)
-                for (int i = 0; i < 12; ++i) {
-                    double v = 0;
-                    for (int k = 0; k < 6; ++k)
-                        v += x[6 * w + k] * t.shortT[i][k];
-                    z[6 + 6 * w + i] += std::sin(M_PI / 12 * (i + 0.5)) * v;
-                }
-        } else {
-            for (int i = 0; i < 36; ++i) {
-                double v = 0;
-                for (int k = 0; k < 18; ++k)
-                    v += x[k] * t.longT[i][k];
-                z[i] = long_window(type, i) * v;
-            }
-        }
+        double z[36];
+        imdct(xr.data() + 18 * sb, mixed && sb < 2 ? 0 : block_type, z);
         for (int s = 0; s < 18; ++s) {
             double v = z[s] + overlap_[std::size_t(18 * sb + s)];
             overlap_[std::size_t(18 * sb + s)] = z[18 + s];
@@ -283,15 +277,6 @@ void Synthesis::polyphase(const double* s, double* pcm) {
 int16_t to_pcm(double v) {
     const double s = std::floor(v * 32768.0 + 0.5);
     return int16_t(s > 32767.0 ? 32767.0 : s < -32768.0 ? -32768.0 : s);
-}
-
-double long_window(int type, int i) {
-    const double normal = std::sin(M_PI / 36 * (i + 0.5));
-    if (type == 1)
-        return i < 18 ? normal : i < 24 ? 1.0 : i < 30 ? std::sin(M_PI / 12 * (i - 18 + 0.5)) : 0.0;
-    if (type == 3)
-        return i < 6 ? 0.0 : i < 12 ? std::sin(M_PI / 12 * (i - 6 + 0.5)) : i < 18 ? 1.0 : normal;
-    return normal;
 }
 
 } // namespace zemtest::mp3model

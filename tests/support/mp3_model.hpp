@@ -49,8 +49,25 @@ class Synthesis {
     std::vector<double> fifo_ = std::vector<double>(1024, 0.0);
 };
 
-// The 36-point window of block type 0, 1 or 3 (the normal window for any other type).
-double long_window(int type, int i);
+// The windowed IMDCT of one sub-band's 18 lines into 36 values, block type 2 as three short
+// transforms.
+void imdct(const double* x, int block_type, double* z);
+
+// Short-block lines of bands `first` on from band order (line k of window w of band b at
+// 3 start(b) + w width(b) + k) into sub-band order (line j of window w at 18 (j / 6) + 6 w + j %
+// 6).
+template <class T> void to_subband_order(T* x, const int16_t* shortBands, int first) {
+    const std::vector<T> in(x, x + 576);
+    for (int b = first; b < 13; ++b) {
+        const int width = shortBands[b + 1] - shortBands[b];
+        for (int w = 0; w < 3; ++w)
+            for (int k = 0; k < width; ++k) {
+                const int j = shortBands[b] + k;
+                x[18 * (j / 6) + 6 * w + j % 6] =
+                    in[std::size_t(3 * shortBands[b] + w * width + k)];
+            }
+    }
+}
 
 // Full scale 1.0 to 16 bits: rounded to nearest and clipped.
 int16_t to_pcm(double v);
