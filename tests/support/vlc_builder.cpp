@@ -82,10 +82,10 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
     const int base = stride * limit;
     const int k = kind == Kind::Aac ? 12 : 11;
     encTable_.assign(std::size_t(2) << k, 0);
-    std::vector<Leaf> plain, tuple;
+    std::vector<Leaf> leaves[2]; // plain (with the sign bits), tuple
     int longest = 0;
     for (const PairCode& c : book.codes) {
-        tuple.push_back({c.code, c.length, c.x, c.y});
+        leaves[1].push_back({c.code, c.length, c.x, c.y});
         const int xs = book.hasSigns && c.x != 0 ? 2 : 1, ys = book.hasSigns && c.y != 0 ? 2 : 1;
         for (int sx = 0; sx < xs; ++sx)
             for (int sy = 0; sy < ys; ++sy) {
@@ -98,7 +98,7 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
                     code = (code << 1) | uint32_t(sy);
                 const int length = c.length + signs;
                 longest = std::max(longest, length);
-                plain.push_back({code, length, x, y});
+                leaves[0].push_back({code, length, x, y});
                 const int index = base + limit + stride * x + y;
                 encTable_[std::size_t(index)] = length;
                 encTable_[(std::size_t(1) << k) + std::size_t(index)] = int32_t(code);
@@ -107,16 +107,6 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
     // The length field holds a level's width: 3 bits for widths up to 7, which leaves 16-bit
     // elements room for small signed values.
     const int lengthBits = elementBits == 16 ? 3 : 4;
-    std::vector<int32_t> plainTable, tupleTable;
-    build_level(plainTable, plain, 0, firstWidth, false, lengthBits);
-    build_level(tupleTable, tuple, 0, firstWidth, true, lengthBits);
-    if (elementBits == 16) {
-        plainTable16_.assign(plainTable.begin(), plainTable.end());
-        tupleTable16_.assign(tupleTable.begin(), tupleTable.end());
-    } else {
-        plainTable32_ = plainTable;
-        tupleTable32_ = tupleTable;
-    }
     memory_.assign(4 * 64 + 32, 0);
     const std::size_t start = (32 - reinterpret_cast<std::uintptr_t>(memory_.data()) % 32) % 32;
     ZemVlcEncSpec e{};
@@ -132,12 +122,13 @@ VlcSpecs::VlcSpecs(const PairBook& book, Kind kind, int elementBits, int firstWi
     d.lengthBits = lengthBits;
     d.valueBits = 5;
     d.valuesBits = 10;
-    d.pTable =
-        elementBits == 16 ? static_cast<const void*>(plainTable16_.data()) : plainTable32_.data();
-    plainAt_ = place(memory_, start + 64, d);
-    d.pTable =
-        elementBits == 16 ? static_cast<const void*>(tupleTable16_.data()) : tupleTable32_.data();
-    tupleAt_ = place(memory_, start + 128, d);
+    for (int t = 0; t < 2; ++t) {
+        build_level(tables32_[t], leaves[t], 0, firstWidth, t == 1, lengthBits);
+        tables16_[t].assign(tables32_[t].begin(), tables32_[t].end());
+        d.pTable =
+            elementBits == 16 ? static_cast<const void*>(tables16_[t].data()) : tables32_[t].data();
+        decAt_[t] = place(memory_, start + 64 * std::size_t(t + 1), d);
+    }
 }
 
 // A misaligned address still rounds up to the record: step back 32 and forward by misalign.
@@ -150,10 +141,10 @@ const ZemVlcEncSpec* VlcSpecs::enc(int misalign) const {
     return reinterpret_cast<const ZemVlcEncSpec*>(at(encAt_, misalign));
 }
 const ZemVlcDecSpec* VlcSpecs::plain(int misalign) const {
-    return reinterpret_cast<const ZemVlcDecSpec*>(at(plainAt_, misalign));
+    return reinterpret_cast<const ZemVlcDecSpec*>(at(decAt_[0], misalign));
 }
 const ZemVlcDecSpec* VlcSpecs::tuple(int misalign) const {
-    return reinterpret_cast<const ZemVlcDecSpec*>(at(tupleAt_, misalign));
+    return reinterpret_cast<const ZemVlcDecSpec*>(at(decAt_[1], misalign));
 }
 
 PairBook aac_pair_book(int book) {

@@ -43,10 +43,9 @@ class VlcSpecs {
   private:
     const uint8_t* at(std::size_t offset, int misalign) const;
     std::vector<uint8_t> memory_;
-    std::vector<int32_t> encTable_;
-    std::vector<int32_t> plainTable32_, tupleTable32_;
-    std::vector<int16_t> plainTable16_, tupleTable16_;
-    std::size_t encAt_ = 0, plainAt_ = 0, tupleAt_ = 0;
+    std::vector<int32_t> encTable_, tables32_[2]; // decoding tables: plain, tuple
+    std::vector<int16_t> tables16_[2];
+    std::size_t encAt_ = 0, decAt_[2] = {};
     ZemStatus status_ = zemStatusOk;
 };
 
