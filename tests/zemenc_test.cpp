@@ -17,13 +17,9 @@ namespace {
 std::vector<uint8_t> wav(int channels, int bits, int rate, const std::vector<int16_t>& samples,
                          int format = 1) {
     std::vector<uint8_t> f;
-    auto put32 = [&](uint32_t v) {
-        for (int i = 0; i < 4; ++i)
+    auto put = [&](uint32_t v, int bytes) {
+        for (int i = 0; i < bytes; ++i)
             f.push_back(uint8_t(v >> (8 * i)));
-    };
-    auto put16 = [&](uint16_t v) {
-        f.push_back(uint8_t(v));
-        f.push_back(uint8_t(v >> 8));
     };
     auto tag = [&](const char* t) {
         for (int i = 0; i < 4; ++i)
@@ -31,20 +27,17 @@ std::vector<uint8_t> wav(int channels, int bits, int rate, const std::vector<int
     };
     const uint32_t bytes = uint32_t(2 * samples.size());
     tag("RIFF");
-    put32(36 + bytes);
+    put(36 + bytes, 4);
     tag("WAVE");
-    tag("fmt ");
-    put32(16);
-    put16(uint16_t(format));
-    put16(uint16_t(channels));
-    put32(uint32_t(rate));
-    put32(uint32_t(rate * channels * bits / 8));
-    put16(uint16_t(channels * bits / 8));
-    put16(uint16_t(bits));
+    tag("fmt "); // size, format and channels, rate, byte rate, block size and sample bits
+    for (const uint32_t v :
+         {16u, uint32_t(format | channels << 16), uint32_t(rate),
+          uint32_t(rate * channels * bits / 8), uint32_t(channels * bits / 8 | bits << 16)})
+        put(v, 4);
     tag("data");
-    put32(bytes);
+    put(bytes, 4);
     for (int16_t s : samples)
-        put16(uint16_t(s));
+        put(uint16_t(s), 2);
     return f;
 }
 

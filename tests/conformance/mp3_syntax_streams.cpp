@@ -108,19 +108,12 @@ class Writer {
 // The right channel's ends: inside the top band (no intensity), inside the band below, at it,
 // lower, or empty.
 int pick_start(std::mt19937& rng, int first, int top) {
-    switch (rng() % 6) {
-    case 0:
-        return top + 1;
-    case 1:
-    case 2:
-        return top;
-    case 3:
-        return top - 1;
-    case 4:
-        return first + int(rng() % unsigned(top - 1 - first));
-    default:
-        return first;
-    }
+    const int pick = int(rng() % 6);
+    return pick == 0   ? top + 1
+           : pick < 3  ? top
+           : pick == 3 ? top - 1
+           : pick == 4 ? first + int(rng() % unsigned(top - 1 - first))
+                       : first;
 }
 
 void Writer::fill_spectra(model::Granule& g, int fill) {
