@@ -492,6 +492,13 @@ struct Model {
                   zemStatusOk);
         return r;
     }
+    // Granules 0 .. count - 1 of x in turn; the last one's result.
+    ZemMp3PsyResultRec run(const std::vector<int16_t>& x, int count) {
+        ZemMp3PsyResultRec r{};
+        for (int g = 0; g < count; ++g)
+            r = run(x.data() + 576 * g);
+        return r;
+    }
 };
 
 std::vector<int16_t> granules_of(int count, const std::function<double(int)>& sample) {
@@ -510,15 +517,8 @@ TEST(Mp3PsychoacousticModel, TonalityMaskingQuietAndAttacks) {
     // 1 kHz: MDCT line 26, long band 6 at 44.1 kHz.
     const auto tone =
         granules_of(6, [&](int i) { return 8000 * std::sin(2 * kPi * 1000.0 * i / 44100); });
-    Model mt;
-    ZemMp3PsyResultRec t{};
-    for (int g = 0; g < 6; ++g)
-        t = mt.run(tone.data() + 576 * g);
-    const auto noise = granules_of(6, [&](int) { return 2000 * n(rng); });
-    Model mn;
-    ZemMp3PsyResultRec z{};
-    for (int g = 0; g < 6; ++g)
-        z = mn.run(noise.data() + 576 * g);
+    const ZemMp3PsyResultRec t = Model().run(tone, 6);
+    const ZemMp3PsyResultRec z = Model().run(granules_of(6, [&](int) { return 2000 * n(rng); }), 6);
     EXPECT_GT(t.energyLong[6], 1e3 * t.energyLong[15]);
     EXPECT_LT(t.ratioLong[6], 0.2 * z.ratioLong[6]);
     EXPECT_GT(t.allowedLong[7], 10.0 * t.allowedLong[12]); // masking spreads to the neighbours
@@ -546,8 +546,7 @@ TEST(Mp3PsychoacousticModel, CopiedStateCarriesOn) {
         granules_of(5, [](int i) { return 6000 * std::sin(0.05 * i) + 3000 * std::sin(0.31 * i); });
     Model a;
     a.h.sampling_frequency = 1;
-    for (int g = 0; g < 3; ++g)
-        a.run(x.data() + 576 * g);
+    a.run(x, 3);
     Model b;
     b.h = a.h;
     *b.state = *a.state;
