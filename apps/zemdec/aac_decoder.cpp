@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 
+#include <emmintrin.h>
+
 #include "aac_info.hpp"
 #include "aac_layout.hpp"
 #include "sbr_decoder.hpp"
@@ -17,12 +19,17 @@ namespace zemdec {
 
 namespace {
 
-// The LTP history's new frame, at 8 times the PCM scale, rounded and saturated to 16 bits.
+// The LTP history's new frame, at 8 times the PCM scale, rounded and saturated to 16 bits:
+// eight samples at a time, the signed pack doing the saturation (SSE2 is every build's baseline).
 void history_to_pcm(const int32_t* src, int16_t* dst) {
-    for (int n = 0; n < 1024; ++n) {
-        const int32_t v = int32_t(uint32_t(src[n]) + 4u) >> 3;
-        dst[n] = int16_t(v < -32768 ? -32768 : v > 32767 ? 32767 : v);
-    }
+    const __m128i round = _mm_set1_epi32(4);
+    auto scaled = [&](const int32_t* p) {
+        return _mm_srai_epi32(
+            _mm_add_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), round), 3);
+    };
+    for (int n = 0; n < 1024; n += 8)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + n),
+                         _mm_packs_epi32(scaled(src + n), scaled(src + n + 4)));
 }
 
 constexpr int kMaxChannels = 16;
