@@ -68,6 +68,19 @@ int reference_band(const zemdec::SbrBands& bands, int to, int from, int k) {
     return i;
 }
 
+// One envelope of n levels: time deltas with code t against prev (band k against band ref(k)),
+// or the first level in `startBits` bits and frequency deltas with code f.
+template <class Ref>
+void put_levels(BitBuilder& b, const std::vector<int>& v, int n, bool dt,
+                const std::vector<int>& prev, Ref ref, const zemdec::HuffmanCode* t,
+                const zemdec::HuffmanCode* f, int lav, int startBits) {
+    if (!dt)
+        b.put(unsigned(v[0]), startBits);
+    for (int k = dt ? 0 : 1; k < n; ++k)
+        put_code(b, dt ? t : f, lav,
+                 v[std::size_t(k)] - (dt ? prev[std::size_t(ref(k))] : v[std::size_t(k) - 1]));
+}
+
 void write_envelopes(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s,
                      int ampRes, bool balance, SbrWriterState& st) {
     using namespace zemdec;
@@ -77,26 +90,14 @@ void write_envelopes(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFram
     const HuffmanCode* f = balance ? (coarse ? kFHuffmanEnvBal30db : kFHuffmanEnvBal15db)
                                    : (coarse ? kFHuffmanEnv30db : kFHuffmanEnv15db);
     const int lav = balance ? (coarse ? 12 : 24) : (coarse ? 31 : 60);
-    std::vector<int> prev = st.lastEnv;
-    int prevRes = st.lastRes;
     for (int l = 0; l < s.envelopes(); ++l) {
-        const std::vector<int>& e = s.env[std::size_t(l)];
         const int res = s.freqRes[std::size_t(l)];
-        if (s.dfEnv[std::size_t(l)]) {
-            for (int k = 0; k < bands.n[res]; ++k)
-                put_code(b, t, lav,
-                         e[std::size_t(k)] -
-                             prev[std::size_t(reference_band(bands, res, prevRes, k))]);
-        } else {
-            b.put(unsigned(e[0]), (coarse ? 6 : 7) - (balance ? 1 : 0));
-            for (int k = 1; k < bands.n[res]; ++k)
-                put_code(b, f, lav, e[std::size_t(k)] - e[std::size_t(k) - 1]);
-        }
-        prev.assign(e.begin(), e.end());
-        prevRes = res;
+        const auto ref = [&](int k) { return reference_band(bands, res, st.lastRes, k); };
+        put_levels(b, s.env[std::size_t(l)], bands.n[res], s.dfEnv[std::size_t(l)] != 0, st.lastEnv,
+                   ref, t, f, lav, (coarse ? 6 : 7) - (balance ? 1 : 0));
+        st.lastEnv = s.env[std::size_t(l)];
+        st.lastRes = res;
     }
-    st.lastEnv = prev;
-    st.lastRes = prevRes;
 }
 
 void write_noise(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s, bool balance,
@@ -104,21 +105,12 @@ void write_noise(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpe
     using namespace zemdec;
     const HuffmanCode* t = balance ? kTHuffmanNoiseBal30db : kTHuffmanNoise30db;
     const HuffmanCode* f = balance ? kFHuffmanEnvBal30db : kFHuffmanEnv30db;
-    const int lav = balance ? 12 : 31;
-    std::vector<int> prev = st.lastNoise;
     for (std::size_t l = 0; l < s.noise.size(); ++l) {
-        const std::vector<int>& q = s.noise[l];
-        if (s.dfNoise[l]) {
-            for (int k = 0; k < bands.nQ; ++k)
-                put_code(b, t, lav, q[std::size_t(k)] - prev[std::size_t(k)]);
-        } else {
-            b.put(unsigned(q[0]), 5);
-            for (int k = 1; k < bands.nQ; ++k)
-                put_code(b, f, lav, q[std::size_t(k)] - q[std::size_t(k) - 1]);
-        }
-        prev = q;
+        put_levels(
+            b, s.noise[l], bands.nQ, s.dfNoise[l] != 0, st.lastNoise, [](int k) { return k; }, t, f,
+            balance ? 12 : 31, 5);
+        st.lastNoise = s.noise[l];
     }
-    st.lastNoise = prev;
 }
 
 void write_harmonics(BitBuilder& b, const zemdec::SbrBands& bands, const SbrFrameSpec& s) {
