@@ -191,17 +191,25 @@ inline void store_sat16(int16_t* p, I32x4 a, I32x4 b) {
 }
 
 // The same eight values at every second element (p[0], p[2], ..., p[14]); the elements between
-// are neither read nor written, so another channel may fill them at the same time.
+// are neither read nor written, so another channel may fill them at the same time. The values
+// leave the vector four (x86-64) or two at a time through a general register, cheaper than one
+// word extraction each.
 inline void store_sat16_stride2(int16_t* p, I32x4 a, I32x4 b) {
     const __m128i v = _mm_packs_epi32(a.v, b.v);
-    p[0] = int16_t(_mm_extract_epi16(v, 0));
-    p[2] = int16_t(_mm_extract_epi16(v, 1));
-    p[4] = int16_t(_mm_extract_epi16(v, 2));
-    p[6] = int16_t(_mm_extract_epi16(v, 3));
-    p[8] = int16_t(_mm_extract_epi16(v, 4));
-    p[10] = int16_t(_mm_extract_epi16(v, 5));
-    p[12] = int16_t(_mm_extract_epi16(v, 6));
-    p[14] = int16_t(_mm_extract_epi16(v, 7));
+#if defined(__x86_64__)
+    for (int h = 0; h < 2; ++h) {
+        const uint64_t w = uint64_t(_mm_cvtsi128_si64(h == 0 ? v : _mm_unpackhi_epi64(v, v)));
+        for (int k = 0; k < 4; ++k)
+            p[8 * h + 2 * k] = int16_t(uint16_t(w >> (16 * k)));
+    }
+#else
+    __m128i rest = v;
+    for (int h = 0; h < 4; ++h, rest = _mm_srli_si128(rest, 4)) {
+        const uint32_t w = uint32_t(_mm_cvtsi128_si32(rest));
+        p[4 * h] = int16_t(uint16_t(w));
+        p[4 * h + 2] = int16_t(uint16_t(w >> 16));
+    }
+#endif
 }
 
 // Four floats.
