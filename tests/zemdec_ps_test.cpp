@@ -1,7 +1,9 @@
-// zemdec's parametric stereo: ps_data() written by a small writer here and read back (both
-// difference directions, 10/20/34 bands, fine IID, the IPD/OPD extension, variable borders),
-// damaged payloads that must leave the previous parameters alone, and known answers of the
-// stereo reconstruction (mono pass-through, IID level ratios, ICC coherence, IPD/OPD phases).
+// zemdec's parametric stereo: ps_data() written by the test writer and read back (both
+// difference directions, 10/20/34 bands, fine IID, the IPD/OPD extension, variable borders and
+// the envelope appended up to the frame's end), damaged payloads that must leave the previous
+// parameters alone, and known answers of the stereo reconstruction (mono pass-through, IID level
+// ratios, ICC coherence, IPD/OPD phases). Frames that build on the previous one are decoded in
+// the syntax conformance streams.
 #include <gtest/gtest.h>
 
 #include <algorithm>
