@@ -452,6 +452,9 @@ TEST(SbrQmfFloat, RotationKernelsAgreeToTheBit) {
     EXPECT_TRUE(agree(64, [&](const auto& k, float* o) { k.analysis_post(in[0], o); }));
     EXPECT_TRUE(agree(64, [&](const auto& k, float* o) { k.dct4_pre(in[0], false, o); }));
     EXPECT_TRUE(agree(64, [&](const auto& k, float* o) { k.dct4_pre(in[0], true, o); }));
+    // Both halves of the output: the cosine transform's input, then the sine transform's.
+    EXPECT_TRUE(
+        agree(128, [&](const auto& k, float* o) { k.dct4_pre_interleaved(in[0], o, o + 64); }));
     EXPECT_TRUE(agree(128, [&](const auto& k, float* o) { k.dct4_combine(in[0], in[1], o); }));
     EXPECT_TRUE(agree(128, [&](const auto& k, float* o) { k.down_pre(in[0], in[1], o); }));
     EXPECT_TRUE(agree(64, [&](const auto& k, float* o) { k.down_post(in[0], o); }));

@@ -89,6 +89,8 @@ const QmfWindowKernels& qmf_window_kernels();
 //                  2 e^(-i pi (j + 1)/64) conj(Y[31 - j]), j < 16;
 //   dct4_pre:      z_j = e^(-i pi (4j + 1)/256) (x[2j] + i x[63 - 2j]), j < 32, with x read
 //                  backwards when `reversed` (the DST-IV's input);
+//   dct4_pre_interleaved: both dct4_pre inputs from one row of 64 interleaved complex values,
+//                  the real parts forwards into zc and the imaginary parts backwards into zs;
 //   dct4_combine:  with Pc_m = Yc_m e^(-i pi m/64) and Ps_m = Ys_m e^(-i pi m/64) (m < 32) from
 //                  the FFTs of the cosine and the sine transform, the 64-band complex bank's
 //                  v[2m] = (Re Ps - Re Pc) k, v[127 - 2m] = (Re Pc + Re Ps) k,
@@ -99,6 +101,7 @@ struct QmfRotationKernels {
     void (*analysis_pre)(const float* u, float* z);
     void (*analysis_post)(const float* y, float* x);
     void (*dct4_pre)(const float* x, bool reversed, float* z);
+    void (*dct4_pre_interleaved)(const float* row, float* zc, float* zs);
     void (*dct4_combine)(const float* yc, const float* ys, float* v);
     void (*down_pre)(const float* re, const float* im, float* z);
     void (*down_post)(const float* y, float* v);

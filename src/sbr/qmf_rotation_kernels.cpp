@@ -45,6 +45,16 @@ void dct4_pre_scalar(const float* x, bool reversed, float* z) {
     }
 }
 
+void dct4_pre_interleaved_scalar(const float* row, float* zc, float* zs) {
+    float re[64], im[64];
+    for (int k = 0; k < 64; ++k) {
+        re[k] = row[2 * k];
+        im[k] = row[2 * k + 1];
+    }
+    dct4_pre_scalar(re, false, zc);
+    dct4_pre_scalar(im, true, zs);
+}
+
 void dct4_combine_scalar(const float* yc, const float* ys, float* v) {
     for (int m = 0; m < 32; ++m) {
         const float c = R.stepCos[m], s = R.stepSin[m];
@@ -132,6 +142,22 @@ void dct4_pre_sse2(const float* x, bool reversed, float* z) {
     }
 }
 
+// Four values j..j+3 of both transforms per pass: the complex values 2j, 2j + 2, 2j + 4, 2j + 6
+// from the front and 63 - 2j, 61 - 2j, 59 - 2j, 57 - 2j from the back, split into their parts.
+void dct4_pre_interleaved_sse2(const float* row, float* zc, float* zs) {
+    for (int j = 0; j < 32; j += 4) {
+        const F32x4 f01 = shuffle<0, 1, 0, 1>(load(row + 4 * j), load(row + 4 * j + 4));
+        const F32x4 f23 = shuffle<0, 1, 0, 1>(load(row + 4 * j + 8), load(row + 4 * j + 12));
+        const F32x4 b01 = shuffle<2, 3, 2, 3>(load(row + 124 - 4 * j), load(row + 120 - 4 * j));
+        const F32x4 b23 = shuffle<2, 3, 2, 3>(load(row + 116 - 4 * j), load(row + 112 - 4 * j));
+        const F32x4 er = shuffle<0, 2, 0, 2>(f01, f23), ei = shuffle<1, 3, 1, 3>(f01, f23);
+        const F32x4 orr = shuffle<0, 2, 0, 2>(b01, b23), oi = shuffle<1, 3, 1, 3>(b01, b23);
+        const F32x4 c = load(R.quarterCos + j), s = load(R.quarterSin + j);
+        store_complex4(zc + 2 * j, c * er + s * orr, c * orr - s * er);
+        store_complex4(zs + 2 * j, c * oi + s * ei, c * ei - s * oi);
+    }
+}
+
 void dct4_combine_sse2(const float* yc, const float* ys, float* v) {
     alignas(16) float a[32], b[32], cc[32], d[32];
     const F32x4 k = splat(kOut);
@@ -176,10 +202,11 @@ void down_post_sse2(const float* y, float* v) {
 
 } // namespace
 
-const QmfRotationKernels kQmfRotationScalar = {analysis_pre_scalar, analysis_post_scalar,
-                                               dct4_pre_scalar,     dct4_combine_scalar,
-                                               down_pre_scalar,     down_post_scalar};
-const QmfRotationKernels kQmfRotationSse2 = {analysis_pre_sse2, analysis_post_sse2, dct4_pre_sse2,
-                                             dct4_combine_sse2, down_pre_sse2,      down_post_sse2};
+const QmfRotationKernels kQmfRotationScalar = {
+    analysis_pre_scalar, analysis_post_scalar, dct4_pre_scalar, dct4_pre_interleaved_scalar,
+    dct4_combine_scalar, down_pre_scalar,      down_post_scalar};
+const QmfRotationKernels kQmfRotationSse2 = {
+    analysis_pre_sse2, analysis_post_sse2, dct4_pre_sse2, dct4_pre_interleaved_sse2,
+    dct4_combine_sse2, down_pre_sse2,      down_post_sse2};
 
 } // namespace zem::sbr

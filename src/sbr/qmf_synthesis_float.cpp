@@ -31,6 +31,15 @@ void full_complex_values(const float* re, const float* im, const ZemFftSpec& fft
     kQmfRotationSse2.dct4_combine(c, s, v);
 }
 
+// The same from a row of 64 interleaved complex values, read in place.
+void full_interleaved_values(const float* row, const ZemFftSpec& fft, float* v) {
+    alignas(16) float c[64], s[64];
+    kQmfRotationSse2.dct4_pre_interleaved(row, c, s);
+    fft_in_place(c, fft, false, nullptr);
+    fft_in_place(s, fft, false, nullptr);
+    kQmfRotationSse2.dct4_combine(c, s, v);
+}
+
 void down_complex_values(const float* re, const float* im, const ZemFftSpec& fft, uint8_t* work,
                          float* v) {
     alignas(16) float z[128];
@@ -76,6 +85,8 @@ void run(Row<In> src, float* pDst, const float* pWindow, int32_t numSlots, QmfHe
         float* v = delay + index;
         if constexpr (In == Input::Real) {
             real_values(src.rows[l], Bands, *qmf_dct(h), pWorkBuf, v);
+        } else if constexpr (In == Input::Interleaved && Bands == 64) {
+            full_interleaved_values(&src.rows[l][0].re, *qmf_fft(h), v);
         } else {
             const float* r;
             const float* i;
