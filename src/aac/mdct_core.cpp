@@ -122,6 +122,24 @@ void fold(int32_t* x, int N) {
     std::memcpy(x, u, sizeof(int32_t) * std::size_t(N));
 }
 
+// fold() four values at a time: the even lanes of u take -x[3H+i] - x[3H-1-i] (first half) or
+// x[i-H] - x[3H-1-i] (second half), the odd lanes x[H-i] - x[H-1+i] or -x[5H-i] - x[H-1+i],
+// the falling indices read backwards.
+void fold_sse2(int32_t* x, int N) {
+    using namespace simd;
+    const int H = N / 2;
+    const I32x4 even = set(-1, 0, -1, 0), zero = splat(0);
+    int32_t u[1024];
+    for (int i = 0; i < N; i += 4) {
+        const I32x4 up = load(x + H - 1 + i), down = reverse(load(x + 3 * H - 4 - i));
+        const I32x4 e = i < H ? zero - load(x + 3 * H + i) - down : load(x + i - H) - down;
+        const I32x4 o = i < H ? reverse(load(x + H - 3 - i)) - up
+                              : zero - shuffle<3, 3, 1, 1>(load(x + 5 * H - 4 - i)) - up;
+        store(u + i, blend(even, e, o));
+    }
+    std::memcpy(x, u, sizeof(int32_t) * std::size_t(N));
+}
+
 // Pre-twiddle of the forward cores: Z[m] = (C a + S b, C b - S a) for the pair (a, b) at m.
 template <typename Scale> void forward_pre_twiddle(int32_t* x, int N, const int32_t* cs, Scale R) {
     for (int m = 0; m < N / 2; ++m) {
@@ -334,7 +352,7 @@ ZEM_AVX2 void inverse_post_twiddle_avx2(int32_t* X, int N, const int32_t* cs, in
 ZEM_AVX2 void forward_core_avx2(int32_t* x, int N) {
     using namespace simd;
     const CoreTables t = tables_for(N);
-    fold(x, N);
+    fold_sse2(x, N);
     const I64x4 half{_mm256_set1_epi64x(int64_t(1) << 29)};
     for (int m0 = 0; m0 < N / 2; m0 += 4) {
         const Rotated P = rotate_pairs(load8(x + 2 * m0), load8(t.cs + 2 * m0));
@@ -398,13 +416,22 @@ void aac_imdct_32s_sse2(int32_t* X, int N) {
 
 void aac_mdct_32s(int32_t* x, int N) { forward_cores().plain(x, N); }
 
-void aac_mdct_32s_sse2(int32_t* x, int N) {
+namespace {
+
+// The plain forward core with the fold and the FFT of one instruction set; the twiddles are
+// scalar code in both.
+void forward_core(int32_t* x, int N, void (*fold_step)(int32_t*, int), const FixedFftKernels& fft) {
     const CoreTables t = tables_for(N);
-    fold(x, N);
+    fold_step(x, N);
     forward_pre_twiddle(x, N, t.cs, [](int64_t p) { return int32_t((p + (1 << 29)) >> 30); });
-    fixed_fft_kernels().forward(x, t.order, t.fftTwiddle, t.fftSwap);
+    fft.forward(x, t.order, t.fftTwiddle, t.fftSwap);
     forward_post_twiddle(x, N, t.cs, ForwardScale{});
 }
+
+} // namespace
+
+void aac_mdct_32s_scalar(int32_t* x, int N) { forward_core(x, N, fold, kFixedFftScalar); }
+void aac_mdct_32s_sse2(int32_t* x, int N) { forward_core(x, N, fold_sse2, kFixedFftSse2); }
 
 void aac_mdct_norm_32s(int32_t* x, int N) {
     const CoreTables t = tables_for(N);

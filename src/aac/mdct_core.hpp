@@ -43,11 +43,13 @@ void aac_mdct_norm_32s(int32_t* x, int N);
 
 // The plain forward core by instruction set, with identical results (aac_mdct_32s runs
 // forward_cores()).
+void aac_mdct_32s_scalar(int32_t* x, int N);
 void aac_mdct_32s_sse2(int32_t* x, int N);
 void aac_mdct_32s_avx2(int32_t* x, int N);
 struct ForwardCores {
     void (*plain)(int32_t* x, int N);
 };
+inline constexpr ForwardCores kForwardCoresScalar = {aac_mdct_32s_scalar};
 inline constexpr ForwardCores kForwardCoresSse2 = {aac_mdct_32s_sse2};
 #if defined(__x86_64__)
 inline constexpr ForwardCores kForwardCoresAvx2 = {aac_mdct_32s_avx2};
