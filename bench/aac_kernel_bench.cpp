@@ -33,6 +33,8 @@ void inverse_core(benchmark::State& state, void (*core)(int32_t*, int), int n) {
     }
     state.SetItemsProcessed(state.iterations() * n);
 }
+BENCHMARK_CAPTURE(inverse_core, long_scalar, zem::aac::kInverseCoresScalar.norm, 1024);
+BENCHMARK_CAPTURE(inverse_core, short_scalar, zem::aac::kInverseCoresScalar.norm, 128);
 BENCHMARK_CAPTURE(inverse_core, long_sse2, zem::aac::kInverseCoresSse2.norm, 1024);
 BENCHMARK_CAPTURE(inverse_core, short_sse2, zem::aac::kInverseCoresSse2.norm, 128);
 #if defined(__x86_64__)
