@@ -3,8 +3,9 @@
 # benchmarks built), i686 (g++ -m32 -msse2 -mfpmath=sse), the Windows i686 DLL (cross-built
 # with MinGW-w64; its export, import and version tables are checked, nothing runs) and x86-64
 # ASan+UBSan (clang, with the fuzz targets, which then run on their seed corpora within one
-# shared time budget).
-# Environment: ZEM_FUZZ_SECONDS (default 180), ZEM_BUILDS (default "x64 i686 win32 asan").
+# shared time budget), and x86-64 ThreadSanitizer, which runs the tests that decode and
+# transform from several threads at once.
+# Environment: ZEM_FUZZ_SECONDS (default 180), ZEM_BUILDS (default "x64 i686 win32 asan tsan").
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh" all || exit 1
@@ -53,7 +54,7 @@ printf 'int main(void){return 0;}\n' > "$root/out/probe.c"
 if gcc -m32 "$root/out/probe.c" -o "$root/out/probe32" 2>/dev/null && ! "$root/out/probe32" 2>/dev/null; then
   i686_emulator=(-DCMAKE_CROSSCOMPILING_EMULATOR=qemu-i386)
 fi
-for build in ${ZEM_BUILDS:-x64 i686 win32 asan}; do
+for build in ${ZEM_BUILDS:-x64 i686 win32 asan tsan}; do
   build_targets=()
   case $build in
     x64)  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc -DZEM_BENCH=ON) ;;
@@ -65,6 +66,8 @@ for build in ${ZEM_BUILDS:-x64 i686 win32 asan}; do
            build_targets=(--target zemac zemcore) ;;
     asan) args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_C_COMPILER=clang-14
                 -DZEM_SANITIZE=ON -DZEM_FUZZ=ON) ;;
+    tsan) args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc -DZEM_TSAN=ON)
+          build_targets=(--target zemac_tests) ;;
     *) echo "unknown build $build"; exit 2 ;;
   esac
   if ! configure_and_build "$build" "${args[@]}"; then
@@ -75,6 +78,14 @@ for build in ${ZEM_BUILDS:-x64 i686 win32 asan}; do
       echo "=== win32: 1 passed, 0 failed"; total_pass=$((total_pass + 1))
     else
       echo "=== win32: 0 passed, 1 failed"; total_fail=$((total_fail + 1)); status=1
+    fi
+    continue
+  fi
+  if [ "$build" = tsan ]; then # one pass or one fail, any report failing it
+    if TSAN_OPTIONS=halt_on_error=1 "$root/out/tsan/tests/zemac_tests" --gtest_filter='Concurrency.*'; then
+      echo "=== tsan: 1 passed, 0 failed"; total_pass=$((total_pass + 1))
+    else
+      echo "=== tsan: 0 passed, 1 failed"; total_fail=$((total_fail + 1)); status=1
     fi
     continue
   fi
