@@ -59,25 +59,18 @@ Position position(const Granule& g, int p, bool illegal2) {
     return {!illegal, p};
 }
 
-// Long band `band` from the intensity start `start` on. The top band (21) has no scale factor:
-// it takes band 20's position when band 20 is an intensity band, otherwise position 0 in MPEG-2
-// and none in MPEG-1 (the ISO/IEC 11172-3 reference decoding leaves it at the illegal 7).
-Position long_position(const Granule& g, int band, int start) {
+// Band `band` of window w (-1: long blocks) from the intensity start `start` on. The top band
+// (long 21, short 12) has no scale factor: it takes the position of the band below when that is
+// an intensity band, otherwise position 0 in MPEG-2 and none in MPEG-1 (the ISO/IEC 11172-3
+// reference decoding leaves it at the illegal 7).
+Position band_position(const Granule& g, int band, int w, int start) {
     const Channel& r = g.ch[1];
-    if (band < 21)
-        return position(g, r.sfLong[band], r.illegalLong[band]);
-    if (start <= 20)
-        return long_position(g, 20, start);
-    return g.mpeg1 ? Position{} : Position{true, 0};
-}
-
-Position short_position(const Granule& g, int band, int w, int start) {
-    const Channel& r = g.ch[1];
-    if (band < 12)
-        return position(g, r.sfShort[band][w], r.illegalShort[band][w]);
-    if (start <= 11)
-        return short_position(g, 11, w, start);
-    return g.mpeg1 ? Position{} : Position{true, 0};
+    const int top = w < 0 ? 21 : 12;
+    if (band == top && start >= top)
+        return g.mpeg1 ? Position{} : Position{true, 0};
+    band = std::min(band, top - 1);
+    return w < 0 ? position(g, r.sfLong[band], r.illegalLong[band])
+                 : position(g, r.sfShort[band][w], r.illegalShort[band][w]);
 }
 
 // L = xl tan(p pi/12) / (1 + tan(p pi/12)), R = xl / (1 + tan(p pi/12)) (MPEG-1); MPEG-2 with
@@ -117,7 +110,7 @@ std::vector<Position> positions(const Granule& g, const Bands& b) {
         while (start < 22 && b.l[start] <= last)
             ++start;
         for (int band = start; band < 22; ++band)
-            mark(b.l[band], b.l[band + 1] - b.l[band], long_position(g, band, start));
+            mark(b.l[band], b.l[band + 1] - b.l[band], band_position(g, band, -1, start));
         return at;
     }
     const int first = r.mixed ? 3 : 0;
@@ -133,7 +126,7 @@ std::vector<Position> positions(const Granule& g, const Bands& b) {
         shortPartEmpty = shortPartEmpty && start == first;
         for (int band = start; band < 13; ++band) {
             const int width = b.s[band + 1] - b.s[band];
-            mark(3 * b.s[band] + w * width, width, short_position(g, band, w, start));
+            mark(3 * b.s[band] + w * width, width, band_position(g, band, w, start));
         }
     }
     // The long part of a mixed block joins in only when the short part of the right is empty.
