@@ -239,10 +239,16 @@ TEST(ArgumentSweep, AacTools) {
           std::tuple{a.x, a.y, a.s16, a.u8, 1, gl, 49, 4, 1024}, spectral(4, 6, 7, 8));
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed}, noise(4, 5, 7, 8));
+    // A list of rejects followed by the checks made after them.
+    auto then = [](Rejects first, const Rejects& after) {
+        first.insert(first.end(), after.begin(), after.end());
+        return first;
+    };
     sweep(
         "zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
         std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8, a.noiseSeeds},
-        noise(4, 5, 7, 8));
+        then(noise(4, 5, 7, 8), {{"channel 2", 10, 2, zemStatusBadArgument},
+                                 {"channel -1", 10, -1, zemStatusBadArgument}}));
     // Short windows: eight groups of one window, or fewer groups of more.
     sweep("zemsDecodePNS_AAC_32s", zemsDecodePNS_AAC_32s,
           std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 14, 8, gl, 4, 128, &a.seed},
@@ -258,10 +264,6 @@ TEST(ArgumentSweep, AacTools) {
            {"group length -1", -1, 0, zemStatusAacBadWindowGroupCount,
             [](Arena& a) { a.groupLen[3] = -1; }},
            {"maxSfb 15 (14 bands)", 4, 15, zemStatusAacBadMaxSfb}});
-    sweep(
-        "zemsDecodeMsPNS_AAC_32s", zemsDecodeMsPNS_AAC_32s,
-        std::tuple{a.x, a.ltpUsed, a.u8, a.s16, 49, 1, gl, 4, 1024, &a.seed, 1, a.v8, a.noiseSeeds},
-        {{"channel 2", 10, 2, zemStatusBadArgument}, {"channel -1", 10, -1, zemStatusBadArgument}});
     // No filters (pNumFilt all zero): only the argument checks can fail.
     const int32_t* z = a.z;
     Rejects tns = {{"winLen 512", 10, 512, zemStatusAacBadWindowLength},
@@ -271,13 +273,12 @@ TEST(ArgumentSweep, AacTools) {
                    {"maxSfb -1", 7, -1, zemStatusAacBadMaxSfb}};
     sweep("zemsDecodeTNS_AAC_32s_I", zemsDecodeTNS_AAC_32s_I,
           std::tuple{a.x, z, z, z, z, a.i8, z, 49, 0, 4, 1024}, tns);
+    // The encoder checks its mode after the window length.
+    tns.insert(tns.begin() + 1, {{"mode 2", 8, 2, zemStatusAacTnsModeUnsupported},
+                                 {"mode 0", 8, 0, zemStatusAacTnsModeUnsupported}});
     sweep("zemsEncodeTNS_AAC_32s_I", zemsEncodeTNS_AAC_32s_I,
           std::tuple{a.x, z, z, z, z, a.i8, z, 49, 1, 4, 1024}, tns);
-    sweep("zemsEncodeTNS_AAC_32s_I", zemsEncodeTNS_AAC_32s_I,
-          std::tuple{a.x, z, z, z, z, a.i8, z, 49, 1, 4, 1024},
-          {{"mode 2", 8, 2, zemStatusAacTnsModeUnsupported},
-           {"mode 0", 8, 0, zemStatusAacTnsModeUnsupported}});
-    // Window sequence and shapes at the given argument positions.
+    // Window sequence and shapes at the given argument positions, then size or stride.
     auto window = [](int seq, int shape, int prev) {
         return Rejects{{"windowSequence -1", seq, -1, zemStatusAacBadWindowSequence},
                        {"windowSequence 4", seq, 4, zemStatusAacBadWindowSequence},
@@ -286,20 +287,14 @@ TEST(ArgumentSweep, AacTools) {
                        {"prevWindowShape 2", prev, 2, zemStatusAacBadWindowShape}};
     };
     sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s, std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1},
-          window(3, 4, 5));
-    sweep("zemsMDCTInv_AAC_32s16s", zemsMDCTInv_AAC_32s16s, std::tuple{a.x, a.s16, a.y, 0, 0, 0, 1},
-          {{"dstStep 0", 6, 0, zemStatusAacBadOutputStride},
-           {"dstStep 3", 6, 3, zemStatusAacBadOutputStride}});
+          then(window(3, 4, 5), {{"dstStep 0", 6, 0, zemStatusAacBadOutputStride},
+                                 {"dstStep 3", 6, 3, zemStatusAacBadOutputStride}}));
     sweep("zemsMDCTInv_AAC_32s_I", zemsMDCTInv_AAC_32s_I, std::tuple{a.x, a.y, 0, 0, 0, 1024},
-          window(2, 3, 4));
-    sweep("zemsMDCTInv_AAC_32s_I", zemsMDCTInv_AAC_32s_I, std::tuple{a.x, a.y, 0, 0, 0, 1024},
-          {{"len 1023", 5, 1023, zemStatusBadSize}});
+          then(window(2, 3, 4), {{"len 1023", 5, 1023, zemStatusBadSize}}));
     sweep("zemsMDCTFwd_AAC_32s", zemsMDCTFwd_AAC_32s, std::tuple{a.x, a.y, a.z, 0, 0, 0, a.work},
           window(3, 4, 5));
     sweep("zemsMDCTFwd_AAC_32s_I", zemsMDCTFwd_AAC_32s_I, std::tuple{a.x, 0, 0, 0, 2048},
-          window(1, 2, 3));
-    sweep("zemsMDCTFwd_AAC_32s_I", zemsMDCTFwd_AAC_32s_I, std::tuple{a.x, 0, 0, 0, 2048},
-          {{"len 1024", 4, 1024, zemStatusBadSize}});
+          then(window(1, 2, 3), {{"len 1024", 4, 1024, zemStatusBadSize}}));
     sweep("zemsDeinterleaveSpectrum_AAC_32s", zemsDeinterleaveSpectrum_AAC_32s,
           std::tuple{a.x, a.y, 1, gl, 14, 4, 128},
           {{"len 1024", 6, 1024, zemStatusAacBadWindowLength},
@@ -727,23 +722,20 @@ TEST(ArgumentSweep, Tools) {
           {{"numBands 0", 3, 0, zemStatusBadSize}});
     sweep("zemsSpread_16s_Sfs", zemsSpread_16s_Sfs, std::tuple{int16_t(0), int16_t(3), 0, a.s16},
           {});
-    const Rejects channels = {{"numCh 0", 1, 0, zemStatusBadChannelCount},
-                              {"len 0", 2, 0, zemStatusBadSize}};
-    Rejects de16 = channels, de32 = channels, in16 = channels, in32 = channels;
-    de16.push_back(
-        {"channel 1 null", -1, 0, zemStatusNullPointer, [](Arena& a) { a.planes16[1] = nullptr; }});
-    de32.push_back(
-        {"channel 1 null", -1, 0, zemStatusNullPointer, [](Arena& a) { a.planes32[1] = nullptr; }});
-    in16.push_back({"channel 1 null", -1, 0, zemStatusNullPointer,
-                    [](Arena& a) { a.sources16[1] = nullptr; }});
-    in32.push_back({"channel 1 null", -1, 0, zemStatusNullPointer,
-                    [](Arena& a) { a.sources32[1] = nullptr; }});
+    // The channel count, the length, then a null channel pointer.
+    auto planes = [](void (*nullChannel)(Arena&)) {
+        return Rejects{{"numCh 0", 1, 0, zemStatusBadChannelCount},
+                       {"len 0", 2, 0, zemStatusBadSize},
+                       {"channel 1 null", -1, 0, zemStatusNullPointer, nullChannel}};
+    };
     sweep("zemsDeinterleave_16s", zemsDeinterleave_16s, std::tuple{a.inter16, 2, 8, a.planes16},
-          de16);
+          planes([](Arena& a) { a.planes16[1] = nullptr; }));
     sweep("zemsDeinterleave_32f", zemsDeinterleave_32f, std::tuple{a.inter32, 2, 8, a.planes32},
-          de32);
-    sweep("zemsInterleave_16s", zemsInterleave_16s, std::tuple{a.sources16, 2, 8, a.inter16}, in16);
-    sweep("zemsInterleave_32f", zemsInterleave_32f, std::tuple{a.sources32, 2, 8, a.inter32}, in32);
+          planes([](Arena& a) { a.planes32[1] = nullptr; }));
+    sweep("zemsInterleave_16s", zemsInterleave_16s, std::tuple{a.sources16, 2, 8, a.inter16},
+          planes([](Arena& a) { a.sources16[1] = nullptr; }));
+    sweep("zemsInterleave_32f", zemsInterleave_32f, std::tuple{a.sources32, 2, 8, a.inter32},
+          planes([](Arena& a) { a.sources32[1] = nullptr; }));
     EXPECT_EQ(zemsFIRBlockFree_32f(a.fir), zemStatusOk);
 }
 
