@@ -15,9 +15,13 @@ namespace {
 
 using zem::TwiddleRounding;
 
+constexpr auto kOrder2 = zem::make_fixed_fft_table<2, TwiddleRounding::AddHalf>();
+constexpr auto kOrder3 = zem::make_fixed_fft_table<3, TwiddleRounding::AddHalf>();
+constexpr auto kOrder4 = zem::make_fixed_fft_table<4, TwiddleRounding::AddHalf>();
 constexpr auto kOrder5 = zem::make_fixed_fft_table<5, TwiddleRounding::Truncate>();
 constexpr auto kOrder6 = zem::make_fixed_fft_table<6, TwiddleRounding::AddHalf>();
 constexpr auto kOrder7 = zem::make_fixed_fft_table<7, TwiddleRounding::Truncate>();
+constexpr auto kOrder8 = zem::make_fixed_fft_table<8, TwiddleRounding::AddHalf>();
 constexpr auto kOrder9 = zem::make_fixed_fft_table<9, TwiddleRounding::AddHalf>();
 
 struct AnyTable {
@@ -30,23 +34,16 @@ template <int Order> AnyTable any(const zem::FixedFftTable<Order>& t) {
     return {Order, t.twiddle, t.swap};
 }
 
-constexpr auto kOrder2 = zem::make_fixed_fft_table<2, TwiddleRounding::AddHalf>();
-constexpr auto kOrder3 = zem::make_fixed_fft_table<3, TwiddleRounding::AddHalf>();
-constexpr auto kOrder4 = zem::make_fixed_fft_table<4, TwiddleRounding::AddHalf>();
-constexpr auto kOrder8 = zem::make_fixed_fft_table<8, TwiddleRounding::AddHalf>();
-
 std::vector<AnyTable> all_tables() {
     return {any(kOrder2), any(kOrder3), any(kOrder4), any(kOrder5),
             any(kOrder6), any(kOrder7), any(kOrder8), any(kOrder9)};
 }
 
-TEST(FixedFftTables, TwiddleAndSwapAnchors) {
+// Twiddles of both roundings (the swap lists are checked as permutations below).
+TEST(FixedFftTables, TwiddleAnchors) {
     EXPECT_EQ(kOrder5.twiddle[0], 1053110175);
     EXPECT_EQ(kOrder5.twiddle[1], 992008094);
     EXPECT_EQ(kOrder5.twiddle[2], 892783698);
-    const uint8_t swap32[] = {2, 8, 6, 12, 0, 4, 10, 14, 0};
-    for (int i = 0; i < 9; ++i)
-        EXPECT_EQ(kOrder5.swap[i], swap32[i]) << i;
     const int run6 = 64 / 8 - 1;
     EXPECT_EQ(kOrder6.twiddle[run6 + 5], -209476637);
     EXPECT_EQ(kOrder6.twiddle[run6 + 6], -506158391);
@@ -74,19 +71,6 @@ TEST(FixedFftTables, SwapListIsTheBitReversal) {
         for (int i = 0; i < n; ++i)
             EXPECT_EQ(perm[i], zem::detail::bit_reverse(i, t.order))
                 << "order " << t.order << " at " << i;
-    }
-}
-
-TEST(FixedFft, ImpulseGivesAllOnes) {
-    for (const AnyTable& t : all_tables()) {
-        const int n = 1 << t.order;
-        std::vector<int32_t> x(2 * n, 0);
-        x[0] = 1;
-        zem::fixed_fft_sse2(x.data(), t.order, t.twiddle, t.swap);
-        for (int i = 0; i < n; ++i) {
-            EXPECT_EQ(x[2 * i], 1) << "order " << t.order << " bin " << i;
-            EXPECT_EQ(x[2 * i + 1], 0) << "order " << t.order << " bin " << i;
-        }
     }
 }
 

@@ -1,5 +1,5 @@
 // 16-bit forward MDCT: sizes and record layout, accuracy against the double-precision
-// definition at several scale factors, the all-zero shortcut, checks and allocation failures.
+// definition at several scale factors.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,17 +40,15 @@ std::vector<int16_t> random_samples(int32_t n, int32_t amplitude, uint32_t seed)
 } // namespace
 
 TEST(TransformMdct16, SizesAndLayout) {
-    Mdct16 m32(32, 5);
-    EXPECT_EQ(m32.specSize, 348);
-    EXPECT_EQ(m32.initSize, 64);
-    EXPECT_EQ(m32.workSize, 192);
     // From N = 64 the 16-bit FFT takes the complex FFT's sizes of order log2(N/4), work + 8 N/4.
     struct Row {
         int32_t n, spec, init, work;
     } rows[] = {
-        {64, 400, 32, 352}, {128, 464, 32, 672}, {256, 1244, 32, 1376}, {8192, 27036, 2144, 41056}};
+        {32, 348, 64, 192},    {64, 400, 32, 352},         {128, 464, 32, 672},
+        {256, 1244, 32, 1376}, {8192, 27036, 2144, 41056},
+    };
     for (const Row& r : rows)
-        for (int32_t misalign : {0, 31}) {
+        for (int32_t misalign : {0, 5, 31}) {
             Mdct16 m(r.n, misalign);
             EXPECT_EQ(m.specSize, r.spec) << r.n;
             EXPECT_EQ(m.initSize, r.init) << r.n;
@@ -91,17 +89,4 @@ TEST(TransformMdct16, AccuracyAcrossScaleFactors) {
         }
     }
     RecordProperty("worst_error_relative_to_peak", std::to_string(worst));
-}
-
-// Free invalidates the record (argument checks: the sweep; allocation failures: their own test).
-TEST(TransformMdct16, FreeInvalidatesTheRecord) {
-    std::vector<uint8_t> mem(2048), init(64);
-    ZemMdctFwdSpec_16s* spec = nullptr;
-    ASSERT_EQ(zemsMDCTFwdInit_16s(&spec, 32, mem.data() + 1, init.data()), zemStatusOk);
-    std::vector<int16_t> x(32, 5), out(16, 99);
-    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusOk);
-    EXPECT_EQ(zemsMDCTFwdFree_16s(spec), zemStatusContextMismatch);
-    EXPECT_EQ(zemsMDCTFwd_16s_Sfs(x.data(), out.data(), spec, 0, nullptr),
-              zemStatusContextMismatch);
-    EXPECT_EQ(out, std::vector<int16_t>(16, 99));
 }
