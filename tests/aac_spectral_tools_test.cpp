@@ -195,9 +195,8 @@ TEST(AacPns, EnergyAndCorrelation) {
         ASSERT_EQ(zemsDecodePNS_AAC_32s(spec.data(), ltp.data(), cb, sfs, 3, 1, kOneGroup, 4, 1024,
                                         &seed),
                   zemStatusOk);
-        EXPECT_EQ(ltp[1], 0);
-        EXPECT_EQ(ltp[2], 1);
-        EXPECT_EQ(ltp[3], 0);
+        EXPECT_EQ(std::vector<int32_t>(ltp.begin() + 1, ltp.begin() + 4),
+                  (std::vector<int32_t>{0, 1, 0}));
         EXPECT_EQ(spec[4], 5) << "band 1 is not a noise band";
         double energy = 0;
         for (int i = 0; i < 4; ++i)

@@ -67,13 +67,11 @@ void write_aac_sf_difference(BitBuilder& b, int d) {
 void write_aac_channel(BitBuilder& b, const AacChannel& ch) {
     const bool eightShort = ch.windowSequence == 2;
     b.put(ch.globalGain, 8);
-    if (ch.writeIcs) {
-        b.put(0, 1).put(ch.windowSequence, 2).put(ch.windowShape, 1);
-        if (eightShort)
-            b.put(ch.maxSfb, 4).put(ch.grouping, 7);
-        else
-            b.put(ch.maxSfb, 6).put(0, 1);
-    }
+    b.put(0, 1).put(ch.windowSequence, 2).put(ch.windowShape, 1);
+    if (eightShort)
+        b.put(ch.maxSfb, 4).put(ch.grouping, 7);
+    else
+        b.put(ch.maxSfb, 6).put(0, 1);
     const int lengthBits = eightShort ? 3 : 5, escape = eightShort ? 7 : 31;
     for (const auto& group : ch.sections)
         for (const AacSection& s : group) {

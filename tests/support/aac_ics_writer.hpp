@@ -30,7 +30,6 @@ struct AacTnsFilter {
 struct AacChannel {
     int sfIndex = 4;
     int globalGain = 100;
-    bool writeIcs = true; // false when a channel pair carries the ICS info
     int windowSequence = 0, windowShape = 0, maxSfb = 0, grouping = 0;
     std::vector<std::vector<AacSection>> sections; // per window group
     std::vector<int> sf;                           // per group and band (g * maxSfb + b)
