@@ -592,16 +592,20 @@ ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, i
     int i = 0;
     for (; i + 8 <= count; i += 8) {
         const I32x8 x = load8(src + i);
-        if (!in_range(x))
+        if (!in_range(x)) {
+            clear_upper_halves();
             return requantise_run_scalar(src + i, dst + i, count - i, e);
+        }
         store(dst + i, requantise8(x));
     }
     for (int n = 4; n >= 2; n -= 2) { // band widths are even: four, then a pair, zeros above
         if (i + n > count)
             continue;
         const I32x8 x = zero_extend(n == 4 ? load(src + i) : load_lo(src + i));
-        if (!in_range(x))
+        if (!in_range(x)) {
+            clear_upper_halves();
             return requantise_run_scalar(src + i, dst + i, count - i, e);
+        }
         const I32x4 y = low_half(requantise8(x));
         if (n == 4)
             store(dst + i, y);
@@ -609,7 +613,10 @@ ZEM_AVX2 bool requantise_run_avx2(const int32_t* src, int32_t* dst, int count, i
             store_lo(dst + i, y);
         i += n;
     }
-    return i == count || requantise_run_scalar(src + i, dst + i, count - i, e);
+    if (i == count)
+        return true;
+    clear_upper_halves();
+    return requantise_run_scalar(src + i, dst + i, count - i, e);
 }
 #endif
 
