@@ -117,9 +117,9 @@ inline U64x2 dot_pairs(I32x4 a, I32x4 w) {
     const __m128i fixes = _mm_add_epi32(_mm_slli_epi64(fix, 32), _mm_and_si128(fix, high));
     return {_mm_sub_epi64(_mm_add_epi64(even, odd), fixes)};
 }
-// Lanes shifted by a count known only at run time (0 to 31).
 // |a| per lane; INT32_MIN stays, which read as unsigned is 2^31.
 inline I32x4 abs(I32x4 a) { return negate_where(a, sar(a, 31)); }
+// Lanes shifted by a count known only at run time (0 to 31).
 inline I32x4 shl_by(I32x4 a, int s) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(s))}; }
 inline I32x4 sar_by(I32x4 a, int s) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(s))}; }
 
