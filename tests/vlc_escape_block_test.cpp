@@ -32,8 +32,8 @@ struct Coded {
 };
 
 // Encodes values (counting first) into an exactly sized buffer with 3 readable bytes after it;
-// the spec addresses (here and in decode) are off the record by n % 32 bytes, which the
-// functions round up.
+// the record addresses handed over (here and in decode) are n % 32 bytes short of the records,
+// which the functions round up to.
 Coded encode(const std::vector<int16_t>& v, const VlcSpecs& specs, VlcSpecs::Kind kind,
              int linbits) {
     const bool aac = kind == VlcSpecs::Kind::Aac;
